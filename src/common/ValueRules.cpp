@@ -1,0 +1,132 @@
+#include "ValueRules.h"
+
+#include <cmath>
+
+namespace kvx {
+
+namespace {
+
+bool isBlank(QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('\t'); }
+
+// Length of the longest numeric prefix of `text` starting at `pos`; 0 when none.
+int numericPrefixLength(const QString& text, int pos) {
+    const int start = pos;
+    const int n = text.size();
+    if (pos < n && (text[pos] == '+' || text[pos] == '-'))
+        ++pos;
+    int digits = 0;
+    while (pos < n && text[pos].isDigit()) {
+        ++pos;
+        ++digits;
+    }
+    if (pos < n && text[pos] == '.') {
+        ++pos;
+        while (pos < n && text[pos].isDigit()) {
+            ++pos;
+            ++digits;
+        }
+    }
+    if (digits == 0)
+        return 0;
+    // An exponent counts only when digits follow it ("1E" reads as 1).
+    if (pos < n && (text[pos] == 'e' || text[pos] == 'E')) {
+        int e = pos + 1;
+        if (e < n && (text[e] == '+' || text[e] == '-'))
+            ++e;
+        const int expDigitsStart = e;
+        while (e < n && text[e].isDigit())
+            ++e;
+        if (e > expDigitsStart)
+            pos = e;
+    }
+    return pos - start;
+}
+
+} // namespace
+
+double parseLeadingNumber(const QString& text) {
+    int pos = 0;
+    while (pos < text.size() && isBlank(text[pos]))
+        ++pos;
+    const int len = numericPrefixLength(text, pos);
+    if (len == 0)
+        return 0.0;
+    bool ok = false;
+    const double value = text.mid(pos, len).toDouble(&ok);
+    return ok && std::isfinite(value) ? value : 0.0;
+}
+
+bool isNumeric(const QString& text) {
+    const QString t = text.trimmed();
+    return !t.isEmpty() && numericPrefixLength(t, 0) == t.size();
+}
+
+QString numberToText(double value) {
+    if (value == 0.0)
+        return QStringLiteral("0"); // no "-0"
+    return QString::number(value, 'g', 15);
+}
+
+double roundHalfEven(double value) {
+    const double lower = std::floor(value);
+    const double diff = value - lower;
+    if (diff > 0.5)
+        return lower + 1.0;
+    if (diff < 0.5)
+        return lower;
+    return std::fmod(lower, 2.0) == 0.0 ? lower : lower + 1.0;
+}
+
+std::optional<qint16> roundToInt16(double value) {
+    if (!std::isfinite(value))
+        return std::nullopt;
+    const double r = roundHalfEven(value);
+    if (r > 32767.0 || r < -32768.0)
+        return std::nullopt;
+    return static_cast<qint16>(r);
+}
+
+QString fixedDecimals(double value, int decimals) { return QString::number(value, 'f', decimals); }
+
+QString fixedText(const QString& text, int width) {
+    return text.left(width).leftJustified(width, QLatin1Char(' '));
+}
+
+QString trimBlanks(const QString& text) {
+    int begin = 0;
+    int end = text.size();
+    while (begin < end && text[begin] == QLatin1Char(' '))
+        ++begin;
+    while (end > begin && text[end - 1] == QLatin1Char(' '))
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+QString dateTimeText(const QDateTime& when) { return when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss")); }
+
+QString timeOfDayText(const QDateTime& when) { return when.toString(QStringLiteral("HH:mm:ss")); }
+
+QDateTime parseDateTimeText(const QString& text) {
+    return QDateTime::fromString(text.trimmed(), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+}
+
+QString ToBinaryString(qint16 n) {
+    // Written as the register routine states it: lowest bit first, then halving
+    // while the quotient is above 1. A negative value skips the loop.
+    QString bits = (n % 2 != 0) ? QStringLiteral("1") : QStringLiteral("0");
+    int q = static_cast<int>(std::floor(n / 2.0));
+    while (q > 1) {
+        bits.prepend(q % 2 != 0 ? QLatin1Char('1') : QLatin1Char('0'));
+        q = static_cast<int>(std::floor(q / 2.0));
+    }
+    if (q == 1)
+        bits.prepend(QLatin1Char('1'));
+    return bits;
+}
+
+QString bitText(qint16 n, int width) {
+    const QString padded = QString(17, QLatin1Char('0')) + ToBinaryString(n);
+    return padded.right(width);
+}
+
+} // namespace kvx

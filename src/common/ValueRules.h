@@ -1,0 +1,52 @@
+#pragma once
+// The value rules every part of the program shares: how numbers are read from
+// and written to text, how they are rounded to 16 bits, and how dates look.
+// Each rule lives here once; nothing else re-implements them.
+
+#include <QDateTime>
+#include <QString>
+#include <optional>
+
+namespace kvx {
+
+// Lenient leading-number parse: after leading blanks, the longest prefix that is
+// a decimal number (sign, digits, point, exponent) is read; text without one gives 0.
+double parseLeadingNumber(const QString& text);
+
+// True when the whole text (blanks around it allowed) is a number. Empty text is not.
+bool isNumeric(const QString& text);
+
+// Ordinary number-to-text: shortest decimal form, no padding (20 -> "20", 0.5 -> "0.5").
+QString numberToText(double value);
+
+// Rounds to the nearest integer, halves to even (2.5 -> 2, 3.5 -> 4).
+double roundHalfEven(double value);
+
+// Rounds to a 16-bit signed integer, halves to even. Values outside -32768..32767
+// do not fit: the caller then ends with its default result.
+std::optional<qint16> roundToInt16(double value);
+
+// A number with a fixed count of decimals ("0.00" style formats).
+QString fixedDecimals(double value, int decimals);
+
+// Text padded with blanks or cut to exactly `width` characters (fixed-length fields).
+QString fixedText(const QString& text, int width);
+
+// Trims blanks only (spaces), as the field rules do; line ends are left alone.
+QString trimBlanks(const QString& text);
+
+// "YYYY/MM/DD HH:MM:SS": records, data table and start/end fields.
+QString dateTimeText(const QDateTime& when);
+// "HH:MM:SS": times of day in logs and cursor read-outs.
+QString timeOfDayText(const QDateTime& when);
+// Reads a "YYYY/MM/DD HH:MM:SS" text back; invalid QDateTime when it is not one.
+QDateTime parseDateTimeText(const QString& text);
+
+// A 16-bit integer as its binary digits, most significant first, no leading zeros
+// ("0" for 0). A negative value gives only its lowest bit.
+QString ToBinaryString(qint16 n);
+
+// The register rule: `ToBinaryString` behind a run of zeros, cut to the rightmost `width`.
+QString bitText(qint16 n, int width);
+
+} // namespace kvx

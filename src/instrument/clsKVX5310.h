@@ -1,0 +1,173 @@
+#pragma once
+// The one object through which the program talks to the meter. Each member turns
+// one intention into one SCPI command text, sends it through the single exchange
+// routine and decodes the reply. Nothing here raises to callers: a failed
+// exchange leaves an empty reply and an error line in the command log.
+//
+// Get members are named as the meter's properties (`LimitUPPER()`), Let members
+// carry a `set` prefix (`setLimitUPPER(v)`).
+
+#include "LinkControls.h"
+
+#include <QString>
+
+namespace kvx {
+
+class clsKVX5310 {
+public:
+    clsKVX5310();
+    ~clsKVX5310();
+    clsKVX5310(const clsKVX5310&) = delete;
+    clsKVX5310& operator=(const clsKVX5310&) = delete;
+
+    // The two link objects the exchange uses ("RS232" and "GPIB").
+    SerialControl& CWSerial1() { return m_serial; }
+    GpibControl& CWGPIB1() { return m_gpib; }
+
+    // --- Link ---
+    // "RS232", "GPIB", or "SAME" for the present method; runs the configure
+    // operation, then the first status exchange.
+    void setConnectMethod(const QString& method);
+    QString ConnectMethod() const { return sConnectMethod_; }
+
+    // --- Units ---
+    void setUnitPrimary(const QString& measurementWord);
+    void setUnitSecond(const QString& measurementWord);
+
+    // --- Configuration ---
+    void setAuto(bool on);
+    bool Auto();
+    double Range();
+    QString Mode();
+    QString Func();
+    void Capacitance(double range = 0);
+    bool Continuity();
+    QString CurrentDC(double range = 0);
+    QString CurrentAC(double range = 0);
+    QString CurrentACDC(double range = 0);
+    void Diode();
+    void Resitance(double range = 0);
+    QString VoltageDC(double range = 0);
+    QString VoltageAC(double range = 0);
+    QString VoltageACDC(double range = 0);
+    QString VoltageDCAC(double range = 0);
+    QString Ripple(double range = 0);
+
+    // --- Readings ---
+    QString ValueBoth();
+    QString ValuePrimary();
+    QString ValueSecond();
+    void SFR();
+
+    // --- Math ---
+    bool LimitState();
+    void setLimitState(bool on);
+    double LimitLower();
+    void setLimitLower(double value);
+    double LimitUPPER();
+    void setLimitUPPER(double value);
+    QString LimitFAIL();
+    void setMaxMode(bool on);
+    bool MaxMode();
+    void setMinMode(bool on);
+    bool MinMode();
+    bool RelState();
+    void setRelState(bool on);
+    double RelData();
+    // Never called by the program; see the note at its definition.
+    void setRelData(double value);
+    bool SDBMState();
+    void setSDBMState(bool on);
+    qint16 SDBMRef();
+    void setSDBMRef(qint16 ohms);
+    bool Hold();
+    void setHold(bool on);
+    void AutoHold();
+    void PreSet();
+
+    // --- Status registers ---
+    qint16 QuestionCondition();
+    qint16 QuestionEvent();
+    bool QCondLimitTestFailHi() const;
+    bool QCondLimitTestFailLo() const;
+    bool QCondCapacitanceOverload() const;
+    bool QCondOhmOverload() const;
+    bool QCondFrequencyNullSense() const;
+    bool QCondCurrentOverload() const;
+    bool QCondVoltageOverload() const;
+    qint16 StautsByteReg();
+    bool SBR_OPER() const;
+    bool SBR_RQS_MSS() const;
+    bool SBR_ESB() const;
+    bool SBR_MAV() const;
+    bool SBR_QUES() const;
+    bool SBR_E_E() const;
+    void setStandardEventStatusReg(qint16 ignored = 0);
+    qint16 StandardEventStatusReg();
+    bool SESR_PON() const { return true; }
+    bool SESR_URQ() const;
+    bool SESR_CME() const;
+    bool SESR_EXE() const;
+    bool SESR_DDE() const;
+    bool SESR_QYE() const;
+    bool SESR_OPC() const;
+    bool SystemError();
+    void setOperationComplete(qint16 ignored = 0);
+    bool OperationComplete();
+    QString IDN();
+
+    // Whether the last query got a reply from the meter; the LIVE/DEAD mark uses
+    // it, since SESR_PON answers True without asking the meter.
+    bool lastQueryAnswered() const { return m_lastQueryAnswered; }
+
+    // --- Fields, read-only for the windows ---
+    QString sUnitPrimary() const { return sUnitPrimary_; }
+    QString sUnitSecond() const { return sUnitSecond_; }
+    double dRange() const { return dRange_; }
+    QString sMode() const { return sMode_; }
+    QString sQuestContent() const { return sQuestContent_; }
+    QString sSESRContent() const { return sSESRContent_; }
+    QString sSBRContent() const { return sSBRContent_; }
+    bool Ready() const { return Ready_; }
+    bool bExecuting() const { return bExecuting_; }
+    QString ExecLog() const { return ExecLog_; }
+    QString sCommand() const { return sCommand_; }
+    QString sReply() const { return sReply_; }
+    QString sValueSecond() const { return sValueSecond_; }
+
+    // Writes the command log file (replacing it). Returns false when it cannot be written.
+    bool writeCommandLog(const QString& path, QString* error = nullptr) const;
+
+private:
+    QString ExecuteCommand(const QString& command);
+    QString send(const QString& command); // sCommand = command, then ExecuteCommand
+    QString rangeSetter(const QString& prefix, double range);
+    qint16 registerQuery(const QString& command, QString& bits, int width);
+
+    QString sUnitPrimary_;
+    QString sUnitSecond_;
+    double dRange_ = 0.0;
+    QString sMode_;
+    QString sQuestContent_;
+    QString sSESRContent_;
+    QString sSBRContent_;
+    bool Ready_ = false;
+    bool bExecuting_ = false;
+    QString ExecLog_;
+    QString sCommand_;
+    QString sConnectMethod_;
+    QString sReply_;
+    QString sValueSecond_;
+    bool bDataArrived_ = false;
+    bool m_lastQueryAnswered = false;
+    int m_relDataDepth = 0;
+
+    SerialControl m_serial;
+    GpibControl m_gpib;
+};
+
+// The single instance, created on first use and released at quit.
+clsKVX5310& driver();
+void releaseDriver();
+
+} // namespace kvx
