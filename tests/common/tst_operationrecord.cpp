@@ -1,0 +1,150 @@
+#include "OperationRecord.h"
+
+#include <QTemporaryDir>
+#include <QtEndian>
+#include <QtTest>
+
+using namespace kvx;
+
+namespace {
+
+OperationRecord sampleRecord() {
+    OperationRecord r;
+    r.comPort = 2;
+    r.baudRate = 9600;
+    r.gpibAddress = 31;
+    r.samplingInterval = QStringLiteral("5");
+    r.totalTime = QStringLiteral("Continuous");
+    r.reportHeader = QStringLiteral("Bench 3 report");
+    r.logoFile = QStringLiteral("/home/lab/logo.jpg");
+    r.colors = {65280, 11010216, 255, 0, 5811368, 16776960, 0};
+    r.snapshotFolder = QStringLiteral("  /home/lab/Working");
+    r.serialFlag = QStringLiteral("0");
+    r.gpibFlag = QStringLiteral("1");
+    r.sFunction = QStringLiteral("DC Voltage");
+    r.serialSettings = {1, 2, 3, -4};
+    r.settingText1 = QStringLiteral("abc");
+    r.settingText2 = QStringLiteral("xyz");
+    r.setting3 = 1234;
+    return r;
+}
+
+qint16 i16At(const QByteArray& b, int at) { return qFromLittleEndian<qint16>(b.constData() + at); }
+quint32 u32At(const QByteArray& b, int at) { return qFromLittleEndian<quint32>(b.constData() + at); }
+
+} // namespace
+
+class TestOperationRecord : public QObject {
+    Q_OBJECT
+private slots:
+    void fieldsSitAtTheirOffsets() {
+        const QByteArray b = sampleRecord().encode();
+        QCOMPARE(b.size(), 1704);
+        QCOMPARE(i16At(b, 0), qint16(2));
+        QCOMPARE(i16At(b, 2), qint16(9600));
+        QCOMPARE(i16At(b, 4), qint16(31));
+        QCOMPARE(b.mid(6, 20), QByteArray("5").leftJustified(20, ' '));
+        QCOMPARE(b.mid(26, 20), QByteArray("Continuous").leftJustified(20, ' '));
+        QCOMPARE(b.mid(46, 14), QByteArray("Bench 3 report"));
+        QCOMPARE(b.at(46 + 254), ' ');
+        QCOMPARE(b.mid(301, 18), QByteArray("/home/lab/logo.jpg"));
+        QCOMPARE(u32At(b, 556), 65280u);
+        QCOMPARE(u32At(b, 560), 11010216u);
+        QCOMPARE(u32At(b, 576), 16776960u);
+        QCOMPARE(b.mid(584, 21), QByteArray("  /home/lab/Working  "));
+        QCOMPARE(b.at(839), '0');
+        QCOMPARE(b.at(840), '1');
+        QCOMPARE(b.mid(841, 10), QByteArray("DC Voltage"));
+        QCOMPARE(i16At(b, 852), qint16(1));
+        QCOMPARE(i16At(b, 858), qint16(-4));
+        QCOMPARE(b.mid(860, 6), QByteArray("abc   "));
+        QCOMPARE(b.mid(866, 6), QByteArray("xyz   "));
+        QCOMPARE(i16At(b, 872), qint16(1234));
+        // Without extension values nothing of this program's own lands past the table.
+        QCOMPARE(b.mid(876), QByteArray(1704 - 876, '\0'));
+    }
+
+    void extensionFieldsRoundTrip() {
+        OperationRecord r = sampleRecord();
+        r.serialDevice = QStringLiteral("/dev/ttyUSB0");
+        r.gpibBackend = QStringLiteral("prologix:/dev/ttyUSB1");
+        const QByteArray b = r.encode();
+        QCOMPARE(b.mid(876, 4), QByteArray("KVX+"));
+        OperationRecord back;
+        QVERIFY(back.decode(b));
+        QCOMPARE(back.serialDevice, r.serialDevice);
+        QCOMPARE(back.gpibBackend, r.gpibBackend);
+        QVERIFY(back.lanAddress.isEmpty());
+    }
+
+    void fileRoundTripIsByteIdentical() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("KVX-5130.Log"));
+        // A record written by another program, with bytes this one does not interpret.
+        QByteArray foreign = sampleRecord().encode();
+        foreign[851] = 'Z';
+        foreign[875] = char(0x7f);
+        foreign[1700] = char(0x55);
+        {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(foreign);
+        }
+        OperationRecord r;
+        QCOMPARE(OperationFile::load(path, r), LoadResult::Loaded);
+        QCOMPARE(r.sFunction, QStringLiteral("DC Voltage"));
+        QCOMPARE(r.snapshotFolder.left(21), QStringLiteral("  /home/lab/Working  "));
+        QVERIFY(OperationFile::save(path, r));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QCOMPARE(f.readAll(), foreign);
+    }
+
+    void saveOverwritesInPlace() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("ops.Log"));
+        {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(QByteArray(3000, 'x'));
+        }
+        QVERIFY(OperationFile::save(path, sampleRecord()));
+        QCOMPARE(QFileInfo(path).size(), 3000);
+    }
+
+    void badFiles_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("missing") << -1 << int(LoadResult::Missing);
+        QTest::newRow("empty") << 0 << int(LoadResult::Damaged);
+        QTest::newRow("short") << 875 << int(LoadResult::Damaged);
+    }
+    void badFiles() {
+        QFETCH(int, size);
+        QFETCH(int, expected);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("KVX-5130.Log"));
+        if (size >= 0) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(QByteArray(size, 'a'));
+        }
+        OperationRecord r = sampleRecord();
+        QString error;
+        QCOMPARE(int(OperationFile::load(path, r, &error)), expected);
+        // The settings in hand are kept, never half-read.
+        QCOMPARE(r.sFunction, QStringLiteral("DC Voltage"));
+        QCOMPARE(error.isEmpty(), expected == int(LoadResult::Missing));
+    }
+
+    void nonAsciiTextSurvives() {
+        OperationRecord r;
+        r.reportHeader = QStringLiteral("測試報告 — bench");
+        OperationRecord back;
+        QVERIFY(back.decode(r.encode()));
+        QCOMPARE(back.reportHeader.trimmed(), r.reportHeader);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestOperationRecord)
+#include "tst_operationrecord.moc"
