@@ -27,14 +27,17 @@ const FunctionTraits kTraits[] = {
     {"CONT", nullptr, {0.5}, 0.01043, 0.003, QuesOhmOverload, false},
 };
 
-bool sameRange(double a, double b) { return std::abs(a - b) <= 1e-9 * std::max(1.0, std::abs(b)); }
+bool sameRange(double a, double b) {
+    return std::abs(a - b) <= 1e-9 * std::max(1.0, std::abs(b));
+}
 
 } // namespace
 
-const FunctionTraits &traitsOf(Function function) { return kTraits[static_cast<int>(function)]; }
+const FunctionTraits& traitsOf(Function function) {
+    return kTraits[static_cast<int>(function)];
+}
 
-std::optional<double> smallestRangeHolding(const FunctionTraits &traits, double value)
-{
+std::optional<double> smallestRangeHolding(const FunctionTraits& traits, double value) {
     for (double range : traits.ranges) {
         if (std::abs(value) <= range)
             return range;
@@ -42,8 +45,7 @@ std::optional<double> smallestRangeHolding(const FunctionTraits &traits, double 
     return std::nullopt;
 }
 
-std::optional<double> matchRange(const FunctionTraits &traits, double requested)
-{
+std::optional<double> matchRange(const FunctionTraits& traits, double requested) {
     for (double range : traits.ranges) {
         if (sameRange(range, requested))
             return range;

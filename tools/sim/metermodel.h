@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <vector>
 
 namespace kvxsim {
 
@@ -37,7 +38,7 @@ enum StatusBit : int {
 };
 
 QString formatReading(double value);
-extern const char *const kOverloadText;
+extern const char* const kOverloadText;
 
 // The meter as seen through its command parser: one command line in, at most one reply
 // out. It knows nothing about links, terminators or timing.
@@ -46,15 +47,21 @@ public:
     explicit MeterModel(std::uint32_t seed);
 
     // commandLine excludes the terminator; the reply excludes it too.
-    std::optional<QString> execute(const QString &commandLine);
+    std::optional<QString> execute(const QString& commandLine);
 
     // The link owns the output queue; *STB? reports MAV from what it says here.
     void setOutputQueued(bool queued) { m_outputQueued = queued; }
 
-    struct Handler;
-
 private:
     using Reply = std::optional<QString>;
+    using Method = Reply (MeterModel::*)(const QString& argument);
+
+    struct Handler {
+        const char* pattern;
+        bool isQuery;
+        Method method;
+    };
+    static const std::vector<Handler>& handlers();
 
     struct Reading {
         std::optional<double> primary; // nullopt: overload
@@ -64,67 +71,67 @@ private:
     enum class HoldMode { Off, Hold, AutoHold };
 
     // Function selection
-    Reply selectDcVoltage(const QString &argument);
-    Reply selectAcVoltage(const QString &argument);
-    Reply selectAcDcVoltage(const QString &argument);
-    Reply selectRipple(const QString &argument);
-    Reply selectDcCurrent(const QString &argument);
-    Reply selectAcCurrent(const QString &argument);
-    Reply selectAcDcCurrent(const QString &argument);
-    Reply selectResistance(const QString &argument);
-    Reply selectCapacitance(const QString &argument);
-    Reply selectDiode(const QString &argument);
-    Reply selectContinuity(const QString &argument);
-    Reply selectFunction(Function function, const QString &rangeArgument);
-    Reply showFrequency(const QString &);
-    Reply queryFunction(const QString &);
-    Reply setAutoRange(const QString &argument);
-    Reply queryAutoRange(const QString &);
-    Reply queryRange(const QString &);
-    Reply queryMode(const QString &);
+    Reply selectDcVoltage(const QString& argument);
+    Reply selectAcVoltage(const QString& argument);
+    Reply selectAcDcVoltage(const QString& argument);
+    Reply selectRipple(const QString& argument);
+    Reply selectDcCurrent(const QString& argument);
+    Reply selectAcCurrent(const QString& argument);
+    Reply selectAcDcCurrent(const QString& argument);
+    Reply selectResistance(const QString& argument);
+    Reply selectCapacitance(const QString& argument);
+    Reply selectDiode(const QString& argument);
+    Reply selectContinuity(const QString& argument);
+    Reply selectFunction(Function function, const QString& rangeArgument);
+    Reply showFrequency(const QString&);
+    Reply queryFunction(const QString&);
+    Reply setAutoRange(const QString& argument);
+    Reply queryAutoRange(const QString&);
+    Reply queryRange(const QString&);
+    Reply queryMode(const QString&);
 
     // Readings
-    Reply queryRead(const QString &);
-    Reply queryValue(const QString &);
+    Reply queryRead(const QString&);
+    Reply queryValue(const QString&);
 
     // Math
-    Reply setLimitState(const QString &argument);
-    Reply queryLimitState(const QString &);
-    Reply setUpperLimit(const QString &argument);
-    Reply queryUpperLimit(const QString &);
-    Reply setLowerLimit(const QString &argument);
-    Reply queryLowerLimit(const QString &);
-    Reply queryLimitVerdict(const QString &);
-    Reply setMax(const QString &argument);
-    Reply queryMax(const QString &);
-    Reply setMin(const QString &argument);
-    Reply queryMin(const QString &);
-    Reply setRelState(const QString &argument);
-    Reply queryRelState(const QString &);
-    Reply setRelValue(const QString &argument);
-    Reply queryRelValue(const QString &);
-    Reply setDbmState(const QString &argument);
-    Reply queryDbmState(const QString &);
-    Reply setDbmReference(const QString &argument);
-    Reply queryDbmReference(const QString &);
-    Reply setHold(const QString &argument);
-    Reply queryHold(const QString &);
+    Reply setLimitState(const QString& argument);
+    Reply queryLimitState(const QString&);
+    Reply setUpperLimit(const QString& argument);
+    Reply queryUpperLimit(const QString&);
+    Reply setLowerLimit(const QString& argument);
+    Reply queryLowerLimit(const QString&);
+    Reply queryLimitVerdict(const QString&);
+    Reply setMax(const QString& argument);
+    Reply queryMax(const QString&);
+    Reply setMin(const QString& argument);
+    Reply queryMin(const QString&);
+    Reply setRelState(const QString& argument);
+    Reply queryRelState(const QString&);
+    Reply setRelValue(const QString& argument);
+    Reply queryRelValue(const QString&);
+    Reply setDbmState(const QString& argument);
+    Reply queryDbmState(const QString&);
+    Reply setDbmReference(const QString& argument);
+    Reply queryDbmReference(const QString&);
+    Reply setHold(const QString& argument);
+    Reply queryHold(const QString&);
 
     // System and status
-    Reply preset(const QString &);
-    Reply queryIdentity(const QString &);
-    Reply operationComplete(const QString &);
-    Reply queryOperationComplete(const QString &);
-    Reply queryStatusByte(const QString &);
-    Reply setServiceRequestEnable(const QString &argument);
-    Reply queryServiceRequestEnable(const QString &);
-    Reply setEventStatusEnable(const QString &argument);
-    Reply queryEventStatusEnable(const QString &);
-    Reply queryEventStatus(const QString &);
-    Reply clearStatus(const QString &);
-    Reply queryQuestionableCondition(const QString &);
-    Reply queryQuestionableEvent(const QString &);
-    Reply querySystemError(const QString &);
+    Reply preset(const QString&);
+    Reply queryIdentity(const QString&);
+    Reply operationComplete(const QString&);
+    Reply queryOperationComplete(const QString&);
+    Reply queryStatusByte(const QString&);
+    Reply setServiceRequestEnable(const QString& argument);
+    Reply queryServiceRequestEnable(const QString&);
+    Reply setEventStatusEnable(const QString& argument);
+    Reply queryEventStatusEnable(const QString&);
+    Reply queryEventStatus(const QString&);
+    Reply clearStatus(const QString&);
+    Reply queryQuestionableCondition(const QString&);
+    Reply queryQuestionableEvent(const QString&);
+    Reply querySystemError(const QString&);
 
     // Helpers
     Reading measure();
@@ -132,14 +139,14 @@ private:
     double applyMath(double raw) const;
     void trackExtremes(double value);
     double applyHold(double value);
-    void updateLimitVerdict(const std::optional<double> &shown);
+    void updateLimitVerdict(const std::optional<double>& shown);
     void updateQuestionable(bool overloaded);
     double presentRange() const;
-    const FunctionTraits &traits() const { return traitsOf(m_function); }
+    const FunctionTraits& traits() const { return traitsOf(m_function); }
     void clearModes();
-    std::optional<bool> parseSwitch(const QString &argument);
-    std::optional<double> parseNumber(const QString &argument);
-    void pushError(int code, const char *message);
+    std::optional<bool> parseSwitch(const QString& argument);
+    std::optional<double> parseNumber(const QString& argument);
+    void pushError(int code, const char* message);
     int modeBits() const;
     int statusByte() const;
 

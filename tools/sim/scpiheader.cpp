@@ -6,24 +6,21 @@ namespace kvxsim {
 
 namespace {
 
-int shortFormLength(const QString &patternNode)
-{
+int shortFormLength(const QString& patternNode) {
     int length = 0;
     while (length < patternNode.size() && !patternNode.at(length).isLower())
         ++length;
     return length;
 }
 
-bool nodeMatches(const QString &node, const QString &patternNode)
-{
+bool nodeMatches(const QString& node, const QString& patternNode) {
     const QString longForm = patternNode.toUpper();
     return node.size() >= shortFormLength(patternNode) && longForm.startsWith(node);
 }
 
 } // namespace
 
-ScpiCommand parseScpiCommand(const QString &line)
-{
+ScpiCommand parseScpiCommand(const QString& line) {
     ScpiCommand command;
     QString text = line.trimmed();
     if (text.startsWith(QLatin1Char(':')))
@@ -40,8 +37,7 @@ ScpiCommand parseScpiCommand(const QString &line)
     return command;
 }
 
-bool headerMatches(const QString &header, const QString &pattern)
-{
+bool headerMatches(const QString& header, const QString& pattern) {
     const QStringList nodes = header.split(QLatin1Char(':'));
     const QStringList patternNodes = pattern.split(QLatin1Char(':'));
     if (nodes.size() != patternNodes.size())

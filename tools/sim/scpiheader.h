@@ -10,11 +10,11 @@ struct ScpiCommand {
     bool isQuery = false;
 };
 
-ScpiCommand parseScpiCommand(const QString &line);
+ScpiCommand parseScpiCommand(const QString& line);
 
 // True when every node of header is an abbreviation of the pattern's node: at least
 // the short form (the pattern's leading capitals, as in "CALCulate:LIMit") and at most
 // the long form. This lets "CALC:LIMI:STAT" and "CALC:LIM:LOW" reach the same node.
-bool headerMatches(const QString &header, const QString &pattern);
+bool headerMatches(const QString& header, const QString& pattern);
 
 } // namespace kvxsim

@@ -24,7 +24,7 @@ public:
 private:
     double uniform();
     double roughlyNormal();
-    void walk(double &drift, double step, double limit);
+    void walk(double& drift, double step, double limit);
 
     std::mt19937 m_rng;
     double m_drift = 0.0;
