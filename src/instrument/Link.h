@@ -5,9 +5,22 @@
 
 #include <QByteArray>
 #include <QString>
+#include <functional>
 #include <memory>
 
 namespace kvx {
+
+// Error numbers a link reports next to its text; the connection test shows them
+// as "[n]". They sort failures by what went wrong, whatever the transport.
+enum LinkErrorNumber : int {
+    kLinkNoError = 0,
+    kLinkSettingsError = 1, // the settings name no usable device, host or address
+    kLinkOpenError = 2,     // the device, library or host could not be opened
+    kLinkWriteError = 3,
+    kLinkReadError = 4,
+    kLinkTimeoutError = 5, // no complete reply within the link's timeout
+    kLinkNotOpenError = 6, // nothing configured, or the device went away
+};
 
 class Link {
 public:
@@ -18,11 +31,39 @@ public:
 
     virtual bool open(QString* error) = 0;
     virtual void close() = 0;
+    // False once the device went away (unplugged adapter, closed socket): the
+    // owner then opens it again before its next write.
     virtual bool isOpen() const = 0;
     // Writes the bytes as given; the caller has added any terminator the link needs.
     virtual bool write(const QByteArray& data, QString* error) = 0;
     virtual bool read(QByteArray* reply, QString* error) = 0;
     virtual QString description() const = 0;
+    // Timeout of one write or one whole reply.
+    virtual void setTimeoutMs(int ms) { m_timeoutMs = ms; }
+    int timeoutMs() const { return m_timeoutMs; }
+
+    // Called, from the event loop, when the link fails while no exchange runs
+    // (the peer closed the connection, the adapter was unplugged). Links that
+    // cannot notice that on their own never call it.
+    using IdleErrorHandler = std::function<void(const QString& description)>;
+    void setIdleErrorHandler(IdleErrorHandler handler) { m_idleErrorHandler = std::move(handler); }
+
+    // The number of the last failure (LinkErrorNumber), kLinkNoError after a success.
+    int lastErrorNumber() const { return m_lastErrorNumber; }
+
+protected:
+    // Records a failure and hands its text to the caller; always returns false.
+    bool fail(int number, const QString& text, QString* error);
+    bool succeed() {
+        m_lastErrorNumber = kLinkNoError;
+        return true;
+    }
+    void reportIdleError(const QString& description) const;
+
+private:
+    int m_timeoutMs = 1000;
+    int m_lastErrorNumber = kLinkNoError;
+    IdleErrorHandler m_idleErrorHandler;
 };
 
 // Where a connection text sends the driver: which of its two link objects, and
@@ -30,7 +71,7 @@ public:
 struct ConnectionTarget {
     QString method;      // "RS232" or "GPIB"
     QString devicePath;  // RS232: serial device
-    qint16 baudRate = 0; // RS232: 0 keeps the present rate
+    qint32 baudRate = 0; // RS232: 0 keeps the present rate
     QString gpibBackend; // GPIB: back-end text for GpibControl::setBackend
     qint16 gpibAddress = -1; // GPIB: -1 keeps the present address
 };

@@ -119,6 +119,8 @@ public:
     // Whether the last query got a reply from the meter; the LIVE/DEAD mark uses
     // it, since SESR_PON answers True without asking the meter.
     bool lastQueryAnswered() const { return m_lastQueryAnswered; }
+    // Why the last ConnectMethod left Ready False (empty when it did not).
+    QString lastConfigureError() const { return m_configureError; }
 
     // --- Fields, read-only for the windows ---
     QString sUnitPrimary() const { return sUnitPrimary_; }
@@ -140,6 +142,10 @@ public:
 
 private:
     QString ExecuteCommand(const QString& command);
+    bool exchange(const QString& command, QString* result, QString* error);
+    void appendLogLine(const QString& kind, const QString& command, const QString& tail);
+    void onGpibNotification(const QString& description);
+    bool replyIs(const char* text) const;
     QString send(const QString& command); // sCommand = command, then ExecuteCommand
     QString rangeSetter(const QString& prefix, double range);
     qint16 registerQuery(const QString& command, QString& bits, int width);
@@ -161,6 +167,7 @@ private:
     bool bDataArrived_ = false;
     bool m_lastQueryAnswered = false;
     int m_relDataDepth = 0;
+    QString m_configureError;
 
     SerialControl m_serial;
     GpibControl m_gpib;
@@ -169,5 +176,13 @@ private:
 // The single instance, created on first use and released at quit.
 clsKVX5310& driver();
 void releaseDriver();
+
+// The settings dialog's connection test: puts the port and baud rate (RS-232)
+// or the address (GPIB) on the link object when they are in range, configures
+// it, selects the method and asks for the identification. Returns the text to
+// show: the identification, "Connection Error!" when it is empty, or
+// "Connection Error! Error caused by [n] <description>" when a step failed.
+QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, qint32 baudRate,
+                          qint16 gpibAddress);
 
 } // namespace kvx

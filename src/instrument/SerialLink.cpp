@@ -1,0 +1,52 @@
+#include "SerialLink.h"
+
+namespace kvx {
+
+SerialLink::SerialLink(const QString& devicePath, qint32 baudRate)
+    : m_devicePath(devicePath), m_baudRate(baudRate) {
+    QObject::connect(&m_port, &QSerialPort::errorOccurred, &m_port, [this](QSerialPort::SerialPortError e) {
+        // ResourceError is what an unplugged adapter or a closed pseudo-terminal gives.
+        deviceFailed(e == QSerialPort::ResourceError);
+    });
+}
+
+SerialLink::~SerialLink() { closeDevice(); }
+
+QString SerialLink::description() const { return QStringLiteral("serial port %1").arg(m_devicePath); }
+
+bool SerialLink::open(QString* error) {
+    Busy busy(*this);
+    closeDevice();
+    m_port.setPortName(m_devicePath);
+    if (!m_port.open(QIODevice::ReadWrite))
+        return fail(kLinkOpenError, QStringLiteral("Cannot open %1: %2").arg(m_devicePath, m_port.errorString()),
+                    error);
+    const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(QSerialPort::Data8) &&
+                               m_port.setParity(QSerialPort::NoParity) &&
+                               m_port.setStopBits(QSerialPort::OneStop) &&
+                               m_port.setFlowControl(QSerialPort::NoFlowControl);
+    if (!settingsTaken) {
+        const QString reason = m_port.errorString();
+        closeDevice();
+        return fail(kLinkOpenError,
+                    QStringLiteral("Cannot set %1 baud, 8N1 on %2: %3").arg(m_baudRate).arg(m_devicePath, reason),
+                    error);
+    }
+    opened();
+    return succeed();
+}
+
+void SerialLink::discardInput() {
+    StreamLink::discardInput();
+    m_port.clear(QSerialPort::Input);
+}
+
+void SerialLink::close() { closeDevice(); }
+
+void SerialLink::closeDevice() {
+    if (m_port.isOpen())
+        m_port.close();
+    m_port.clearError();
+}
+
+} // namespace kvx
