@@ -1,0 +1,136 @@
+// The polling cycle: each Timer2 tick takes one reading (from the meter, or a
+// simulated one), widens the primary display's format when needed, feeds every
+// view and re-arms the timer so that readings stay on a whole-second grid.
+
+#include "clsKVX5310.h"
+#include "frmKVX5130.h"
+
+#include "Services.h"
+#include "Session.h"
+#include "ValueRules.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+
+namespace kvx {
+
+void frmKVX5130::onTimer2Tick() {
+    // A message box opened from inside a tick runs its own event loop; a tick
+    // arriving there must not start a second reading in the middle of the first.
+    if (m_tickRunning)
+        return;
+    m_tickRunning = true;
+    const double tickStart = clock().secondsSinceMidnight();
+
+    updateClockDisplay();
+    if (m_check1->isChecked())
+        SimulateMeterValue();
+    else
+        ReadMeterValue();
+
+    const double now = clock().secondsSinceMidnight();
+    const double elapsedMinutes = panel::secondsOfDayBetween(m_traceStartTime, now) / 60.0;
+    QString& totalTime = session().operation.totalTime;
+    totalTime = trimBlanks(totalTime);
+    if (panel::totalTimeElapsed(totalTime, elapsedMinutes))
+        m_cmdStart->click();
+
+    const double took = panel::secondsOfDayBetween(tickStart, clock().secondsSinceMidnight());
+    m_timer2->setInterval(panel::rearmInterval(took, m_timer2->interval()));
+    m_tickRunning = false;
+}
+
+void frmKVX5130::updateClockDisplay() { m_timeDisplay->setText(panel::clockDisplayText(clock().now())); }
+
+void frmKVX5130::ReadMeterValue() {
+    updateClockDisplay();
+    Session& s = session();
+    const double now = clock().secondsSinceMidnight();
+    if (s.lastReadingTime == 0.0) {
+        s.startTime = now;
+        s.lastReadingTime = now;
+    }
+    s.timeSinceLastReading = panel::secondsOfDayBetween(s.lastReadingTime, now);
+
+    // A failed exchange gives empty text, which reads as 0: the trace goes on
+    // with zeros while the link is down, and the mark shows why.
+    const double primary = parseLeadingNumber(driver().ValuePrimary());
+    s.lastReadingTime = now;
+    showLinkState(driver().lastQueryAnswered());
+    noteReading(primary);
+
+    DigitalScreen* screen = forms().digital;
+    if (screen)
+        screen->setPrimaryValue(primary);
+    const double secondary = parseLeadingNumber(driver().ValueSecond());
+    if (screen)
+        screen->setSecondaryValue(secondary);
+    feedViews(primary, secondary);
+}
+
+void frmKVX5130::SimulateMeterValue() {
+    Session& s = session();
+    const double now = clock().secondsSinceMidnight();
+    if (s.lastReadingTime == 0.0)
+        s.startTime = now;
+    const double previous = s.lastReadingTime == 0.0 ? s.startTime : s.lastReadingTime;
+
+    RandomSource& random = randomSource();
+    const int sign = static_cast<int>(roundHalfEven(random.next() * 10)) % 10;
+    const int magnitude = static_cast<int>(roundHalfEven(random.next() * 300)) % 300;
+    const double value = sign > 5 ? -magnitude : magnitude;
+
+    noteReading(value);
+    s.lastReadingTime = now;
+    s.timeSinceLastReading = panel::secondsOfDayBetween(previous, now);
+
+    // A simulated reading has no secondary value: that display keeps what it shows.
+    const QString text = numberToText(value);
+    if (DigitalScreen* screen = forms().digital)
+        screen->setPrimaryValue(value);
+    if (DataTable* table = forms().dataTable) {
+        table->setValuePrimary(value);
+        table->AppendData();
+    }
+    if (AnalogMeter* meter = forms().analog)
+        meter->setValueText(text);
+    if (GraphRecord* graph = forms().graph) {
+        graph->setValueText(text);
+        graph->ShowGraph();
+    }
+}
+
+void frmKVX5130::noteReading(double primary) {
+    // The format only widens during a run, so a smaller reading never narrows it.
+    const double magnitude = std::abs(primary);
+    if (magnitude > m_largestMagnitude) {
+        m_largestMagnitude = magnitude;
+        SetPrimaryFormat();
+    }
+}
+
+void frmKVX5130::feedViews(double primary, double secondary) {
+    const QString primaryText = numberToText(primary);
+    if (DataTable* table = forms().dataTable) {
+        table->setValuePrimary(primary);
+        table->setValueSecond(secondary);
+        table->AppendData();
+    }
+    if (AnalogMeter* meter = forms().analog)
+        meter->setValueText(primaryText);
+    if (GraphRecord* graph = forms().graph) {
+        graph->setValueText(primaryText);
+        graph->ShowGraph();
+    }
+}
+
+void frmKVX5130::SetPrimaryFormat() {
+    if (DigitalScreen* screen = forms().digital)
+        screen->setPrimaryFormat(panel::primaryFormatText(driver().sUnitPrimary(), m_largestMagnitude));
+}
+
+void frmKVX5130::resetLargestMagnitude() { m_largestMagnitude = 0.0; }
+
+} // namespace kvx

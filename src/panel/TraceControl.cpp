@@ -1,0 +1,323 @@
+// Trace start/stop, the triggered style, the operation file that carries the
+// settings between runs, the link set-up it names, and quitting.
+
+#include "clsKVX5310.h"
+#include "frmKVX5130.h"
+
+#include "OperationRecord.h"
+#include "Services.h"
+#include "Session.h"
+#include "ValueRules.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+
+namespace kvx {
+
+namespace {
+
+const QString kLive = QStringLiteral("LIVE");
+const QString kDead = QStringLiteral("DEAD");
+
+QString operationFilePath() { return session().pathInFolder(QLatin1String(kOperationFile)); }
+
+// The sampling interval as the state panel shows it: "1" stands for an unset (0) interval.
+QString sampleIntervalForDisplay() {
+    const QString interval = trimBlanks(session().operation.samplingInterval);
+    return parseLeadingNumber(interval) != 0.0 ? interval : QStringLiteral("1");
+}
+
+} // namespace
+
+// --- Load steps and first activation ---
+
+void frmKVX5130::load() {
+    m_firstActivation = true;
+    // The driver owns its two link objects; there is nothing to hand over.
+    LoadOperation();
+    RestoreSetting();
+}
+
+void frmKVX5130::firstActivation() {
+    if (!m_firstActivation)
+        return;
+    // The frame may activate the panel before it has loaded the state panel; the
+    // restore must wait until the windows it reports to are all there.
+    if (!forms().state && !m_activationDeferred) {
+        m_activationDeferred = true;
+        QTimer::singleShot(0, this, &frmKVX5130::firstActivation);
+        return;
+    }
+    m_firstActivation = false;
+    showRestoredSettings();
+    const QString saved = trimBlanks(session().operation.sFunction);
+    // Without a set-up link the saved function cannot be trusted to match the meter.
+    const QString keyName = (!saved.isEmpty() && driver().Ready()) ? panel::restoreKeyFor(saved)
+                                                                    : QStringLiteral("cmdDCV");
+    key(keyName)->click();
+}
+
+// --- Link settings ---
+
+void frmKVX5130::RestoreSetting() {
+    const OperationRecord& op = session().operation;
+    if (!applyLinkOverride())
+        applyLinkSettings();
+
+    const QString interval = trimBlanks(op.samplingInterval);
+    if (parseLeadingNumber(interval) != 0.0) {
+        if (DataTable* table = forms().dataTable)
+            table->setField(RecordField::TimerSample, interval);
+    }
+    driver().StandardEventStatusReg();
+    m_linkAnswered = driver().SESR_PON() && driver().lastQueryAnswered();
+    showRestoredSettings();
+}
+
+void frmKVX5130::showRestoredSettings() {
+    const QString interval = trimBlanks(session().operation.samplingInterval);
+    if (parseLeadingNumber(interval) != 0.0) {
+        if (StatePanel* state = forms().state)
+            state->setSampleIntervalText(interval);
+    }
+    showLinkState(m_linkAnswered);
+}
+
+void frmKVX5130::applyLinkSettings() {
+    const OperationRecord& op = session().operation;
+    clsKVX5310& meter = driver();
+    SerialControl& serial = meter.CWSerial1();
+    GpibControl& gpib = meter.CWGPIB1();
+    // A record that never held a port or a rate (a first run) keeps the link's own defaults.
+    if (op.comPort > 0)
+        serial.setPortNumber(op.comPort);
+    if (op.baudRate > 0)
+        serial.setBaudRate(op.baudRate);
+    gpib.setPrimaryAddress(op.gpibAddress);
+    serial.setDevicePath(trimBlanks(op.serialDevice));
+
+    const bool overLan = trimBlanks(op.lanFlag) == QLatin1String("1");
+    gpib.setBackend(overLan ? QStringLiteral("tcp:") + trimBlanks(op.lanAddress) : trimBlanks(op.gpibBackend));
+
+    QString method;
+    const QString serialFlag = trimBlanks(op.serialFlag);
+    if (!serialFlag.isEmpty())
+        method = serialFlag == QLatin1String("1") ? QStringLiteral("RS232") : QStringLiteral("GPIB");
+    const QString gpibFlag = trimBlanks(op.gpibFlag);
+    if (!gpibFlag.isEmpty())
+        method = gpibFlag == QLatin1String("1") ? QStringLiteral("GPIB") : QStringLiteral("RS232");
+    // The LAN socket is reached through the message link.
+    if (overLan)
+        method = QStringLiteral("GPIB");
+    meter.setConnectMethod(method);
+}
+
+bool frmKVX5130::applyLinkOverride() {
+    const QString text = session().linkOverride.trimmed();
+    if (text.isEmpty())
+        return false;
+    ConnectionTarget target;
+    QString error;
+    if (!parseConnectionText(text, &target, &error)) {
+        messages().notice(QStringLiteral("The connection \"%1\" cannot be used: %2\n"
+                                         "The link of the operation file is used instead.")
+                              .arg(text, error),
+                          QStringLiteral("Warning"));
+        return false;
+    }
+    clsKVX5310& meter = driver();
+    if (target.method == QLatin1String("RS232")) {
+        meter.CWSerial1().setDevicePath(target.devicePath);
+        if (target.baudRate > 0)
+            meter.CWSerial1().setBaudRate(target.baudRate);
+    } else {
+        meter.CWGPIB1().setBackend(target.gpibBackend);
+        if (target.gpibAddress >= 0)
+            meter.CWGPIB1().setPrimaryAddress(target.gpibAddress);
+    }
+    meter.setConnectMethod(target.method);
+    return true;
+}
+
+void frmKVX5130::showLinkState(bool answered) {
+    m_linkAnswered = answered;
+    StatePanel* state = forms().state;
+    if (!state)
+        return;
+    const QString& mark = answered ? kLive : kDead;
+    if (state->connText() != mark)
+        state->setConnText(mark);
+}
+
+bool frmKVX5130::checkLink() {
+    // SESR_PON answers True without asking; whether the query got a reply is what
+    // tells a switched-off meter apart.
+    driver().StandardEventStatusReg();
+    const bool answered = driver().SESR_PON() && driver().lastQueryAnswered();
+    showLinkState(answered);
+    return answered;
+}
+
+// --- Trace keys ---
+
+void frmKVX5130::onStart() {
+    Session& s = session();
+    s.tracing = !s.tracing;
+    const bool continuous = continuousStyleSelected();
+    // Stopping never depends on the meter: a trace whose meter went away must
+    // still end, by the key or by its total time.
+    const bool stopping = continuous && !s.tracing;
+    if (!stopping && !checkLink()) {
+        s.tracing = false;
+        messages().notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
+        return;
+    }
+    if (!continuous) {
+        takeOneReading();
+        const double now = clock().secondsSinceMidnight();
+        m_lblInterval->setText(
+            panel::triggerIntervalCaption(panel::secondsOfDayBetween(m_previousTriggerTime, now)));
+        m_previousTriggerTime = now;
+        return;
+    }
+    if (stopping)
+        stopTrace();
+    else
+        beginTrace();
+}
+
+void frmKVX5130::takeOneReading() {
+    updateClockDisplay();
+    if (m_check1->isChecked())
+        SimulateMeterValue();
+    else
+        ReadMeterValue();
+}
+
+void frmKVX5130::beginTrace() {
+    m_traceStartTime = clock().secondsSinceMidnight();
+    resetLargestMagnitude();
+    SetPrimaryFormat();
+    m_timer2->setInterval(1000);
+    m_timer2->start();
+    if (StatePanel* state = forms().state)
+        state->setSampleIntervalText(sampleIntervalForDisplay());
+    setStartKeyLook(QStringLiteral("Stop"), QColor(0, 255, 0), QStringLiteral("Stop To Show Trace"));
+    if (DataTable* table = forms().dataTable) {
+        // A restart after a stop keeps the first start of the trace.
+        if (table->field(RecordField::StartTime).isEmpty())
+            table->setField(RecordField::StartTime, dateTimeText(clock().now()));
+    }
+    if (GraphRecord* graph = forms().graph)
+        graph->setLiveTrace(true);
+}
+
+void frmKVX5130::stopTrace() {
+    m_timer2->stop();
+    setStartKeyLook(QStringLiteral("Start"), QColor(255, 0, 0), QStringLiteral("Start To Show Trace"));
+    if (DataTable* table = forms().dataTable)
+        table->setField(RecordField::EndTime, dateTimeText(clock().now()));
+    if (GraphRecord* graph = forms().graph) {
+        graph->setLiveTrace(false);
+        graph->ReDraw();
+    }
+}
+
+void frmKVX5130::startTraceNow() {
+    if (m_timer2->isActive())
+        return;
+    // A triggered press before may have left the flag set; this press must start.
+    session().tracing = false;
+    setSampleStyle(0);
+    m_cmdStart->click();
+}
+
+void frmKVX5130::setStartKeyLook(const QString& caption, const QColor& colour, const QString& toolTip) {
+    m_cmdStart->setText(caption);
+    m_cmdStart->setToolTip(toolTip);
+    QPalette palette = m_cmdStart->palette();
+    palette.setColor(QPalette::Button, colour);
+    palette.setColor(QPalette::ButtonText, Qt::black);
+    m_cmdStart->setPalette(palette);
+    m_cmdStart->setStyleSheet(QStringLiteral("QPushButton#cmdStart { background-color: %1; color: black; "
+                                             "border: 1px solid #404040; border-radius: 2px; }")
+                                  .arg(colour.name()));
+}
+
+void frmKVX5130::onSampleStyle() {
+    m_lblInterval->setText(panel::initialIntervalCaption());
+    m_previousTriggerTime = clock().secondsSinceMidnight();
+}
+
+// --- Operation file ---
+
+void frmKVX5130::SaveOperation() {
+    session().operation.sFunction = fixedText(driver().Func(), 10);
+    saveOperationTo(operationFilePath());
+}
+
+void frmKVX5130::LoadOperation() { loadOperationFromPath(operationFilePath()); }
+
+bool frmKVX5130::saveOperationTo(const QString& path) {
+    QString error;
+    if (OperationFile::save(path, session().operation, &error))
+        return true;
+    messages().notice(error, QStringLiteral("Warning"));
+    return false;
+}
+
+bool frmKVX5130::loadOperationFromPath(const QString& path) {
+    QString error;
+    switch (OperationFile::load(path, session().operation, &error)) {
+    case LoadResult::Loaded:
+        RestoreSetting();
+        return true;
+    case LoadResult::Missing:
+        return false;
+    case LoadResult::Damaged:
+        break;
+    }
+    messages().notice(error + QStringLiteral("\nThe settings in use stay as they are."),
+                      QStringLiteral("Warning"));
+    return false;
+}
+
+namespace {
+const QString kOperationFilter = QStringLiteral("KVX-5130 (*.Log)");
+}
+
+void frmKVX5130::saveOperationAs() {
+    const QString start = session().pathInFolder(QLatin1String(kOperationFile));
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save"), start, kOperationFilter);
+    if (!path.isEmpty())
+        saveOperationTo(path);
+}
+
+void frmKVX5130::loadOperationFrom() {
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("Load"), session().programFolder, kOperationFilter);
+    if (!path.isEmpty())
+        loadOperationFromPath(path);
+}
+
+// --- Quit ---
+
+void frmKVX5130::quit() { onQuit(); }
+
+void frmKVX5130::onQuit() {
+    m_timer2->stop();
+    SaveOperation();
+    if (session().logCommands) {
+        QString error;
+        if (!driver().writeCommandLog(session().pathInFolder(QLatin1String(kCommandLogFile)), &error))
+            messages().notice(error, QStringLiteral("Warning"));
+    }
+    releaseDriver();
+    m_exitAction();
+}
+
+} // namespace kvx

@@ -1,0 +1,270 @@
+#include "frmKVX5130.h"
+
+#include "RecordKeys.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace kvx {
+
+namespace {
+
+// Window sizes are kept in twips, 15 to a pixel on the screens this runs on.
+constexpr int twips(int value) { return value / 15; }
+
+constexpr int kPanelWidthTwips = 4100;
+constexpr int kPanelHeightTwips = 3420;
+constexpr int kKeyHeight = 18;
+
+QFont panelFont(const QFont& base, int pixelSize) {
+    QFont f = base;
+    f.setPixelSize(pixelSize);
+    return f;
+}
+
+} // namespace
+
+frmKVX5130::frmKVX5130(QWidget* parent) : QWidget(parent) {
+    setObjectName(QStringLiteral("frmKVX5130"));
+    setProperty("kvxForm", true);
+    setWindowTitle(QStringLiteral("KVX-5130"));
+    m_exitAction = [] { std::exit(0); };
+
+    m_timer2 = new QTimer(this);
+    m_timer2->setObjectName(QStringLiteral("Timer2"));
+    m_timer2->setTimerType(Qt::PreciseTimer);
+    m_timer2->setInterval(1000);
+    connect(m_timer2, &QTimer::timeout, this, &frmKVX5130::onTimer2Tick);
+
+    buildUi();
+    resize(twips(kPanelWidthTwips), twips(kPanelHeightTwips));
+    forms().panel = this;
+}
+
+frmKVX5130::~frmKVX5130() {
+    if (forms().panel == this)
+        forms().panel = nullptr;
+}
+
+void frmKVX5130::buildUi() {
+    setFont(panelFont(font(), 11));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(2, 2, 2, 2);
+    layout->setSpacing(2);
+
+    auto* tabs = new QTabWidget(this);
+    tabs->setObjectName(QStringLiteral("tabPanel"));
+    tabs->setDocumentMode(true);
+    tabs->addTab(buildFunctionPage(), QStringLiteral("Function"));
+    tabs->addTab(buildRecordPage(), QStringLiteral("Record"));
+    layout->addWidget(tabs, 1);
+    layout->addWidget(buildTraceFrame());
+}
+
+QWidget* frmKVX5130::buildFunctionPage() {
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 2, 0, 0);
+    layout->setSpacing(2);
+    layout->addWidget(buildFunctionKeys());
+    layout->addWidget(buildModeKeys());
+    layout->addWidget(buildRangeFrames(), 1);
+    return page;
+}
+
+QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption,
+                                void (frmKVX5130::*handler)()) {
+    auto* button = new QPushButton(caption, this);
+    button->setObjectName(name);
+    button->setFixedHeight(kKeyHeight);
+    button->setMinimumWidth(10);
+    button->setAutoDefault(false);
+    button->setFocusPolicy(Qt::TabFocus);
+    connect(button, &QPushButton::clicked, this, handler);
+    return button;
+}
+
+QWidget* frmKVX5130::buildFunctionKeys() {
+    struct KeyDef {
+        const char* name;
+        QString caption;
+        void (frmKVX5130::*handler)();
+    };
+    const std::vector<KeyDef> keys{
+        {"cmdDCV", QStringLiteral("DCV"), &frmKVX5130::onDCV},
+        {"cmdACV", QStringLiteral("ACV"), &frmKVX5130::onACV},
+        {"cmdACDC_Vol", QStringLiteral("ACDCV"), &frmKVX5130::onACDC_Vol},
+        {"cmdACVFeq", QStringLiteral("ACV Feq"), &frmKVX5130::onACVFeq},
+        {"cmdRipple", QStringLiteral("Ripple"), &frmKVX5130::onRipple},
+        {"cmdDCA", QStringLiteral("DCA"), &frmKVX5130::onDCA},
+        {"cmdACA", QStringLiteral("ACA"), &frmKVX5130::onACA},
+        {"cmdACDC_Cur", QStringLiteral("ACDCA"), &frmKVX5130::onACDC_Cur},
+        {"cmdACA_Frq", QStringLiteral("ACA Feq"), &frmKVX5130::onACA_Frq},
+        {"cmdDIODE", QStringLiteral("Diode"), &frmKVX5130::onDIODE},
+        {"cmdOhm", QStringLiteral("Ω"), &frmKVX5130::onOhm},
+        {"cmdCapacitance", QStringLiteral("nF"), &frmKVX5130::onCapacitance},
+        {"cmdContinue", QStringLiteral("Continue"), &frmKVX5130::onContinue},
+    };
+    auto* box = new QWidget(this);
+    auto* grid = new QGridLayout(box);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setSpacing(1);
+    constexpr int columns = 5;
+    for (size_t i = 0; i < keys.size(); ++i) {
+        QPushButton* button = addKey(QLatin1String(keys[i].name), keys[i].caption, keys[i].handler);
+        grid->addWidget(button, static_cast<int>(i) / columns, static_cast<int>(i) % columns);
+    }
+    key(QStringLiteral("cmdOhm"))->setToolTip(QStringLiteral("Resistance"));
+    key(QStringLiteral("cmdCapacitance"))->setToolTip(QStringLiteral("Capacitance"));
+    key(QStringLiteral("cmdContinue"))->setToolTip(QStringLiteral("Continuity"));
+    return box;
+}
+
+QWidget* frmKVX5130::buildModeKeys() {
+    auto* box = new QWidget(this);
+    auto* row = new QHBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(1);
+    row->addWidget(addKey(QStringLiteral("cmdHold"), QStringLiteral("Hold"), &frmKVX5130::onHold));
+    row->addWidget(addKey(QStringLiteral("cmdMaxMin"), QStringLiteral("Max/Min"), &frmKVX5130::onMaxMin));
+    row->addWidget(addKey(QStringLiteral("cmdREL"), QStringLiteral("Rel"), &frmKVX5130::onREL));
+    row->addWidget(addKey(QStringLiteral("cmdComp"), QStringLiteral("Comp"), &frmKVX5130::onComp));
+    row->addWidget(addKey(QStringLiteral("cmdDBM"), QStringLiteral("dbm"), &frmKVX5130::onDBM));
+    return box;
+}
+
+QWidget* frmKVX5130::buildRangeFrames() {
+    using panel::RangeGroup;
+    // The four range groups share one place; a function key brings its own group forward.
+    m_rangeStack = new QStackedWidget(this);
+    m_rangeStack->setObjectName(QStringLiteral("rangeFrames"));
+    m_frame2 = buildRangeFrame(RangeGroup::Voltage, QStringLiteral("Frame2"), QStringLiteral("Voltage Range"),
+                               QStringLiteral("OptVolSetting"), 3);
+    m_frame3 = buildRangeFrame(RangeGroup::Current, QStringLiteral("Frame3"), QStringLiteral("Current Range"),
+                               QStringLiteral("OptCurSetting"), 4);
+    m_frame4 = buildRangeFrame(RangeGroup::Resistance, QStringLiteral("Frame4"),
+                               QStringLiteral("Resistance Range"), QStringLiteral("optkOhm"), 4);
+    m_frame5 = buildRangeFrame(RangeGroup::Capacitance, QStringLiteral("Frame5"),
+                               QStringLiteral("Capacitance Range"), QStringLiteral("optCapacity"), 3);
+    for (QGroupBox* frame : {m_frame2, m_frame3, m_frame4, m_frame5})
+        m_rangeStack->addWidget(frame);
+    m_rangeStack->setCurrentWidget(m_frame2);
+    return m_rangeStack;
+}
+
+QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& frameName, const QString& title,
+                                       const QString& optionPrefix, int columns) {
+    auto* frame = new QGroupBox(title, this);
+    frame->setObjectName(frameName);
+    frame->setProperty("Tag", QString());
+    auto* grid = new QGridLayout(frame);
+    grid->setContentsMargins(4, 2, 2, 1);
+    grid->setHorizontalSpacing(4);
+    grid->setVerticalSpacing(0);
+    auto* options = new QButtonGroup(frame);
+    const auto& table = panel::rangeOptions(group);
+    for (int i = 0; i < static_cast<int>(table.size()); ++i) {
+        auto* option = new QRadioButton(table[static_cast<size_t>(i)].caption, frame);
+        option->setObjectName(optionPrefix + QLatin1Char('_') + QString::number(i));
+        option->setFont(panelFont(font(), 10));
+        option->setChecked(table[static_cast<size_t>(i)].value == 0.0);
+        options->addButton(option, i);
+        grid->addWidget(option, i / columns, i % columns);
+    }
+    connect(options, &QButtonGroup::idClicked, this, [this, group](int index) { onRangeOption(group, index); });
+    return frame;
+}
+
+QWidget* frmKVX5130::buildRecordPage() {
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 2, 0, 0);
+    layout->setSpacing(2);
+    auto* keys = new QHBoxLayout;
+    keys->setSpacing(1);
+    m_recordKeys = new RecordKeys(this);
+    keys->addWidget(m_recordKeys->saveKey());
+    keys->addWidget(m_recordKeys->listKey());
+    keys->addWidget(m_recordKeys->clearKey());
+    keys->addWidget(addKey(QStringLiteral("cmdQuit"), QStringLiteral("Quit"), &frmKVX5130::onQuit));
+    layout->addLayout(keys);
+    layout->addWidget(m_recordKeys->recordList(), 1);
+    layout->addWidget(m_recordKeys->recordGrid(), 1);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* frmKVX5130::buildTraceFrame() {
+    auto* frame = new QGroupBox(QStringLiteral("Trace Record"), this);
+    frame->setObjectName(QStringLiteral("Frame1"));
+    auto* grid = new QGridLayout(frame);
+    grid->setContentsMargins(3, 2, 3, 2);
+    grid->setHorizontalSpacing(4);
+    grid->setVerticalSpacing(1);
+
+    m_cmdStart = addKey(QStringLiteral("cmdStart"), QStringLiteral("Start"), &frmKVX5130::onStart);
+    m_cmdStart->setFixedHeight(kKeyHeight + 4);
+    m_cmdStart->setMinimumWidth(48);
+    setStartKeyLook(QStringLiteral("Start"), QColor(255, 0, 0), QStringLiteral("Start To Show Trace"));
+
+    m_sampleStyle = new QButtonGroup(frame);
+    auto* continuous = new QRadioButton(QStringLiteral("Continuous"), frame);
+    continuous->setObjectName(QStringLiteral("optSampleStyle_0"));
+    auto* trigger = new QRadioButton(QStringLiteral("Trigger"), frame);
+    trigger->setObjectName(QStringLiteral("optSampleStyle_1"));
+    m_sampleStyle->addButton(continuous, 0);
+    m_sampleStyle->addButton(trigger, 1);
+    continuous->setChecked(true);
+    connect(m_sampleStyle, &QButtonGroup::idClicked, this, [this](int) { onSampleStyle(); });
+
+    m_check1 = new QCheckBox(QStringLiteral("Simulate"), frame);
+    m_check1->setObjectName(QStringLiteral("Check1"));
+
+    m_lblInterval = new QLabel(panel::initialIntervalCaption(), frame);
+    m_lblInterval->setObjectName(QStringLiteral("lblInterval"));
+    m_timeDisplay = new QLabel(frame);
+    m_timeDisplay->setObjectName(QStringLiteral("TimeDisplay"));
+    m_timeDisplay->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    m_cursorText = new QLabel(frame);
+    m_cursorText->setObjectName(QStringLiteral("lblCursor"));
+
+    grid->addWidget(m_cmdStart, 0, 0, 2, 1);
+    grid->addWidget(continuous, 0, 1);
+    grid->addWidget(trigger, 0, 2);
+    grid->addWidget(m_check1, 0, 3);
+    grid->addWidget(m_lblInterval, 1, 1, 1, 1);
+    grid->addWidget(m_timeDisplay, 1, 2, 1, 2);
+    grid->addWidget(m_cursorText, 2, 0, 1, 4);
+    updateClockDisplay();
+    return frame;
+}
+
+QPushButton* frmKVX5130::key(const QString& name) const { return findChild<QPushButton*>(name); }
+
+bool frmKVX5130::continuousStyleSelected() const { return m_sampleStyle->button(0)->isChecked(); }
+
+void frmKVX5130::setSampleStyle(int index) {
+    // A stored record may name neither style; the group must then show no choice.
+    m_sampleStyle->setExclusive(false);
+    for (int i = 0; i < 2; ++i)
+        m_sampleStyle->button(i)->setChecked(i == index);
+    m_sampleStyle->setExclusive(true);
+}
+
+void frmKVX5130::setCursorText(const QString& text) { m_cursorText->setText(text); }
+
+void frmKVX5130::setExitAction(std::function<void()> exitAction) { m_exitAction = std::move(exitAction); }
+
+} // namespace kvx
