@@ -26,7 +26,7 @@ void PacedWriter::write(const QByteArray& bytes) {
     const bool wasIdle = m_queue.isEmpty();
     m_queue.append(bytes);
     if (wasIdle) {
-        // An idle line starts the first byte now; a busy one finishes its byte first.
+        // An idle line starts on the first byte now; a busy one finishes its byte first.
         m_lineFreeAtMs = std::max(m_lineFreeAtMs, nowMs());
         release();
     }
@@ -38,19 +38,19 @@ void PacedWriter::discard() {
 }
 
 void PacedWriter::release() {
-    // Timers fire late under load; send every byte whose slot has begun, then sleep
-    // until the next slot instead of one timer per byte.
+    // A byte reaches the host once its last bit is through. Timers fire late under load,
+    // so hand over every byte that is complete by now, then sleep until the next one is.
     const double now = nowMs();
-    qsizetype due = 0;
-    while (due < m_queue.size() && m_lineFreeAtMs <= now) {
-        ++due;
+    qsizetype complete = 0;
+    while (complete < m_queue.size() && m_lineFreeAtMs + m_byteMs <= now) {
+        ++complete;
         m_lineFreeAtMs += m_byteMs;
     }
-    if (due > 0)
-        m_sink(m_queue.left(due));
-    m_queue.remove(0, due);
+    if (complete > 0)
+        m_sink(m_queue.left(complete));
+    m_queue.remove(0, complete);
     if (!m_queue.isEmpty())
-        m_timer.start(static_cast<int>(std::ceil(m_lineFreeAtMs - now)));
+        m_timer.start(static_cast<int>(std::ceil(m_lineFreeAtMs + m_byteMs - now)));
 }
 
 } // namespace kvxsim

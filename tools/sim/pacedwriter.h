@@ -31,7 +31,7 @@ private:
     QByteArray m_queue;
     QTimer m_timer;
     QElapsedTimer m_clock;
-    double m_lineFreeAtMs = 0.0; // when the byte on the line has gone out
+    double m_lineFreeAtMs = 0.0; // when the last byte handed over finished on the line
 };
 
 } // namespace kvxsim

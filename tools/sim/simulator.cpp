@@ -38,6 +38,7 @@ Simulator::Simulator(const SimOptions& options, std::uint32_t seed, QObject* par
     }
 
     m_replyTimer.setSingleShot(true);
+    m_replyTimer.setTimerType(Qt::PreciseTimer); // a coarse timer may answer early
     m_replyTimer.setInterval(options.replyDelayMs);
     connect(&m_replyTimer, &QTimer::timeout, this, &Simulator::sendPendingReply);
     m_downTimer.setSingleShot(true);

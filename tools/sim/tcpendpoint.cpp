@@ -52,6 +52,9 @@ void TcpEndpoint::acceptNext() {
     connect(client, &QTcpSocket::disconnected, this, &TcpEndpoint::onClientGone);
     qCInfo(lcSim) << "host connected from port" << client->peerPort();
     emit hostChanged();
+    // A host that waited its turn may have spoken already; that came before our connect.
+    if (client->bytesAvailable() > 0)
+        emit received(client->readAll());
 }
 
 void TcpEndpoint::onClientGone() {
