@@ -1,0 +1,108 @@
+#pragma once
+// frmSetting: edits the operation record (link, sampling interval and total
+// time, display colours, snapshot folder, report header and logo) and holds the
+// command-log switch and the connection test. Nothing reaches the record before
+// OK; the record reaches the disk when the operation file is written.
+
+#include "DisplayColors.h"
+
+#include <QDialog>
+#include <QPushButton>
+#include <array>
+
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QRadioButton;
+
+namespace kvx {
+
+// One colour swatch: shows its colour and offers the colour chooser on click.
+class ColorSwatch : public QPushButton {
+    Q_OBJECT
+public:
+    explicit ColorSwatch(QWidget* parent = nullptr);
+    void setColorValue(quint32 bgr);
+    quint32 colorValue() const { return m_bgr; }
+
+private:
+    void chooseColor();
+    quint32 m_bgr = 0;
+};
+
+// The logo chooser's filter, written in the "Name(*.x)|*.x|..." pair form, in Qt's form.
+QString qtFileFilter(const QString& pairFilter);
+
+// The GPIB back-ends the dialog offers, in list order.
+enum class GpibBackendKind { Board = 0, ControllerSerial, ControllerTcp, LanSocket };
+
+// The back-end text the GPIB control takes ("gpib:0", "prologix:/dev/ttyUSB1", ...).
+QString gpibBackendText(GpibBackendKind kind, const QString& where);
+// The reverse, for filling the dialog; blank text is linux-gpib board 0.
+GpibBackendKind gpibBackendKind(const QString& backend, QString* where);
+
+class frmSetting : public QDialog {
+    Q_OBJECT
+public:
+    explicit frmSetting(QWidget* parent = nullptr);
+
+    // Shows the operation record's values; runs whenever the dialog is opened.
+    void loadFromRecord();
+
+signals:
+    // OK stored the swatches; the views take their colours from the record.
+    void colorsChanged();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    QGroupBox* buildCommon();
+    QGroupBox* buildRecording();
+    QGroupBox* buildColors();
+    QGroupBox* buildShutter();
+    QGroupBox* buildReport();
+    void fillSerialDevices(const QString& chosen);
+    void backendChanged();
+    void fillBackendPlaces(const QString& chosen);
+    void stepAddress(int by);
+
+    void validateInterval();
+    void validateTotalTime();
+    void applyDefaults();
+    void changeShutterDir();
+    void loadLogo();
+    void showLogo(const QString& path);
+    void testConnection();
+    void storeAndClose();
+    void reconfigureLinks();
+
+    QRadioButton* Option1;
+    QRadioButton* Option2;
+    QComboBox* cboComPort;
+    QComboBox* cboSerialDevice;
+    QComboBox* cboBuadRate;
+    QLineEdit* txtGPIBAddr;
+    QWidget* UpDown1;
+    QComboBox* cboGpibBackend;
+    QComboBox* cboGpibPlace;
+    QPushButton* cmdTestConnect;
+    QComboBox* cboInterval;
+    QComboBox* cboTime;
+    QLabel* lblTotalMinutes;
+    std::array<ColorSwatch*, kDisplayColorCount> txtColor{};
+    QLineEdit* txtShutterDir;
+    QPushButton* Command1;
+    QLineEdit* txtHeader;
+    QLineEdit* txtFName;
+    QPushButton* cmdLoadLogo;
+    QLabel* imgLOGO;
+    QCheckBox* chkTransmit;
+    QPushButton* cmdDefault;
+    QPushButton* OKButton;
+};
+
+} // namespace kvx
