@@ -16,6 +16,27 @@ constexpr double kAutoHoldThreshold = 0.01; // fraction of the held value
 constexpr double kDbmFloor = -100.0;
 const char* const kIdentity = "KVX,KVX-5130,SIM00001,1.0.1";
 
+struct FunctionCommand {
+    const char* pattern;
+    Function function;
+    bool takesRange; // diode and continuity have one range; anything after them is ignored
+};
+
+const FunctionCommand kFunctionCommands[] = {
+    {"CONFigure:VOLTage:DC", Function::DcVoltage, true},
+    {"CONFigure:VOLTage:AC", Function::AcVoltage, true},
+    {"CONFigure:VOLTage:ACDC", Function::AcDcVoltage, true},
+    {"CONFigure:VOLTage:DCAC", Function::AcDcVoltage, true},
+    {"CONFigure:VOLTage:RIPple", Function::Ripple, true},
+    {"CONFigure:CURRent:DC", Function::DcCurrent, true},
+    {"CONFigure:CURRent:AC", Function::AcCurrent, true},
+    {"CONFigure:CURRent:ACDC", Function::AcDcCurrent, true},
+    {"CONFigure:RESistance", Function::Resistance, true},
+    {"CONFigure:CAPacitance", Function::Capacitance, true},
+    {"CONFigure:DIODe", Function::Diode, false},
+    {"CONFigure:CONTinuity", Function::Continuity, false},
+};
+
 QString formatSetting(double value) {
     return QString::number(value, 'g', 10);
 }
@@ -44,18 +65,6 @@ MeterModel::MeterModel(std::uint32_t seed) : m_source(seed) {}
 
 const std::vector<MeterModel::Handler>& MeterModel::handlers() {
     static const std::vector<Handler> table{
-        {"CONFigure:VOLTage:DC", false, &MeterModel::selectDcVoltage},
-        {"CONFigure:VOLTage:AC", false, &MeterModel::selectAcVoltage},
-        {"CONFigure:VOLTage:ACDC", false, &MeterModel::selectAcDcVoltage},
-        {"CONFigure:VOLTage:DCAC", false, &MeterModel::selectAcDcVoltage},
-        {"CONFigure:VOLTage:RIPple", false, &MeterModel::selectRipple},
-        {"CONFigure:CURRent:DC", false, &MeterModel::selectDcCurrent},
-        {"CONFigure:CURRent:AC", false, &MeterModel::selectAcCurrent},
-        {"CONFigure:CURRent:ACDC", false, &MeterModel::selectAcDcCurrent},
-        {"CONFigure:RESistance", false, &MeterModel::selectResistance},
-        {"CONFigure:CAPacitance", false, &MeterModel::selectCapacitance},
-        {"CONFigure:DIODe", false, &MeterModel::selectDiode},
-        {"CONFigure:CONTinuity", false, &MeterModel::selectContinuity},
         {"CONFigure:SFR", false, &MeterModel::showFrequency},
         {"CONFigure:FUNCtion", true, &MeterModel::queryFunction},
         {"CONFigure:AUTO", false, &MeterModel::setAutoRange},
@@ -108,6 +117,10 @@ std::optional<QString> MeterModel::execute(const QString& commandLine) {
     const ScpiCommand command = parseScpiCommand(commandLine);
     if (command.header.isEmpty())
         return std::nullopt;
+    for (const FunctionCommand& entry : kFunctionCommands) {
+        if (!command.isQuery && headerMatches(command.header, QLatin1String(entry.pattern)))
+            return selectFunction(entry.function, entry.takesRange ? command.argument : QString());
+    }
     for (const Handler& handler : handlers()) {
         if (handler.isQuery == command.isQuery &&
             headerMatches(command.header, QLatin1String(handler.pattern)))
@@ -118,41 +131,6 @@ std::optional<QString> MeterModel::execute(const QString& commandLine) {
 }
 
 // --- Function selection -------------------------------------------------------------
-
-MeterModel::Reply MeterModel::selectDcVoltage(const QString& argument) {
-    return selectFunction(Function::DcVoltage, argument);
-}
-MeterModel::Reply MeterModel::selectAcVoltage(const QString& argument) {
-    return selectFunction(Function::AcVoltage, argument);
-}
-MeterModel::Reply MeterModel::selectAcDcVoltage(const QString& argument) {
-    return selectFunction(Function::AcDcVoltage, argument);
-}
-MeterModel::Reply MeterModel::selectRipple(const QString& argument) {
-    return selectFunction(Function::Ripple, argument);
-}
-MeterModel::Reply MeterModel::selectDcCurrent(const QString& argument) {
-    return selectFunction(Function::DcCurrent, argument);
-}
-MeterModel::Reply MeterModel::selectAcCurrent(const QString& argument) {
-    return selectFunction(Function::AcCurrent, argument);
-}
-MeterModel::Reply MeterModel::selectAcDcCurrent(const QString& argument) {
-    return selectFunction(Function::AcDcCurrent, argument);
-}
-MeterModel::Reply MeterModel::selectResistance(const QString& argument) {
-    return selectFunction(Function::Resistance, argument);
-}
-MeterModel::Reply MeterModel::selectCapacitance(const QString& argument) {
-    return selectFunction(Function::Capacitance, argument);
-}
-// Diode and continuity have a single range; whatever follows the header is ignored.
-MeterModel::Reply MeterModel::selectDiode(const QString&) {
-    return selectFunction(Function::Diode, QString());
-}
-MeterModel::Reply MeterModel::selectContinuity(const QString&) {
-    return selectFunction(Function::Continuity, QString());
-}
 
 MeterModel::Reply MeterModel::selectFunction(Function function, const QString& rangeArgument) {
     std::optional<double> fixedRange;
@@ -348,14 +326,7 @@ MeterModel::Reply MeterModel::queryLimitVerdict(const QString&) {
 }
 
 MeterModel::Reply MeterModel::setMax(const QString& argument) {
-    const std::optional<bool> on = parseSwitch(argument);
-    if (!on)
-        return std::nullopt;
-    if (*on && !m_minShown)
-        m_runningMax = m_runningMin = std::nullopt;
-    m_maxShown = *on;
-    if (*on)
-        m_minShown = false; // one display, so maximum and minimum take turns on it
+    showExtreme(m_maxShown, m_minShown, argument);
     return std::nullopt;
 }
 
@@ -364,19 +335,24 @@ MeterModel::Reply MeterModel::queryMax(const QString&) {
 }
 
 MeterModel::Reply MeterModel::setMin(const QString& argument) {
-    const std::optional<bool> on = parseSwitch(argument);
-    if (!on)
-        return std::nullopt;
-    if (*on && !m_maxShown)
-        m_runningMax = m_runningMin = std::nullopt;
-    m_minShown = *on;
-    if (*on)
-        m_maxShown = false;
+    showExtreme(m_minShown, m_maxShown, argument);
     return std::nullopt;
 }
 
 MeterModel::Reply MeterModel::queryMin(const QString&) {
     return formatFlag(m_minShown);
+}
+
+void MeterModel::showExtreme(bool& shown, bool& otherShown, const QString& argument) {
+    const std::optional<bool> on = parseSwitch(argument);
+    if (!on)
+        return;
+    // Switching between maximum and minimum keeps the run; starting from neither begins a new one.
+    if (*on && !shown && !otherShown)
+        m_runningMax = m_runningMin = std::nullopt;
+    shown = *on;
+    if (*on)
+        otherShown = false; // one display, so the two take turns on it
 }
 
 MeterModel::Reply MeterModel::setRelState(const QString& argument) {

@@ -71,17 +71,6 @@ private:
     enum class HoldMode { Off, Hold, AutoHold };
 
     // Function selection
-    Reply selectDcVoltage(const QString& argument);
-    Reply selectAcVoltage(const QString& argument);
-    Reply selectAcDcVoltage(const QString& argument);
-    Reply selectRipple(const QString& argument);
-    Reply selectDcCurrent(const QString& argument);
-    Reply selectAcCurrent(const QString& argument);
-    Reply selectAcDcCurrent(const QString& argument);
-    Reply selectResistance(const QString& argument);
-    Reply selectCapacitance(const QString& argument);
-    Reply selectDiode(const QString& argument);
-    Reply selectContinuity(const QString& argument);
     Reply selectFunction(Function function, const QString& rangeArgument);
     Reply showFrequency(const QString&);
     Reply queryFunction(const QString&);
@@ -138,6 +127,7 @@ private:
     std::optional<double> measurePrimary(double raw);
     double applyMath(double raw) const;
     void trackExtremes(double value);
+    void showExtreme(bool& shown, bool& otherShown, const QString& argument);
     double applyHold(double value);
     void updateLimitVerdict(const std::optional<double>& shown);
     void updateQuestionable(bool overloaded);
