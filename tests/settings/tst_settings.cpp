@@ -5,6 +5,7 @@
 #include "Forms.h"
 #include "Services.h"
 #include "Session.h"
+#include "SimProcess.h"
 #include "clsKVX5310.h"
 #include "frmSetting.h"
 
@@ -74,6 +75,8 @@ private slots:
     void opensWithTheRecord();
     void transmitSwitchesTheLog();
     void logoFilterInQtForm();
+    void connectTest_data();
+    void connectTest();
 
 private:
     template <typename T> T* child(const QString& name) { return m_dialog->findChild<T*>(name); }
@@ -339,6 +342,57 @@ void TestSettings::logoFilterInQtForm() {
     QCOMPARE(qtFileFilter(QStringLiteral(
                  "JPG File(*.jpg)|*.jpg|Gif File(*.gif)|*.gif|BMP File(*.bmp)|*.bmp|All Files(*.*)|*.*")),
              QStringLiteral("JPG File (*.jpg);;Gif File (*.gif);;BMP File (*.bmp);;All Files (*)"));
+}
+
+void TestSettings::connectTest_data() {
+    QTest::addColumn<QStringList>("simArguments");
+    QTest::addColumn<bool>("serial");
+    QTest::addColumn<int>("backend");
+    QTest::addColumn<QString>("place");
+
+    QTest::newRow("serial device") << QStringList{"--pty"} << true << 0 << "";
+    QTest::newRow("LAN socket") << QStringList{"--tcp", "0"} << false << int(GpibBackendKind::LanSocket)
+                                << "";
+    QTest::newRow("\"++\" controller over TCP") << QStringList{"--tcp", "0", "--prologix", "--addr", "22"}
+                                                << false << int(GpibBackendKind::ControllerTcp) << "";
+    QTest::newRow("missing device") << QStringList{} << true << 0 << "/dev/kvx-no-such-tty";
+}
+
+// The test button runs against the simulator: the identification comes back and
+// is shown; a device that is not there is reported with its error.
+void TestSettings::connectTest() {
+    QFETCH(QStringList, simArguments);
+    QFETCH(bool, serial);
+    QFETCH(int, backend);
+    QFETCH(QString, place);
+
+    test::SimProcess sim(simArguments);
+    if (!simArguments.isEmpty()) {
+        QString error;
+        if (!sim.start(&error))
+            QSKIP(qPrintable("simulator not available: " + error));
+        place = serial ? sim.where() : QStringLiteral("127.0.0.1:%1").arg(sim.tcpPort());
+    }
+    child<QRadioButton>(serial ? "Option1" : "Option2")->setChecked(true);
+    child<QComboBox>("cboComPort")->setCurrentIndex(0);
+    child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("22"));
+    if (serial) {
+        child<QComboBox>("cboSerialDevice")->setEditText(place);
+    } else {
+        child<QComboBox>("cboGpibBackend")->setCurrentIndex(backend);
+        child<QComboBox>("cboGpibPlace")->setEditText(place);
+    }
+    QTest::mouseClick(child<QPushButton>("cmdTestConnect"), Qt::LeftButton);
+
+    QCOMPARE(m_messages->texts().size(), 1);
+    const QString shown = m_messages->texts().first();
+    if (simArguments.isEmpty()) {
+        QVERIFY2(shown.startsWith(QStringLiteral("Connection Error! Error caused by [")), qPrintable(shown));
+    } else {
+        QVERIFY2(shown.contains(QStringLiteral("5130")), qPrintable(shown));
+        QVERIFY(sim.loggedCommands().contains(QStringLiteral("*IDN?")));
+    }
+    QCOMPARE(session().operation.encode(), OperationRecord().encode()); // the test stores nothing
 }
 
 QTEST_MAIN(TestSettings)
