@@ -73,7 +73,6 @@ private slots:
     void linksFollowOnlyWithoutTrace();
     void recordBytesAtTheirOffsets();
     void opensWithTheRecord();
-    void transmitSwitchesTheLog();
     void logoFilterInQtForm();
     void connectTest_data();
     void connectTest();
@@ -327,15 +326,6 @@ void TestSettings::opensWithTheRecord() {
     QCOMPARE(child<QComboBox>("cboGpibPlace")->currentText(), QStringLiteral("10.0.0.7:5025"));
     QCOMPARE(child<ColorSwatch>("txtColor_3")->colorValue(), 0x0000FFu);
     QCOMPARE(colorFromRecord(0x0000FF), QColor(Qt::red));
-}
-
-void TestSettings::transmitSwitchesTheLog() {
-    auto* box = child<QCheckBox>("chkTransmit");
-    QVERIFY(!box->isChecked());
-    box->click();
-    QVERIFY(session().logCommands);
-    box->click();
-    QVERIFY(!session().logCommands);
 }
 
 void TestSettings::logoFilterInQtForm() {
