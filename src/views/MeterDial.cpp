@@ -1,0 +1,152 @@
+#include "MeterDial.h"
+
+#include "ValueRules.h"
+#include "ViewColors.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QtMath>
+#include <algorithm>
+#include <cmath>
+
+namespace kvx {
+
+namespace {
+
+constexpr double kHalfSweepDegrees = 50.0;
+constexpr int kMajorDivisions = 4;        // marks at min, min/2, 0, max/2, max
+constexpr int kMinorPerMajor = 5;
+constexpr double kPinnedOvershoot = 1.03; // a pointer beyond the end rests just past it
+
+struct Geometry {
+    QPointF pivot;
+    double radius = 0;
+};
+
+Geometry arcGeometry(const QRectF& area, double labelRoom) {
+    const double sinHalf = std::sin(qDegreesToRadians(kHalfSweepDegrees));
+    const double cosHalf = std::cos(qDegreesToRadians(kHalfSweepDegrees));
+    const double byWidth = (area.width() - 2 * labelRoom) / (2 * sinHalf);
+    const double byHeight = (area.height() - labelRoom - 18) / (1 - cosHalf);
+    Geometry g;
+    g.radius = std::max(10.0, std::min(byWidth, byHeight));
+    g.pivot = QPointF(area.center().x(), area.top() + labelRoom + g.radius);
+    return g;
+}
+
+QPointF onArc(const Geometry& g, double angleDegrees, double radius) {
+    const double a = qDegreesToRadians(angleDegrees);
+    return QPointF(g.pivot.x() + radius * std::sin(a), g.pivot.y() - radius * std::cos(a));
+}
+
+} // namespace
+
+MeterDial::MeterDial(QWidget* parent) : QWidget(parent) {
+    const DisplayColors& d = kDefaultDisplayColors;
+    m_colors = {colorFromBgr(d[BackgroundColor]), colorFromBgr(d[GridColor]), colorFromBgr(d[TextColor]),
+                colorFromBgr(d[MarkerColor]),     colorFromBgr(d[PlayColor]), colorFromBgr(d[TraceColor])};
+    setMinimumSize(60, 30);
+}
+
+void MeterDial::setAxis(double minimum, double maximum) {
+    m_minimum = minimum;
+    m_maximum = maximum;
+    update();
+}
+
+void MeterDial::setPointerValue(Pointer which, double value) {
+    m_pointers[which] = value;
+    update();
+}
+
+void MeterDial::setCaption(const QString& caption) {
+    m_caption = caption;
+    update();
+}
+
+void MeterDial::setColors(const Colors& colors) {
+    m_colors = colors;
+    update();
+}
+
+QStringList MeterDial::scaleLabels() const {
+    QStringList labels;
+    for (int i = 0; i <= kMajorDivisions; ++i)
+        labels << numberToText(m_minimum + (m_maximum - m_minimum) * i / kMajorDivisions);
+    return labels;
+}
+
+void MeterDial::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.fillRect(rect(), m_colors.face);
+
+    QFont labelFont = font();
+    labelFont.setPixelSize(std::clamp(int(height() * 0.13), 8, 16));
+    p.setFont(labelFont);
+    const QFontMetricsF fm(labelFont);
+    const double labelRoom = fm.height() + 4;
+    const Geometry g = arcGeometry(QRectF(rect()).adjusted(2, 0, -2, 0), labelRoom);
+
+    const double span = m_maximum - m_minimum;
+    auto angleOf = [&](double value) {
+        if (!(span > 0) || !std::isfinite(value))
+            return 0.0;
+        const double t = std::clamp((value - m_minimum) / span * 2.0 - 1.0, -kPinnedOvershoot, kPinnedOvershoot);
+        return t * kHalfSweepDegrees;
+    };
+
+    // Scale arc and marks.
+    p.setPen(QPen(m_colors.scale, 1.5));
+    const QRectF circle(g.pivot.x() - g.radius, g.pivot.y() - g.radius, 2 * g.radius, 2 * g.radius);
+    p.drawArc(circle, int((90 - kHalfSweepDegrees) * 16), int(2 * kHalfSweepDegrees * 16));
+    const int minorCount = kMajorDivisions * kMinorPerMajor;
+    for (int i = 0; i <= minorCount; ++i) {
+        const double angle = -kHalfSweepDegrees + 2 * kHalfSweepDegrees * i / minorCount;
+        const bool major = i % kMinorPerMajor == 0;
+        const double inner = g.radius - (major ? 8 : 4);
+        p.drawLine(onArc(g, angle, g.radius), onArc(g, angle, inner));
+    }
+    p.setPen(m_colors.text);
+    const QStringList labels = scaleLabels();
+    for (int i = 0; i <= kMajorDivisions; ++i) {
+        const double angle = -kHalfSweepDegrees + 2 * kHalfSweepDegrees * i / kMajorDivisions;
+        const QPointF at = onArc(g, angle, g.radius + fm.height() * 0.6 + 1);
+        const double w = fm.horizontalAdvance(labels[i]);
+        p.drawText(QRectF(at.x() - w / 2 - 2, at.y() - fm.height() / 2, w + 4, fm.height()), Qt::AlignCenter,
+                   labels[i]);
+    }
+
+    // Marks: small triangles on the arc pointing inwards.
+    auto drawMark = [&](double value, const QColor& color) {
+        const double angle = angleOf(value);
+        const QPointF tip = onArc(g, angle, g.radius - 1);
+        const QPointF left = onArc(g, angle - 3.2, g.radius + 9);
+        const QPointF right = onArc(g, angle + 3.2, g.radius + 9);
+        QPainterPath path(tip);
+        path.lineTo(left);
+        path.lineTo(right);
+        path.closeSubpath();
+        p.fillPath(path, color);
+    };
+    drawMark(m_pointers[RelMark], m_colors.relMark);
+    drawMark(m_pointers[LowMark], m_colors.limitMarks);
+    drawMark(m_pointers[HighMark], m_colors.limitMarks);
+
+    // Caption at the lower left of the face.
+    QFont captionFont = labelFont;
+    captionFont.setBold(true);
+    p.setFont(captionFont);
+    p.setPen(m_colors.text);
+    p.drawText(rect().adjusted(4, 0, 0, -2), Qt::AlignLeft | Qt::AlignBottom, m_caption);
+
+    // The needle, from below the face up to the scale.
+    p.save();
+    p.setClipRect(rect());
+    const double needleAngle = angleOf(m_pointers[Needle]);
+    p.setPen(QPen(m_colors.needle, 2.0, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(onArc(g, needleAngle, g.radius * 0.25), onArc(g, needleAngle, g.radius - 2));
+    p.restore();
+}
+
+} // namespace kvx

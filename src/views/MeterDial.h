@@ -1,0 +1,49 @@
+#pragma once
+// The analog meter's dial: a scale arc numbered from the axis minimum to its
+// maximum, with four pointers (the needle, the high-limit, low-limit and
+// relative marks) and a caption naming multiplier and unit.
+
+#include <QColor>
+#include <QWidget>
+#include <array>
+
+namespace kvx {
+
+class MeterDial : public QWidget {
+    Q_OBJECT
+public:
+    enum Pointer { Needle = 0, HighMark = 1, LowMark = 2, RelMark = 3 };
+
+    explicit MeterDial(QWidget* parent = nullptr);
+
+    void setAxis(double minimum, double maximum);
+    double axisMinimum() const { return m_minimum; }
+    double axisMaximum() const { return m_maximum; }
+
+    // Pointer values are kept as given; one beyond the axis is drawn pinned at its end.
+    void setPointerValue(Pointer which, double value);
+    double pointerValue(Pointer which) const { return m_pointers[which]; }
+
+    void setCaption(const QString& caption);
+    QString caption() const { return m_caption; }
+
+    struct Colors {
+        QColor face, scale, text, needle, limitMarks, relMark;
+    };
+    void setColors(const Colors& colors);
+
+    // Texts of the major scale marks, left to right.
+    QStringList scaleLabels() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    double m_minimum = -12.0;
+    double m_maximum = 12.0;
+    std::array<double, 4> m_pointers{{0.0, 12.0, -12.0, -12.0}};
+    QString m_caption;
+    Colors m_colors;
+};
+
+} // namespace kvx

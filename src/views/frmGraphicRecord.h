@@ -1,0 +1,146 @@
+#pragma once
+// The trend graph: the trace over elapsed time with its limit and reference
+// lines, running statistics, zoom and two measuring cursors. It keeps its own
+// copy of the trace; `datatemp` is read only when the whole graph is rebuilt.
+
+#include "Forms.h"
+#include "ViewColors.h"
+
+#include <QTimer>
+#include <QWidget>
+#include <array>
+#include <vector>
+
+class QCustomPlot;
+class QCPGraph;
+class QCPItemStraightLine;
+class QCPItemTracer;
+class QLineEdit;
+class QPushButton;
+class QSlider;
+class QMouseEvent;
+
+namespace kvx {
+
+class CaptionPanel;
+class RecordStore;
+
+// The window's trace state. Sample k (0-based) sits at elapsed time k seconds
+// and is point k of "Plot-1".
+struct TraceState {
+    std::vector<double> plotValues;
+    // LimHigh, LimLow and txtRel at each sample; 0 where the field was empty or not a number.
+    std::vector<double> highValues, lowValues, relValues;
+    qint32 sampleCount = 0;
+    // Runs on across clears and rebuilds: only a new window starts it at 0.
+    qint32 matchCount = 0;
+    double maxValue = -1000000000.0;
+    qint32 maxIndex = -1;
+    double minValue = 1000000000.0;
+    qint32 minIndex = -1;
+    // The largest magnitude the window has seen; never lowered, so the Y range never narrows.
+    double peakAbs = 0.0;
+    double yScale = 0.0;
+    bool liveTrace = false;
+};
+
+class frmGraphicRecord : public QWidget, public GraphRecord {
+    Q_OBJECT
+public:
+    enum Mode { ZoomMode = 0, PanMode = 1, CursorCoordinates = 2, CursorMeasurements = 3 };
+
+    explicit frmGraphicRecord(QWidget* parent = nullptr);
+    ~frmGraphicRecord() override;
+
+    void setValueText(const QString& text) override;
+    QString valueText() const override;
+    void setLimHighText(const QString& text) override;
+    void setLimLowText(const QString& text) override;
+    void setRelText(const QString& text) override;
+    void ReDraw() override;
+    void Redraw1() override;
+    void ClearGraph() override;
+    void ShowGraph() override;
+    double GetRandomValue() override;
+    void ScaleYAxis(double peak) override;
+    void setLiveTrace(bool on) override;
+    QWidget* plotWidget() override;
+
+    // The store ReDraw reads; the application's one connection unless a test hands another.
+    void setRecordStore(RecordStore* store) { m_store = store; }
+
+    // Text, grid, marker, background, play, trace and frame colours (see ColorSlot).
+    void applyColors(const DisplayColors& colors);
+
+    const TraceState& trace() const { return m_trace; }
+    QCustomPlot* CWGraph1() const { return m_plot; }
+
+    void setGraphMode(int mode);
+    int graphMode() const;
+
+    // A cursor (0 or 1) moved onto a point, as when the operator drags it there.
+    void moveCursor(int cursor, int pointIndex);
+    int cursorPointIndex(int cursor) const { return m_cursorIndex[cursor]; }
+
+    // The MAX and MIN panels' click handlers.
+    void pnlMax_Click();
+    void pnlMin_Click();
+    void ZoomOut_Click();
+
+    // The demonstration feed (Command1).
+    bool demoFeedRunning() const { return m_demoTimer->isActive(); }
+
+protected:
+    bool event(QEvent* event) override;
+
+private:
+    void buildControls();
+    void setupPlot();
+    void setDefaultXAxis();
+    void scheduleReplot();
+    void resetCaptions();
+    void showStatistics();
+    QCPGraph* plot(int index) const;
+    void chartPoint(int plotIndex, double key, double value);
+    void onValueEdited();
+    void onCursorChanged(int cursor);
+    void refreshMeasurementFromPoints();
+    void jumpToExtreme(qint32 index);
+    void placeCursor(int cursor, int pointIndex);
+    void showCursors(bool on);
+    void onPlotMousePress(QMouseEvent* event);
+    void onPlotMouseMove(QMouseEvent* event);
+    void onPlotMouseRelease(QMouseEvent* event);
+    int pointIndexAt(double key) const;
+    void toggleDemoFeed();
+    void onDemoTick();
+    RecordStore& store();
+
+    TraceState m_trace;
+    QCustomPlot* m_plot = nullptr;
+    std::array<QCPItemStraightLine*, 2> m_cursorLine{};
+    std::array<QCPItemTracer*, 2> m_cursorTracer{};
+    std::array<int, 2> m_cursorIndex{{0, 0}};
+    int m_draggedCursor = -1;
+
+    QLineEdit* m_value = nullptr;
+    QLineEdit* m_limHigh = nullptr;
+    QLineEdit* m_limLow = nullptr;
+    QLineEdit* m_rel = nullptr;
+    QSlider* m_mode = nullptr;
+    CaptionPanel* m_pnlMax = nullptr;
+    CaptionPanel* m_pnlMin = nullptr;
+    CaptionPanel* m_pnlStdCount = nullptr;
+    CaptionPanel* m_pnlTotCount = nullptr;
+    CaptionPanel* m_pnlIncrementTime = nullptr;
+    CaptionPanel* m_pnlTotTimes = nullptr;
+    QLineEdit* m_xPosition = nullptr;
+    QLineEdit* m_yPosition = nullptr;
+    QLineEdit* m_periodVal = nullptr;
+    QLineEdit* m_amplitudeVal = nullptr;
+    QTimer* m_demoTimer = nullptr;
+    QTimer m_replotTimer;
+    RecordStore* m_store = nullptr;
+};
+
+} // namespace kvx
