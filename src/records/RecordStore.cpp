@@ -1,0 +1,421 @@
+#include "RecordStore.h"
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace kvx {
+
+namespace statements {
+
+QString S1() { return QStringLiteral("select count(*) from datatemp"); }
+
+QString S2() { return QStringLiteral("select max(recno) from datamain"); }
+
+QString S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
+           const QString& pUnit, const QString& sUnit, const QString& recStyle) {
+    return QStringLiteral("insert into datamain (RecNo,StartTime,EndTime,Comment,PUnit,SUnit,RecStyle) values(") +
+           "'" + recNo + "','" + startTime + "','" + endTime + "','" + comment + "','" + pUnit + "','" + sUnit +
+           "','" + recStyle + "'" + ")";
+}
+
+QString S4(const QString& recNo) {
+    return QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment, "
+                          "TimeTick, DiffLastTime)") +
+           " select '" + recNo +
+           "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment, TimeTick, DiffLastTime " +
+           " from datatemp";
+}
+
+QString S5(const QString& comment, const QString& recNo) {
+    return QStringLiteral("update datamain set comment='") + comment + "' where recno='" + recNo + "'";
+}
+
+QString S6(const QString& recNo) { return QStringLiteral("delete from datadetail where recno='") + recNo + "'"; }
+
+QString S7(const QString& recNo) {
+    return QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment)") +
+           " select '" + recNo + "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment" + " from datatemp";
+}
+
+QString S8() {
+    return QStringLiteral(u"select RecNo as [編號], StartTime as [開始時間], EndTime as [結束時間], "
+                          u"Comment as [註  解] from datamain order by recno desc");
+}
+
+QString S9(const QString& recNo) {
+    return QStringLiteral("select RecNo, StartTime, EndTime, Comment,Punit,SUnit,RecStyle from datamain where "
+                          "recno='") +
+           recNo + "'";
+}
+
+QString S10() { return QStringLiteral("delete * from datatemp"); }
+
+QString S11(const QString& recNo) {
+    return QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
+                          "Comment,timetick,difflasttime from datadetail where recno='") +
+           recNo + "'";
+}
+
+QString S12(const QString& recNo) {
+    return QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment from "
+                          "datadetail where recno='") +
+           recNo + "'";
+}
+
+QString S13(const QString& seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
+            const QString& reason, const QString& timeTick, const QString& diffLastTime) {
+    return QStringLiteral("insert into DataTemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+                          "values (") +
+           seqNo + ",'" + recTime + "','" + pVal + "','" + sVal + "','" + reason + "',''," + timeTick + "," +
+           diffLastTime + ")";
+}
+
+QString S14(int filterIndex) {
+    switch (filterIndex) {
+    case 1:
+        return QStringLiteral("select * from datatemp where reason='0' order by seqno asc");
+    case 2:
+        return QStringLiteral("select * from datatemp where reason='1' order by seqno asc");
+    case 3:
+        return QStringLiteral("select * from datatemp where reason='2' order by seqno asc");
+    case 4:
+        return QStringLiteral("select * from datatemp where reason='3' order by seqno asc");
+    default:
+        // "Total", and also "Match condition: Percent": code "4" rows have no filter of their own.
+        return QStringLiteral("select * from datatemp order by seqno asc");
+    }
+}
+
+QString S15(const QString& comment, const QString& recTime) {
+    return QStringLiteral("update DataTemp set Comment ='") + comment + "'  where rectime='" + recTime + "'";
+}
+
+QString S16() { return QStringLiteral("select max(seqno) from datatemp"); }
+
+} // namespace statements
+
+namespace {
+
+// The name a select-list item gives its column: the alias after "as", else the item itself.
+QString selectedColumnName(const QString& item) {
+    static const QRegularExpression alias(QStringLiteral(R"(\s+as\s+(\S+)\s*$)"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch m = alias.match(item);
+    return m.hasMatch() ? m.captured(1) : item.trimmed();
+}
+
+} // namespace
+
+QString toSqlite(const QString& jetStatement) {
+    // "delete * from t": the star is the old engine's own; SQLite knows "delete from t".
+    static const QRegularExpression deleteStar(QStringLiteral(R"(^(\s*delete)\s+\*\s+(from\s))"),
+                                               QRegularExpression::CaseInsensitiveOption);
+    // "insert into t select a, b from ...": the old engine filled the columns of t named
+    // like the selected ones, so a six-column select left the rest of the row null.
+    // SQLite fills by position and wants every column, so the selected names are
+    // turned into the explicit column list the old engine implied.
+    static const QRegularExpression insertSelect(
+        QStringLiteral(R"(^(\s*insert\s+into\s+\w+)\s+(select\s+)(.*?)(\s+from\s.*)$)"),
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
+
+    QString sql = jetStatement;
+    sql.replace(deleteStar, QStringLiteral("\\1 \\2"));
+
+    const QRegularExpressionMatch m = insertSelect.match(sql);
+    if (m.hasMatch()) {
+        QStringList columns;
+        const QStringList items = m.captured(3).split(QLatin1Char(','));
+        for (const QString& item : items)
+            columns << selectedColumnName(item);
+        sql = m.captured(1) + " (" + columns.join(QLatin1Char(',')) + ") " + m.captured(2) + m.captured(3) +
+              m.captured(4);
+    }
+    return sql;
+}
+
+namespace {
+
+// Quoted numbers are compared with these columns ("recno='10'"); INTEGER affinity
+// turns the quoted text into a number, so record 10 follows record 9 and lists sort
+// by value. The time columns stay empty (null) when a copy leaves them out.
+const char* const kSchema[] = {
+    "create table if not exists datamain (RecNo INTEGER, StartTime TEXT, EndTime TEXT, Comment TEXT, "
+    "PUnit TEXT, SUnit TEXT, RecStyle TEXT)",
+    "create table if not exists datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, "
+    "Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+    "create table if not exists datatemp (SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, "
+    "Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+    "create index if not exists datadetail_recno on datadetail (recno)",
+    "create index if not exists datatemp_seqno on datatemp (SeqNo)",
+};
+
+// How long a statement waits for another program's lock before it fails. Short,
+// because the polling cycle stores a sample every second on the UI thread.
+constexpr int kBusyTimeoutMs = 200;
+
+QString textOf(const QVariant& v) { return v.isNull() ? QString() : v.toString(); }
+
+} // namespace
+
+RecordStore::RecordStore(QString connectionName) : m_connectionName(std::move(connectionName)) {}
+
+RecordStore::~RecordStore() { close(); }
+
+bool RecordStore::isOpen() const {
+    return QSqlDatabase::contains(m_connectionName) && QSqlDatabase::database(m_connectionName, false).isOpen();
+}
+
+void RecordStore::close() {
+    if (!QSqlDatabase::contains(m_connectionName))
+        return;
+    {
+        QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool RecordStore::failOpen(const QString& reason) {
+    m_openMessage = QStringLiteral("The record database \"%1\" cannot be opened: %2").arg(m_filePath, reason);
+    close();
+    return false;
+}
+
+namespace {
+
+// Sets up an opened connection; returns why it cannot serve as the record database,
+// or empty text when it can.
+QString prepareDatabase(QSqlDatabase& db) {
+    // Each sample is its own transaction (autocommit). In WAL mode a commit is an
+    // append to the -wal file handed to the kernel before the insert returns, so a
+    // process killed at any point (SIGKILL included) leaves every committed sample
+    // for the next start to find; synchronous=NORMAL only skips the fsync per commit,
+    // which matters for power loss, not for a crashed or killed program, and keeps a
+    // stored sample far below the one-second polling period.
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("PRAGMA journal_mode=WAL")))
+        return query.lastError().databaseText() + QStringLiteral(" (is it a record database?)");
+    if (!query.exec(QStringLiteral("PRAGMA synchronous=NORMAL")))
+        return query.lastError().databaseText();
+    for (const char* statement : kSchema) {
+        if (!query.exec(QString::fromLatin1(statement)))
+            return query.lastError().databaseText();
+    }
+    // A program that holds the write lock would make every stored sample fail: find out now.
+    if (!query.exec(QStringLiteral("begin immediate")))
+        return query.lastError().databaseText() + QStringLiteral(" (is another program using it?)");
+    query.exec(QStringLiteral("rollback"));
+    return QString();
+}
+
+} // namespace
+
+bool RecordStore::open(const QString& filePath) {
+    close();
+    m_filePath = filePath;
+    m_openMessage.clear();
+    m_lastError = {};
+
+    const QFileInfo info(filePath);
+    if (info.exists() && !info.isFile())
+        return failOpen(QStringLiteral("it is not a file."));
+    if (info.exists() && !info.isWritable())
+        return failOpen(QStringLiteral("the file is read-only."));
+
+    QString problem;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+        db.setDatabaseName(filePath);
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+        problem = db.open() ? prepareDatabase(db) : db.lastError().text();
+    }
+    if (!problem.isEmpty())
+        return failOpen(problem);
+    return true;
+}
+
+bool RecordStore::fail(const QString& number, const QString& description) {
+    m_lastError = {number, description};
+    return false;
+}
+
+bool RecordStore::execute(const QString& jetStatement) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    if (!query.exec(toSqlite(jetStatement)))
+        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    m_lastError = {};
+    return true;
+}
+
+std::optional<QVariant> RecordStore::singleValue(const QString& jetStatement) {
+    if (!isOpen()) {
+        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+        return std::nullopt;
+    }
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(toSqlite(jetStatement))) {
+        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+        return std::nullopt;
+    }
+    m_lastError = {};
+    return query.next() ? query.value(0) : QVariant();
+}
+
+std::optional<qint64> RecordStore::countSamples() {
+    const auto v = singleValue(statements::S1());
+    if (!v)
+        return std::nullopt;
+    return v->toLongLong();
+}
+
+std::optional<QString> RecordStore::nextRecordNumber() {
+    const auto v = singleValue(statements::S2());
+    if (!v)
+        return std::nullopt;
+    // An empty datamain gives one row holding null: the first record is number 1.
+    if (v->isNull())
+        return QStringLiteral("1");
+    return QString::number(v->toLongLong() + 1).trimmed();
+}
+
+bool RecordStore::insertHeader(const RecordHeader& h) {
+    return execute(statements::S3(h.recNo, h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit, h.recStyle));
+}
+
+bool RecordStore::copyTraceToRecord(const QString& recNo) { return execute(statements::S4(recNo)); }
+
+bool RecordStore::updateRecordComment(const QString& comment, const QString& recNo) {
+    return execute(statements::S5(comment, recNo));
+}
+
+bool RecordStore::deleteRecordSamples(const QString& recNo) { return execute(statements::S6(recNo)); }
+
+bool RecordStore::copyTraceToRecordWithoutTimes(const QString& recNo) { return execute(statements::S7(recNo)); }
+
+QStringList RecordStore::recordListHeadings() {
+    static const QRegularExpression bracketed(QStringLiteral(R"(\[([^\]]*)\])"));
+    QStringList headings;
+    auto it = bracketed.globalMatch(statements::S8());
+    while (it.hasNext())
+        headings << it.next().captured(1);
+    return headings;
+}
+
+std::optional<std::vector<RecordListRow>> RecordStore::listRecords() {
+    if (!isOpen()) {
+        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+        return std::nullopt;
+    }
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(toSqlite(statements::S8()))) {
+        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+        return std::nullopt;
+    }
+    std::vector<RecordListRow> rows;
+    while (query.next())
+        rows.push_back({textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
+                        textOf(query.value(3))});
+    m_lastError = {};
+    return rows;
+}
+
+std::optional<std::optional<RecordHeader>> RecordStore::readHeader(const QString& recNo) {
+    if (!isOpen()) {
+        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+        return std::nullopt;
+    }
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(toSqlite(statements::S9(recNo)))) {
+        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+        return std::nullopt;
+    }
+    m_lastError = {};
+    if (!query.next())
+        return std::optional<RecordHeader>();
+    RecordHeader h;
+    h.recNo = textOf(query.value(0)).trimmed();
+    h.startTime = textOf(query.value(1)).trimmed();
+    h.endTime = textOf(query.value(2)).trimmed();
+    h.comment = textOf(query.value(3)).trimmed();
+    h.pUnit = textOf(query.value(4)).trimmed();
+    h.sUnit = textOf(query.value(5)).trimmed();
+    h.recStyle = textOf(query.value(6)).trimmed();
+    return std::optional<RecordHeader>(h);
+}
+
+bool RecordStore::clearTrace() { return execute(statements::S10()); }
+
+bool RecordStore::loadRecordWithTimes(const QString& recNo) { return execute(statements::S11(recNo)); }
+
+bool RecordStore::loadRecordWithoutTimes(const QString& recNo) { return execute(statements::S12(recNo)); }
+
+bool RecordStore::insertSample(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
+                               const QString& reason, qint64 timeTick, qint64 diffLastTime) {
+    // The values vary with every sample and go into the text itself, so there is no
+    // prepared statement to keep; parsing this short insert costs a few microseconds.
+    return execute(statements::S13(QString::number(seqNo), recTime, pVal, sVal, reason, QString::number(timeTick),
+                                   QString::number(diffLastTime)));
+}
+
+bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(toSqlite(statements::S14(filterIndex))))
+        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    const QSqlRecord columns = query.record();
+    const int seqNo = columns.indexOf(QStringLiteral("SeqNo"));
+    const int recTime = columns.indexOf(QStringLiteral("RecTime"));
+    const int pVal = columns.indexOf(QStringLiteral("PVal"));
+    const int sVal = columns.indexOf(QStringLiteral("SVal"));
+    const int reason = columns.indexOf(QStringLiteral("Reason"));
+    const int comment = columns.indexOf(QStringLiteral("Comment"));
+    const int timeTick = columns.indexOf(QStringLiteral("TimeTick"));
+    const int diffLastTime = columns.indexOf(QStringLiteral("DiffLastTime"));
+    TempSample row;
+    while (query.next()) {
+        row.seqNo = query.value(seqNo).toLongLong();
+        row.recTime = textOf(query.value(recTime));
+        row.pVal = textOf(query.value(pVal));
+        row.sVal = textOf(query.value(sVal));
+        row.reason = textOf(query.value(reason));
+        row.comment = textOf(query.value(comment));
+        row.timeTick = query.value(timeTick);
+        row.diffLastTime = query.value(diffLastTime);
+        each(row);
+    }
+    m_lastError = {};
+    return true;
+}
+
+bool RecordStore::updateSampleComment(const QString& comment, const QString& recTime) {
+    return execute(statements::S15(comment, recTime));
+}
+
+std::optional<std::optional<qint64>> RecordStore::highestSampleNumber() {
+    const auto v = singleValue(statements::S16());
+    if (!v)
+        return std::nullopt;
+    if (v->isNull())
+        return std::optional<qint64>();
+    return std::optional<qint64>(v->toLongLong());
+}
+
+RecordStore& recordStore() {
+    // Kept until the process ends, like the connection it holds: a static object's
+    // destructor would run after the SQL module's own globals are gone.
+    static RecordStore* store = new RecordStore;
+    return *store;
+}
+
+} // namespace kvx

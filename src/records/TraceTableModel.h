@@ -1,0 +1,87 @@
+#pragma once
+// The rows of the working trace as the data table window keeps them in memory,
+// and the table model its grid shows them through.
+//
+// A trace can hold a million samples, so a row is kept compact: the sample number
+// as a number, the reason as an index into the few reason texts, the date-time and
+// both reading texts packed into one UTF-8 block, and the comment (nearly always
+// empty, so it costs no allocation). Appending is amortised constant time and the
+// grid only asks for the rows it paints.
+
+#include <QAbstractTableModel>
+#include <QByteArray>
+#include <QColor>
+#include <QString>
+
+#include <deque>
+
+namespace kvx {
+
+// The reason texts a row can show. Rows appended live carry the long "Match
+// condition:..." texts; rows rebuilt from the database show "Match condition"
+// for code 3 and nothing for code 4.
+enum class ReasonText : quint8 { Time, OverMax, BelowMin, MatchLevel, MatchPercent, MatchRebuilt, None };
+QString reasonText(ReasonText reason);
+// The reason text a rebuilt row shows for a stored reason code.
+ReasonText reasonTextOfCode(const QString& code);
+
+class TraceTableModel final : public QAbstractTableModel {
+public:
+    enum Column { SeqNoColumn, RecTimeColumn, PValColumn, SValColumn, ReasonColumn, CommentColumn, ColumnCount };
+
+    // Data cells: blue on light yellow; the selected row black on light pink.
+    static QColor dataText() { return QColor(0, 0, 255); }
+    static QColor dataBackground() { return QColor(255, 255, 192); }
+    static QColor selectedText() { return QColor(0, 0, 0); }
+    static QColor selectedBackground() { return QColor(255, 192, 255); }
+
+    using QAbstractTableModel::QAbstractTableModel;
+
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex& parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+    // Builds the reading headings from the unit texts of the moment.
+    void setUnits(const QString& primaryUnit, const QString& secondUnit);
+
+    void appendRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
+                   ReasonText reason, const QString& comment = QString());
+    void clearRows();
+    // Rebuilding from the database: one model reset around all the rows.
+    void beginRebuild();
+    void addRebuiltRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
+                       ReasonText reason, const QString& comment);
+    void endRebuild();
+    int size() const { return static_cast<int>(m_rows.size()); }
+
+    // Cell text of a row; empty text for a row that is not there.
+    QString text(int row, int column) const;
+    void setComment(int row, const QString& comment);
+    // Sets the comment of every row with the date-time text `recTime`.
+    void setCommentWhereTime(const QString& recTime, const QString& comment);
+
+    // The row painted in the selection colours, or -1.
+    int selectedRow() const { return m_selectedRow; }
+    void setSelectedRow(int row);
+
+private:
+    struct Row {
+        qint64 seqNo = 0;
+        QByteArray packed; // date-time, primary reading, secondary reading, separated by kSeparator
+        QString comment;
+        ReasonText reason = ReasonText::None;
+    };
+    static constexpr char kSeparator = '\x1f';
+    static QString packedField(const QByteArray& packed, int field);
+    static Row makeRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
+                       ReasonText reason, const QString& comment);
+    void rowChanged(int row);
+
+    std::deque<Row> m_rows;
+    QString m_primaryUnit;
+    QString m_secondUnit;
+    int m_selectedRow = -1;
+};
+
+} // namespace kvx

@@ -1,0 +1,436 @@
+#include "frmDataTable.h"
+
+#include "RecordStore.h"
+#include "Services.h"
+#include "Session.h"
+#include "ValueRules.h"
+#include "clsKVX5310.h"
+
+#include <QComboBox>
+#include <QFrame>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTableView>
+
+#include <cmath>
+
+namespace kvx {
+
+namespace {
+
+// Sizes are kept in twips, 15 to the pixel.
+constexpr int px(int twips) { return twips / 15; }
+
+// The window's own margins: the grid gets the inner size less these.
+constexpr int kHeightLeftForHeader = 1200;
+constexpr int kWidthLeftForBorder = 260;
+constexpr int kGridLeft = 120;
+
+const int kColumnWidths[] = {1600, 1600, 1600, 1650, 1600, 2400};
+
+// The reason code each reason text is stored with.
+QString reasonCode(ReasonText reason) {
+    switch (reason) {
+    case ReasonText::Time:
+        return QStringLiteral("0");
+    case ReasonText::OverMax:
+        return QStringLiteral("1");
+    case ReasonText::BelowMin:
+        return QStringLiteral("2");
+    case ReasonText::MatchLevel:
+    case ReasonText::MatchRebuilt:
+        return QStringLiteral("3");
+    case ReasonText::MatchPercent:
+        return QStringLiteral("4");
+    case ReasonText::None:
+        break;
+    }
+    return QString();
+}
+
+// Whole seconds as the time columns show them: halves away from zero.
+qint64 wholeSeconds(double seconds) { return std::llround(seconds); }
+
+QDateTime toWholeSecond(const QDateTime& when) { return when.addMSecs(-when.time().msec()); }
+
+QString readingText(double value, const QString& unit) { return numberToText(value) + QStringLiteral(" ") + unit; }
+
+} // namespace
+
+frmDataTable::frmDataTable(QWidget* parent) : QWidget(parent) {
+    setObjectName(QStringLiteral("frmDataTable"));
+    setProperty("kvxForm", true);
+    setWindowTitle(QStringLiteral("Data Table"));
+    buildControls();
+    resize(px(7850), px(7300));
+    layoutControls();
+    forms().dataTable = this;
+    // The last trace is still in the working table after a restart: show it.
+    if (recordStore().isOpen())
+        refreshRows();
+}
+
+frmDataTable::~frmDataTable() {
+    if (forms().dataTable == this)
+        forms().dataTable = nullptr;
+}
+
+void frmDataTable::buildControls() {
+    m_header = new QWidget(this);
+    auto* grid = new QGridLayout(m_header);
+    grid->setContentsMargins(0, 4, 0, 2);
+    grid->setHorizontalSpacing(6);
+    grid->setVerticalSpacing(3);
+
+    auto edit = [this](const char* name) {
+        auto* e = new QLineEdit(m_header);
+        e->setObjectName(QString::fromLatin1(name));
+        return e;
+    };
+    auto label = [this](const QString& text) { return new QLabel(text, m_header); };
+
+    txtRecno = edit("txtRecno");
+    txtStartTime = edit("txtStartTime");
+    txtEndTime = edit("txtEndTime");
+    txtDataDesc = edit("txtDataDesc");
+    txtPUnit = edit("txtPUnit");
+    txtSUnit = edit("txtSUnit");
+    txtTimerSample = edit("txtTimerSample");
+    // A fresh installation stores every reading until the settings say otherwise.
+    txtTimerSample->setText(QStringLiteral("1"));
+    txtRecno->setMaximumWidth(60);
+    txtPUnit->setMaximumWidth(50);
+    txtSUnit->setMaximumWidth(50);
+    txtTimerSample->setMaximumWidth(50);
+
+    CmbSample = new QComboBox(m_header);
+    CmbSample->setObjectName(QStringLiteral("CmbSample"));
+    CmbSample->addItems({QStringLiteral("Total"), QStringLiteral("Time"), QStringLiteral("Over MAX"),
+                         QStringLiteral("Below MIN"), QStringLiteral("Match condition: Level"),
+                         QStringLiteral("Match condition: Percent")});
+    CmbSample->setCurrentIndex(0);
+
+    grid->addWidget(label(QStringLiteral("Record No.")), 0, 0);
+    grid->addWidget(txtRecno, 0, 1);
+    grid->addWidget(label(QStringLiteral("Start")), 0, 2);
+    grid->addWidget(txtStartTime, 0, 3);
+    grid->addWidget(label(QStringLiteral("End")), 0, 4);
+    grid->addWidget(txtEndTime, 0, 5, 1, 2);
+    grid->addWidget(label(QStringLiteral("Description")), 1, 0);
+    grid->addWidget(txtDataDesc, 1, 1, 1, 3);
+    grid->addWidget(label(QStringLiteral("Units")), 1, 4);
+    grid->addWidget(txtPUnit, 1, 5);
+    grid->addWidget(txtSUnit, 1, 6);
+    grid->addWidget(label(QStringLiteral("Every")), 2, 0);
+    auto* every = new QHBoxLayout;
+    every->addWidget(txtTimerSample);
+    every->addWidget(label(QStringLiteral("readings")));
+    every->addStretch();
+    grid->addLayout(every, 2, 1, 1, 2);
+    grid->addWidget(label(QStringLiteral("Show")), 2, 4);
+    grid->addWidget(CmbSample, 2, 5, 1, 2);
+    grid->setColumnStretch(3, 1);
+    grid->setColumnStretch(5, 1);
+
+    grdHelQuest = new QTableView(this);
+    grdHelQuest->setObjectName(QStringLiteral("grdHelQuest"));
+    grdHelQuest->setModel(&m_model);
+    grdHelQuest->verticalHeader()->hide();
+    grdHelQuest->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    grdHelQuest->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
+    grdHelQuest->setSelectionMode(QAbstractItemView::NoSelection);
+    grdHelQuest->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    grdHelQuest->setWordWrap(false);
+    for (int column = 0; column < TraceTableModel::ColumnCount; ++column)
+        grdHelQuest->setColumnWidth(column, px(kColumnWidths[column]));
+    grdHelQuest->horizontalHeader()->setStretchLastSection(true);
+    // The columns are wider than the window's default size. A scroll bar that comes
+    // and goes would change the rows that fit after the newest row was scrolled into view.
+    grdHelQuest->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+
+    pnlDataComment = new QFrame(this);
+    pnlDataComment->setObjectName(QStringLiteral("pnlDataComment"));
+    pnlDataComment->setFrameShape(QFrame::Panel);
+    pnlDataComment->setFrameShadow(QFrame::Raised);
+    pnlDataComment->setAutoFillBackground(true);
+    auto* panel = new QGridLayout(pnlDataComment);
+    txtDataComment = new QLineEdit(pnlDataComment);
+    txtDataComment->setObjectName(QStringLiteral("txtDataComment"));
+    cmdProcOK = new QPushButton(QStringLiteral("OK"), pnlDataComment);
+    cmdProcOK->setObjectName(QStringLiteral("cmdProcOK"));
+    cmdProcCancel = new QPushButton(QStringLiteral("Cancel"), pnlDataComment);
+    cmdProcCancel->setObjectName(QStringLiteral("cmdProcCancel"));
+    panel->addWidget(new QLabel(QStringLiteral("Comment of the sample"), pnlDataComment), 0, 0, 1, 3);
+    panel->addWidget(txtDataComment, 1, 0, 1, 3);
+    panel->setColumnStretch(0, 1);
+    panel->addWidget(cmdProcOK, 2, 1);
+    panel->addWidget(cmdProcCancel, 2, 2);
+    pnlDataComment->hide();
+
+    connect(CmbSample, &QComboBox::currentIndexChanged, this, &frmDataTable::filterChanged);
+    connect(grdHelQuest, &QTableView::clicked, this, &frmDataTable::openCommentEditor);
+    connect(cmdProcOK, &QPushButton::clicked, this, &frmDataTable::acceptComment);
+    connect(txtDataComment, &QLineEdit::returnPressed, this, &frmDataTable::acceptComment);
+    connect(cmdProcCancel, &QPushButton::clicked, pnlDataComment, &QWidget::hide);
+}
+
+void frmDataTable::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    layoutControls();
+}
+
+void frmDataTable::layoutControls() {
+    const int gridHeight = qMax(0, height() - px(kHeightLeftForHeader));
+    const int gridWidth = qMax(0, width() - px(kWidthLeftForBorder));
+    const int headerHeight = px(kHeightLeftForHeader) - 6;
+    m_header->setGeometry(px(kGridLeft), 0, gridWidth, headerHeight);
+    grdHelQuest->setGeometry(px(kGridLeft), headerHeight, gridWidth, gridHeight);
+    const int rowHeight = qMax(1, grdHelQuest->verticalHeader()->defaultSectionSize());
+    m_visibleRows = gridHeight / rowHeight;
+
+    const QSize panelSize(qMin(gridWidth, 360), pnlDataComment->sizeHint().height());
+    pnlDataComment->setGeometry(grdHelQuest->x() + (gridWidth - panelSize.width()) / 2,
+                                grdHelQuest->y() + (gridHeight - panelSize.height()) / 2, panelSize.width(),
+                                panelSize.height());
+}
+
+QLineEdit* frmDataTable::fieldEdit(RecordField which) const {
+    switch (which) {
+    case RecordField::Recno:
+        return txtRecno;
+    case RecordField::StartTime:
+        return txtStartTime;
+    case RecordField::EndTime:
+        return txtEndTime;
+    case RecordField::DataDesc:
+        return txtDataDesc;
+    case RecordField::PUnit:
+        return txtPUnit;
+    case RecordField::SUnit:
+        return txtSUnit;
+    case RecordField::TimerSample:
+        return txtTimerSample;
+    }
+    return nullptr;
+}
+
+QString frmDataTable::field(RecordField which) const { return fieldEdit(which)->text(); }
+
+void frmDataTable::setField(RecordField which, const QString& text) { fieldEdit(which)->setText(text); }
+
+QString frmDataTable::GetDate(int row) const { return m_model.text(row, TraceTableModel::RecTimeColumn); }
+
+QString frmDataTable::GetValuePrimary(int row) const { return m_model.text(row, TraceTableModel::PValColumn); }
+
+QString frmDataTable::GetValueSecond(int row) const { return m_model.text(row, TraceTableModel::SValColumn); }
+
+double frmDataTable::diffLastTime(qint64 seqNo) const {
+    if (seqNo < 0 || seqNo >= static_cast<qint64>(m_diffLastTime.size()))
+        return 0.0;
+    return m_diffLastTime[static_cast<size_t>(seqNo)];
+}
+
+void frmDataTable::RowSelected(int row) {
+    if (row < 0 || row >= m_model.size())
+        return;
+    m_model.setSelectedRow(row);
+    grdHelQuest->scrollTo(m_model.index(row, 0), QAbstractItemView::PositionAtTop);
+}
+
+void frmDataTable::ClearData() {
+    m_model.clearRows();
+    txtEndTime->clear();
+    txtStartTime->clear();
+    m_sampleCounter = 0;
+    if (!recordStore().clearTrace())
+        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
+                          recordStore().lastError().description);
+    txtRecno->clear();
+    txtPUnit->setText(driver().sUnitPrimary());
+    txtSUnit->setText(driver().sUnitSecond());
+    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+    txtDataDesc->clear();
+    {
+        const QSignalBlocker quiet(CmbSample);
+        CmbSample->setCurrentIndex(0);
+    }
+    m_heldReference = kNoReference;
+    m_autoHoldCount = 0;
+    m_runningTotal = 0.0;
+    m_previousClock = 0.0;
+    m_baseDateTime = QDateTime();
+    m_diffLastTime.clear();
+}
+
+void frmDataTable::filterChanged() { refreshRows(); }
+
+void frmDataTable::refreshRows() {
+    m_model.beginRebuild();
+    const bool ok = recordStore().readSamples(CmbSample->currentIndex(), [this](const TempSample& row) {
+        m_model.addRebuiltRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason),
+                              row.comment);
+    });
+    m_model.endRebuild();
+    if (!ok)
+        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
+                          recordStore().lastError().description);
+}
+
+// ---- Storing one sample ----
+
+int frmDataTable::samplesPerTimedSample() const {
+    // Blank or 0 would divide by zero: then every reading is a timed sample.
+    const double n = roundHalfEven(parseLeadingNumber(txtTimerSample->text()));
+    return (n >= 1.0 && n <= 32767.0) ? static_cast<int>(n) : 1;
+}
+
+void frmDataTable::advanceSampleCounter() {
+    m_sampleCounter = static_cast<qint16>((m_sampleCounter + 1) % samplesPerTimedSample());
+}
+
+std::optional<ReasonText> frmDataTable::holdReason(const QString& holdWord) {
+    // The tolerance of these tests is never assigned, so it is 0: in HOLD every
+    // reading below the held one matches and none at or above it; in AUTOHOLD a
+    // reading below the held one matches by percent. Kept as the instrument's users know it.
+    constexpr double tolerance = 0.0;
+    const double reading = dValuePrimary;
+    if (holdWord == QLatin1String("HOLD")) {
+        if (reading < m_heldReference) {
+            const double ratio = 1.0 - reading / m_heldReference;
+            Q_UNUSED(ratio);
+            if (0.1 > tolerance)
+                return ReasonText::MatchLevel;
+        } else if (0.008 * tolerance > reading - m_heldReference) {
+            return ReasonText::MatchLevel;
+        }
+        return std::nullopt;
+    }
+    if (holdWord == QLatin1String("AUTOHOLD")) {
+        if (reading == m_heldReference)
+            return std::nullopt;
+        ++m_autoHoldCount;
+        if (m_autoHoldCount > 200)
+            return ReasonText::MatchLevel;
+        if (0.08 * tolerance > reading - m_heldReference)
+            return ReasonText::MatchPercent;
+    }
+    return std::nullopt;
+}
+
+std::optional<ReasonText> frmDataTable::decideReason() {
+    if (m_sampleCounter == 0)
+        return ReasonText::Time;
+    const StatePanel* state = forms().state;
+    const QString maxText = state ? trimBlanks(state->limitMaxText()) : QString();
+    const QString minText = state ? trimBlanks(state->limitMinText()) : QString();
+    if (!maxText.isEmpty() && dValuePrimary > parseLeadingNumber(maxText))
+        return ReasonText::OverMax;
+    if (!minText.isEmpty() && dValuePrimary < parseLeadingNumber(minText))
+        return ReasonText::BelowMin;
+    return holdReason(state ? trimBlanks(state->mathText()) : QString());
+}
+
+frmDataTable::SampleTimes frmDataTable::timesOfNewSample() const {
+    SampleTimes t;
+    t.clock = session().lastReadingTime;
+    if (m_previousClock == 0.0) {
+        // The first sample of the trace fixes the date the clock values count from.
+        t.base = toWholeSecond(clock().now());
+        t.runningTotal = m_runningTotal;
+        t.diffLastTime = 0;
+    } else {
+        t.base = m_baseDateTime;
+        // The seconds-of-day clock starts again at midnight: the date moves on by a day,
+        // and the running total, which now drops by a day, keeps the time of day right.
+        if (t.clock < m_previousClock)
+            t.base = t.base.addDays(1);
+        const double gap = t.clock - m_previousClock;
+        t.diffLastTime = wholeSeconds(gap);
+        t.runningTotal = m_runningTotal + gap;
+    }
+    t.timeTick = wholeSeconds(t.runningTotal);
+    t.recTime = dateTimeText(t.base.addSecs(wholeSeconds(t.runningTotal)));
+    return t;
+}
+
+void frmDataTable::reportStoreFailure() {
+    // The polling cycle stores a sample every second: one message for a run of failures.
+    if (m_storeFailureReported)
+        return;
+    m_storeFailureReported = true;
+    messages().notice(QStringLiteral("A sample could not be stored in the record database \"%1\": %2\n"
+                                     "The measurement goes on; samples are stored again as soon as the "
+                                     "database can be written.")
+                          .arg(recordStore().filePath(), recordStore().lastError().description));
+}
+
+void frmDataTable::AppendData() {
+    const std::optional<ReasonText> reason = decideReason();
+    advanceSampleCounter();
+    if (!reason)
+        return;
+    m_heldReference = dValuePrimary;
+    m_autoHoldCount = 0;
+    const qint64 seqNo = m_model.size();
+
+    const SampleTimes t = timesOfNewSample();
+    const QString pVal = readingText(dValuePrimary, driver().sUnitPrimary());
+    const QString sVal = readingText(dValueSecond, driver().sUnitSecond());
+    // The times move on only with a stored sample, so the sample after a failed one
+    // measures its gap from the last sample that reached the database.
+    if (!recordStore().insertSample(seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick,
+                                    t.diffLastTime)) {
+        reportStoreFailure();
+        return;
+    }
+    m_storeFailureReported = false;
+    m_baseDateTime = t.base;
+    m_runningTotal = t.runningTotal;
+    m_previousClock = t.clock;
+    if (static_cast<size_t>(seqNo) >= m_diffLastTime.size())
+        m_diffLastTime.resize(static_cast<size_t>(seqNo) + 1, 0.0);
+    m_diffLastTime[static_cast<size_t>(seqNo)] = static_cast<double>(t.diffLastTime);
+
+    m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason);
+    keepNewestInView();
+}
+
+void frmDataTable::keepNewestInView() {
+    // Scrolled as far as the grid goes, the newest row is the last one shown.
+    if (m_model.size() > m_visibleRows)
+        grdHelQuest->scrollToBottom();
+}
+
+// ---- Comments ----
+
+void frmDataTable::openCommentEditor(const QModelIndex& cell) {
+    if (!cell.isValid() || cell.column() != TraceTableModel::CommentColumn)
+        return;
+    m_commentRow = cell.row();
+    txtDataComment->setText(m_model.text(m_commentRow, TraceTableModel::CommentColumn));
+    layoutControls();
+    pnlDataComment->show();
+    pnlDataComment->raise();
+    txtDataComment->setFocus();
+}
+
+void frmDataTable::acceptComment() {
+    const QString comment = txtDataComment->text();
+    const QString recTime = m_model.text(m_commentRow, TraceTableModel::RecTimeColumn).trimmed();
+    // The sample is found by its time text, so every sample of that second takes the comment.
+    if (!recordStore().updateSampleComment(comment, recTime)) {
+        // Left open so that the text can be corrected (a single quote cannot be stored).
+        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
+                          recordStore().lastError().description);
+        return;
+    }
+    m_model.setCommentWhereTime(recTime, comment);
+    pnlDataComment->hide();
+}
+
+} // namespace kvx

@@ -1,0 +1,116 @@
+#pragma once
+// The data table window: the working trace's samples in a grid, filtered by
+// reason and annotated per sample, and `AppendData`, which decides whether the
+// newest reading becomes a sample and stores it in the record database.
+
+#include "Forms.h"
+#include "TraceTableModel.h"
+
+#include <QDateTime>
+#include <QWidget>
+
+#include <optional>
+#include <vector>
+
+class QComboBox;
+class QFrame;
+class QLineEdit;
+class QPushButton;
+class QTableView;
+
+namespace kvx {
+
+class frmDataTable final : public QWidget, public DataTable {
+public:
+    explicit frmDataTable(QWidget* parent = nullptr);
+    ~frmDataTable() override;
+
+    // DataTable
+    void setValuePrimary(double value) override { dValuePrimary = value; }
+    void setValueSecond(double value) override { dValueSecond = value; }
+    void AppendData() override;
+    QString GetDate(int row) const override;
+    QString GetValuePrimary(int row) const override;
+    QString GetValueSecond(int row) const override;
+    void RowSelected(int row) override;
+    void ClearData() override;
+    void refreshRows() override;
+    int rowCount() const override { return m_model.size(); }
+    QString field(RecordField which) const override;
+    void setField(RecordField which, const QString& text) override;
+
+    // Seconds between each stored sample and the one before it, indexed by sample number.
+    double diffLastTime(qint64 seqNo) const;
+    int selectedRow() const { return m_model.selectedRow(); }
+    // Grid rows that fit the grid's height; decides when the newest row is scrolled into view.
+    int visibleRows() const { return m_visibleRows; }
+    const TraceTableModel& model() const { return m_model; }
+
+    // The readings the polling cycle hands over before each AppendData.
+    double dValuePrimary = 0.0;
+    double dValueSecond = 0.0;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    struct SampleTimes {
+        QDateTime base;
+        double clock = 0.0;
+        double runningTotal = 0.0;
+        qint64 timeTick = 0;
+        qint64 diffLastTime = 0;
+        QString recTime;
+    };
+
+    void buildControls();
+    void layoutControls();
+    QLineEdit* fieldEdit(RecordField which) const;
+
+    std::optional<ReasonText> decideReason();
+    std::optional<ReasonText> holdReason(const QString& holdWord);
+    void advanceSampleCounter();
+    int samplesPerTimedSample() const;
+    SampleTimes timesOfNewSample() const;
+    void reportStoreFailure();
+    void keepNewestInView();
+
+    void openCommentEditor(const QModelIndex& cell);
+    void acceptComment();
+    void filterChanged();
+
+    TraceTableModel m_model;
+
+    QLineEdit* txtRecno = nullptr;
+    QLineEdit* txtStartTime = nullptr;
+    QLineEdit* txtEndTime = nullptr;
+    QLineEdit* txtDataDesc = nullptr;
+    QLineEdit* txtPUnit = nullptr;
+    QLineEdit* txtSUnit = nullptr;
+    QLineEdit* txtTimerSample = nullptr;
+    QComboBox* CmbSample = nullptr;
+    QTableView* grdHelQuest = nullptr;
+    QWidget* m_header = nullptr;
+    QFrame* pnlDataComment = nullptr;
+    QLineEdit* txtDataComment = nullptr;
+    QPushButton* cmdProcOK = nullptr;
+    QPushButton* cmdProcCancel = nullptr;
+
+    // The sample rule.
+    qint16 m_sampleCounter = 0;
+    qint16 m_autoHoldCount = 0;
+    double m_heldReference = kNoReference;
+    // The time columns.
+    double m_runningTotal = 0.0;
+    double m_previousClock = 0.0;
+    QDateTime m_baseDateTime;
+    std::vector<double> m_diffLastTime;
+
+    int m_visibleRows = 0;
+    int m_commentRow = -1;
+    bool m_storeFailureReported = false;
+
+    static constexpr double kNoReference = 99999999.0;
+};
+
+} // namespace kvx
