@@ -181,6 +181,18 @@ void GpibControl::close() {
         m_link->close();
 }
 
+void applyConnectionTarget(const ConnectionTarget& target, SerialControl& serial, GpibControl& gpib) {
+    if (target.method == QLatin1String("RS232")) {
+        serial.setDevicePath(target.devicePath);
+        if (target.baudRate > 0)
+            serial.setBaudRate(target.baudRate);
+    } else if (target.method == QLatin1String("GPIB")) {
+        gpib.setBackend(target.gpibBackend);
+        if (target.gpibAddress >= 0)
+            gpib.setPrimaryAddress(target.gpibAddress);
+    }
+}
+
 std::unique_ptr<Link> makeGpibLink(const QString& backend, int address, QString* error) {
     const int colon = backend.indexOf(QLatin1Char(':'));
     const QString scheme = backend.left(colon).toLower();

@@ -92,6 +92,10 @@ private:
     bool m_linkInstalled = false;
 };
 
+// Puts a parsed connection text on the link objects: the serial device and rate,
+// or the GPIB back-end and address. Settings the text leaves open stay as they are.
+void applyConnectionTarget(const ConnectionTarget& target, SerialControl& serial, GpibControl& gpib);
+
 // The link a GPIB back-end text names, with the instrument at `address`; null
 // with a message when the text names none.
 std::unique_ptr<Link> makeGpibLink(const QString& backend, int address, QString* error);

@@ -14,6 +14,13 @@ SerialLink::~SerialLink() { closeDevice(); }
 
 QString SerialLink::description() const { return QStringLiteral("serial port %1").arg(m_devicePath); }
 
+QString SerialLink::deviceErrorText() const {
+    // Qt's text for this one is whatever errno a later call left behind.
+    if (m_port.error() == QSerialPort::ResourceError)
+        return QStringLiteral("the device went away (unplugged or closed)");
+    return m_port.errorString();
+}
+
 bool SerialLink::open(QString* error) {
     Busy busy(*this);
     closeDevice();

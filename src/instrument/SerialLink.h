@@ -21,7 +21,7 @@ protected:
     QIODevice& device() override { return m_port; }
     const QIODevice& device() const override { return m_port; }
     bool waitTimedOut() const override { return m_port.error() == QSerialPort::TimeoutError; }
-    QString deviceErrorText() const override { return m_port.errorString(); }
+    QString deviceErrorText() const override;
     void discardInput() override;
     void closeDevice() override;
 
