@@ -14,8 +14,8 @@ QPushButton* makeKey(QWidget* parent, const QString& name, const QString& captio
     auto* key = new QPushButton(caption, parent);
     key->setObjectName(name);
     key->setToolTip(tip);
-    key->setFixedHeight(18);
-    key->setMinimumWidth(10);
+    key->setFixedHeight(17);
+    key->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     key->setAutoDefault(false);
     return key;
 }

@@ -26,7 +26,9 @@ constexpr int twips(int value) { return value / 15; }
 
 constexpr int kPanelWidthTwips = 4100;
 constexpr int kPanelHeightTwips = 3420;
-constexpr int kKeyHeight = 18;
+constexpr int kKeyHeight = 17;
+constexpr int kFontPixels = 10;
+constexpr int kOptionHeight = 14;
 
 QFont panelFont(const QFont& base, int pixelSize) {
     QFont f = base;
@@ -59,7 +61,7 @@ frmKVX5130::~frmKVX5130() {
 }
 
 void frmKVX5130::buildUi() {
-    setFont(panelFont(font(), 11));
+    setFont(panelFont(font(), kFontPixels));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(2, 2, 2, 2);
     layout->setSpacing(2);
@@ -67,8 +69,15 @@ void frmKVX5130::buildUi() {
     auto* tabs = new QTabWidget(this);
     tabs->setObjectName(QStringLiteral("tabPanel"));
     tabs->setDocumentMode(true);
+    tabs->setStyleSheet(QStringLiteral("QTabBar::tab { height: 15px; padding: 0 8px; }"));
     tabs->addTab(buildFunctionPage(), QStringLiteral("Function"));
     tabs->addTab(buildRecordPage(), QStringLiteral("Record"));
+    // The clock sits in the free space beside the tabs.
+    m_timeDisplay = new QLabel(tabs);
+    m_timeDisplay->setObjectName(QStringLiteral("TimeDisplay"));
+    m_timeDisplay->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    m_timeDisplay->setContentsMargins(0, 0, 2, 0);
+    tabs->setCornerWidget(m_timeDisplay, Qt::TopRightCorner);
     layout->addWidget(tabs, 1);
     layout->addWidget(buildTraceFrame());
 }
@@ -89,7 +98,8 @@ QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption,
     auto* button = new QPushButton(caption, this);
     button->setObjectName(name);
     button->setFixedHeight(kKeyHeight);
-    button->setMinimumWidth(10);
+    // Keys share the width evenly; the layout check in the tests keeps every caption whole.
+    button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     button->setAutoDefault(false);
     button->setFocusPolicy(Qt::TabFocus);
     connect(button, &QPushButton::clicked, this, handler);
@@ -153,9 +163,9 @@ QWidget* frmKVX5130::buildRangeFrames() {
     m_frame2 = buildRangeFrame(RangeGroup::Voltage, QStringLiteral("Frame2"), QStringLiteral("Voltage Range"),
                                QStringLiteral("OptVolSetting"), 3);
     m_frame3 = buildRangeFrame(RangeGroup::Current, QStringLiteral("Frame3"), QStringLiteral("Current Range"),
-                               QStringLiteral("OptCurSetting"), 4);
+                               QStringLiteral("OptCurSetting"), 3);
     m_frame4 = buildRangeFrame(RangeGroup::Resistance, QStringLiteral("Frame4"),
-                               QStringLiteral("Resistance Range"), QStringLiteral("optkOhm"), 4);
+                               QStringLiteral("Resistance Range"), QStringLiteral("optkOhm"), 3);
     m_frame5 = buildRangeFrame(RangeGroup::Capacitance, QStringLiteral("Frame5"),
                                QStringLiteral("Capacitance Range"), QStringLiteral("optCapacity"), 3);
     for (QGroupBox* frame : {m_frame2, m_frame3, m_frame4, m_frame5})
@@ -178,8 +188,8 @@ QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& f
     for (int i = 0; i < static_cast<int>(table.size()); ++i) {
         auto* option = new QRadioButton(table[static_cast<size_t>(i)].caption, frame);
         option->setObjectName(optionPrefix + QLatin1Char('_') + QString::number(i));
-        option->setFont(panelFont(font(), 10));
         option->setChecked(table[static_cast<size_t>(i)].value == 0.0);
+        option->setFixedHeight(kOptionHeight);
         options->addButton(option, i);
         grid->addWidget(option, i / columns, i % columns);
     }
@@ -203,6 +213,10 @@ QWidget* frmKVX5130::buildRecordPage() {
     layout->addWidget(m_recordKeys->recordList(), 1);
     layout->addWidget(m_recordKeys->recordGrid(), 1);
     layout->addStretch();
+    m_cursorText = new QLabel(page);
+    m_cursorText->setObjectName(QStringLiteral("lblCursor"));
+    m_cursorText->setWordWrap(true);
+    layout->addWidget(m_cursorText);
     return page;
 }
 
@@ -210,13 +224,13 @@ QWidget* frmKVX5130::buildTraceFrame() {
     auto* frame = new QGroupBox(QStringLiteral("Trace Record"), this);
     frame->setObjectName(QStringLiteral("Frame1"));
     auto* grid = new QGridLayout(frame);
-    grid->setContentsMargins(3, 2, 3, 2);
-    grid->setHorizontalSpacing(4);
+    grid->setContentsMargins(3, 1, 3, 1);
+    grid->setHorizontalSpacing(3);
     grid->setVerticalSpacing(1);
 
     m_cmdStart = addKey(QStringLiteral("cmdStart"), QStringLiteral("Start"), &frmKVX5130::onStart);
-    m_cmdStart->setFixedHeight(kKeyHeight + 4);
-    m_cmdStart->setMinimumWidth(48);
+    m_cmdStart->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    m_cmdStart->setFixedSize(56, 2 * kKeyHeight);
     setStartKeyLook(QStringLiteral("Start"), QColor(255, 0, 0), QStringLiteral("Start To Show Trace"));
 
     m_sampleStyle = new QButtonGroup(frame);
@@ -234,19 +248,13 @@ QWidget* frmKVX5130::buildTraceFrame() {
 
     m_lblInterval = new QLabel(panel::initialIntervalCaption(), frame);
     m_lblInterval->setObjectName(QStringLiteral("lblInterval"));
-    m_timeDisplay = new QLabel(frame);
-    m_timeDisplay->setObjectName(QStringLiteral("TimeDisplay"));
-    m_timeDisplay->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_cursorText = new QLabel(frame);
-    m_cursorText->setObjectName(QStringLiteral("lblCursor"));
 
     grid->addWidget(m_cmdStart, 0, 0, 2, 1);
     grid->addWidget(continuous, 0, 1);
     grid->addWidget(trigger, 0, 2);
-    grid->addWidget(m_check1, 0, 3);
-    grid->addWidget(m_lblInterval, 1, 1, 1, 1);
-    grid->addWidget(m_timeDisplay, 1, 2, 1, 2);
-    grid->addWidget(m_cursorText, 2, 0, 1, 4);
+    grid->addWidget(m_check1, 1, 1);
+    grid->addWidget(m_lblInterval, 1, 2);
+    grid->setColumnStretch(2, 1);
     updateClockDisplay();
     return frame;
 }
