@@ -3,6 +3,8 @@
 // the stored records, load one back by picking it, and clear the trace. The
 // widgets live here; the record store does the work.
 
+#include "RecordOperations.h"
+
 #include <QObject>
 
 class QListWidget;
@@ -24,6 +26,11 @@ public:
     QTableWidget* recordGrid() const { return m_recordGrid; }
 
 private:
+    void listRecords();
+    void loadFromList();
+    void loadFromGrid(int row);
+
+    RecordOperations m_operations;
     QPushButton* m_save = nullptr;
     QPushButton* m_list = nullptr;
     QPushButton* m_clear = nullptr;
