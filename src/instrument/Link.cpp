@@ -72,7 +72,8 @@ bool parseLinuxGpib(const QString& rest, ConnectionTarget* target, QString* erro
     const QStringList parts = rest.split(QLatin1Char(':'));
     int board = 0;
     if (parts.size() != 2 || !readWholeNumber(parts[0], 0, 15, &board) || !readGpibAddress(parts[1], target))
-        return refuse(QStringLiteral("a GPIB connection reads gpib:<board>:<address>, address 0 to 30"), error);
+        return refuse(QStringLiteral("a GPIB connection reads gpib:<board>:<address>, address 0 to 30"),
+                      error);
     target->method = QStringLiteral("GPIB");
     target->gpibBackend = QStringLiteral("gpib:%1").arg(board);
     return true;
@@ -132,9 +133,10 @@ bool parseConnectionText(const QString& text, ConnectionTarget* target, QString*
     else if (scheme == QLatin1String("tcp"))
         ok = parseScpiSocket(rest, &parsed, error);
     else
-        ok = refuse(QStringLiteral("unknown connection kind \"%1\" (serial, gpib, prologix, prologix-tcp, tcp)")
-                        .arg(scheme),
-                    error);
+        ok = refuse(
+            QStringLiteral("unknown connection kind \"%1\" (serial, gpib, prologix, prologix-tcp, tcp)")
+                .arg(scheme),
+            error);
     if (ok && target)
         *target = parsed;
     return ok;

@@ -69,10 +69,10 @@ private:
 // Where a connection text sends the driver: which of its two link objects, and
 // the settings to put on it.
 struct ConnectionTarget {
-    QString method;      // "RS232" or "GPIB"
-    QString devicePath;  // RS232: serial device
-    qint32 baudRate = 0; // RS232: 0 keeps the present rate
-    QString gpibBackend; // GPIB: back-end text for GpibControl::setBackend
+    QString method;          // "RS232" or "GPIB"
+    QString devicePath;      // RS232: serial device
+    qint32 baudRate = 0;     // RS232: 0 keeps the present rate
+    QString gpibBackend;     // GPIB: back-end text for GpibControl::setBackend
     qint16 gpibAddress = -1; // GPIB: -1 keeps the present address
 };
 

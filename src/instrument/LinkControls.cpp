@@ -21,7 +21,9 @@ bool refuse(int* lastNumber, int number, const QString& text, QString* error) {
 }
 
 // Opens the link again when the device went away since the last exchange.
-bool ensureOpen(Link& link, QString* error) { return link.isOpen() || link.open(error); }
+bool ensureOpen(Link& link, QString* error) {
+    return link.isOpen() || link.open(error);
+}
 
 // "host:port", the port optional when a default is given (0: required).
 bool splitHostPort(const QString& text, quint16 defaultPort, QString* host, quint16* port) {
@@ -67,7 +69,8 @@ bool SerialControl::configure(QString* error) {
     if (!m_linkInstalled) {
         const QString path = devicePath();
         if (path.isEmpty())
-            return fail(kLinkSettingsError, QStringLiteral("No serial port chosen (port %1)").arg(m_port), error);
+            return fail(kLinkSettingsError, QStringLiteral("No serial port chosen (port %1)").arg(m_port),
+                        error);
         if (m_baud <= 0)
             return fail(kLinkSettingsError, QStringLiteral("Invalid baud rate %1").arg(m_baud), error);
         m_link = std::make_unique<SerialLink>(path, m_baud);
@@ -209,10 +212,11 @@ std::unique_ptr<Link> makeGpibLink(const QString& backend, int address, QString*
     if (scheme == QLatin1String("gpib") && boardOk && board >= 0)
         return std::make_unique<LinuxGpibLink>(board, address);
     if (scheme == QLatin1String("prologix") && !rest.isEmpty())
-        return std::make_unique<PrologixLink>(std::make_unique<SerialLink>(rest, kControllerBaudRate), address);
-    if (scheme == QLatin1String("prologix-tcp") && splitHostPort(rest, 0, &host, &port))
-        return std::make_unique<PrologixLink>(std::make_unique<TcpLink>(host, port, TcpLink::Framing::AsGiven),
+        return std::make_unique<PrologixLink>(std::make_unique<SerialLink>(rest, kControllerBaudRate),
                                               address);
+    if (scheme == QLatin1String("prologix-tcp") && splitHostPort(rest, 0, &host, &port))
+        return std::make_unique<PrologixLink>(
+            std::make_unique<TcpLink>(host, port, TcpLink::Framing::AsGiven), address);
     if (scheme == QLatin1String("tcp") && splitHostPort(rest, kScpiSocketPort, &host, &port))
         return std::make_unique<TcpLink>(host, port, TcpLink::Framing::AppendLineFeed);
     *error = QStringLiteral("Unknown GPIB back-end \"%1\" (gpib:<board>, prologix:<device>, "

@@ -87,7 +87,9 @@ private:
 
 LinuxGpibLink::LinuxGpibLink(int board, int address) : m_board(board), m_address(address) {}
 
-LinuxGpibLink::~LinuxGpibLink() { close(); }
+LinuxGpibLink::~LinuxGpibLink() {
+    close();
+}
 
 QString LinuxGpibLink::libraryPath() {
     const QString fromEnvironment = qEnvironmentVariable("KVX5130_GPIB_LIBRARY");
@@ -96,8 +98,8 @@ QString LinuxGpibLink::libraryPath() {
 
 int LinuxGpibLink::timeoutCode(int ms) {
     // T10us ... T1000s; code 0 (no timeout) is never chosen, a link always has one.
-    static constexpr std::array<double, 17> stepsMs = {0.01, 0.03, 0.1,  0.3,   1,     3,      10,    30,   100,
-                                                        300,  1000, 3000, 10000, 30000, 100000, 300000, 1000000};
+    static constexpr std::array<double, 17> stepsMs = {
+        0.01, 0.03, 0.1, 0.3, 1, 3, 10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000};
     for (std::size_t i = 0; i < stepsMs.size(); ++i) {
         if (stepsMs[i] >= ms)
             return static_cast<int>(i) + 1;
@@ -107,23 +109,40 @@ int LinuxGpibLink::timeoutCode(int ms) {
 
 QString LinuxGpibLink::errorName(int iberr) {
     switch (iberr) {
-    case 0: return QStringLiteral("EDVR: system error (GPIB driver or board not available)");
-    case 1: return QStringLiteral("ECIC: the board is not controller-in-charge");
-    case 2: return QStringLiteral("ENOL: no listener on the bus (is the meter on, at this address?)");
-    case 3: return QStringLiteral("EADR: the board is not addressed correctly");
-    case 4: return QStringLiteral("EARG: invalid argument");
-    case 5: return QStringLiteral("ESAC: the board is not system controller");
-    case 6: return QStringLiteral("EABO: I/O aborted (timeout)");
-    case 7: return QStringLiteral("ENEB: no such GPIB board");
-    case 8: return QStringLiteral("EDMA: DMA error");
-    case 10: return QStringLiteral("EOIP: asynchronous I/O in progress");
-    case 11: return QStringLiteral("ECAP: not supported by the board");
-    case 12: return QStringLiteral("EFSO: file system error");
-    case 14: return QStringLiteral("EBUS: GPIB bus error");
-    case 15: return QStringLiteral("ESTB: serial poll status byte lost");
-    case 16: return QStringLiteral("ESRQ: SRQ stuck on");
-    case 20: return QStringLiteral("ETAB: table problem");
-    default: return QStringLiteral("GPIB error %1").arg(iberr);
+    case 0:
+        return QStringLiteral("EDVR: system error (GPIB driver or board not available)");
+    case 1:
+        return QStringLiteral("ECIC: the board is not controller-in-charge");
+    case 2:
+        return QStringLiteral("ENOL: no listener on the bus (is the meter on, at this address?)");
+    case 3:
+        return QStringLiteral("EADR: the board is not addressed correctly");
+    case 4:
+        return QStringLiteral("EARG: invalid argument");
+    case 5:
+        return QStringLiteral("ESAC: the board is not system controller");
+    case 6:
+        return QStringLiteral("EABO: I/O aborted (timeout)");
+    case 7:
+        return QStringLiteral("ENEB: no such GPIB board");
+    case 8:
+        return QStringLiteral("EDMA: DMA error");
+    case 10:
+        return QStringLiteral("EOIP: asynchronous I/O in progress");
+    case 11:
+        return QStringLiteral("ECAP: not supported by the board");
+    case 12:
+        return QStringLiteral("EFSO: file system error");
+    case 14:
+        return QStringLiteral("EBUS: GPIB bus error");
+    case 15:
+        return QStringLiteral("ESTB: serial poll status byte lost");
+    case 16:
+        return QStringLiteral("ESRQ: SRQ stuck on");
+    case 20:
+        return QStringLiteral("ETAB: table problem");
+    default:
+        return QStringLiteral("GPIB error %1").arg(iberr);
     }
 }
 
@@ -139,7 +158,8 @@ bool LinuxGpibLink::failCall(int number, const QString& call, QString* error) {
         m_library->ibonl(m_ud, 0);
         m_ud = -1;
     }
-    return fail(number, QStringLiteral("%1 on %2 failed: %3").arg(call, description(), errorName(code)), error);
+    return fail(number, QStringLiteral("%1 on %2 failed: %3").arg(call, description(), errorName(code)),
+                error);
 }
 
 bool LinuxGpibLink::open(QString* error) {
@@ -152,9 +172,10 @@ bool LinuxGpibLink::open(QString* error) {
     m_library = std::move(library);
     const int ud = m_library->ibdev(m_board, m_address, 0, timeoutCode(timeoutMs()), 1, 0);
     if (ud < 0)
-        return fail(kLinkOpenError,
-                    QStringLiteral("ibdev on %1 failed: %2").arg(description(), errorName(m_library->lastError())),
-                    error);
+        return fail(
+            kLinkOpenError,
+            QStringLiteral("ibdev on %1 failed: %2").arg(description(), errorName(m_library->lastError())),
+            error);
     m_ud = ud;
     return succeed();
 }
@@ -178,8 +199,8 @@ bool LinuxGpibLink::write(const QByteArray& data, QString* error) {
         return fail(kLinkNotOpenError, QStringLiteral("%1 is not open").arg(description()), error);
     const int status = m_library->ibwrt(m_ud, data.constData(), data.size());
     if (status & kStatusError)
-        return failCall(status & kStatusTimeout ? kLinkTimeoutError : kLinkWriteError, QStringLiteral("ibwrt"),
-                        error);
+        return failCall(status & kStatusTimeout ? kLinkTimeoutError : kLinkWriteError,
+                        QStringLiteral("ibwrt"), error);
     return succeed();
 }
 

@@ -11,10 +11,14 @@ PrologixLink::PrologixLink(std::unique_ptr<Link> controller, int address)
     m_controller->setIdleErrorHandler([this](const QString& description) { reportIdleError(description); });
 }
 
-PrologixLink::~PrologixLink() { close(); }
+PrologixLink::~PrologixLink() {
+    close();
+}
 
 QString PrologixLink::description() const {
-    return QStringLiteral("\"++\" controller on %1, GPIB address %2").arg(m_controller->description()).arg(m_address);
+    return QStringLiteral("\"++\" controller on %1, GPIB address %2")
+        .arg(m_controller->description())
+        .arg(m_address);
 }
 
 void PrologixLink::setTimeoutMs(int ms) {

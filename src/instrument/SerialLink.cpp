@@ -10,9 +10,13 @@ SerialLink::SerialLink(const QString& devicePath, qint32 baudRate)
     });
 }
 
-SerialLink::~SerialLink() { closeDevice(); }
+SerialLink::~SerialLink() {
+    closeDevice();
+}
 
-QString SerialLink::description() const { return QStringLiteral("serial port %1").arg(m_devicePath); }
+QString SerialLink::description() const {
+    return QStringLiteral("serial port %1").arg(m_devicePath);
+}
 
 QString SerialLink::deviceErrorText() const {
     // Qt's text for this one is whatever errno a later call left behind.
@@ -26,8 +30,8 @@ bool SerialLink::open(QString* error) {
     closeDevice();
     m_port.setPortName(m_devicePath);
     if (!m_port.open(QIODevice::ReadWrite))
-        return fail(kLinkOpenError, QStringLiteral("Cannot open %1: %2").arg(m_devicePath, m_port.errorString()),
-                    error);
+        return fail(kLinkOpenError,
+                    QStringLiteral("Cannot open %1: %2").arg(m_devicePath, m_port.errorString()), error);
     const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(QSerialPort::Data8) &&
                                m_port.setParity(QSerialPort::NoParity) &&
                                m_port.setStopBits(QSerialPort::OneStop) &&
@@ -35,9 +39,10 @@ bool SerialLink::open(QString* error) {
     if (!settingsTaken) {
         const QString reason = m_port.errorString();
         closeDevice();
-        return fail(kLinkOpenError,
-                    QStringLiteral("Cannot set %1 baud, 8N1 on %2: %3").arg(m_baudRate).arg(m_devicePath, reason),
-                    error);
+        return fail(
+            kLinkOpenError,
+            QStringLiteral("Cannot set %1 baud, 8N1 on %2: %3").arg(m_baudRate).arg(m_devicePath, reason),
+            error);
     }
     opened();
     return succeed();
@@ -48,7 +53,9 @@ void SerialLink::discardInput() {
     m_port.clear(QSerialPort::Input);
 }
 
-void SerialLink::close() { closeDevice(); }
+void SerialLink::close() {
+    closeDevice();
+}
 
 void SerialLink::closeDevice() {
     if (m_port.isOpen())

@@ -6,7 +6,9 @@
 
 namespace kvx {
 
-bool StreamLink::isOpen() const { return !m_gone && device().isOpen(); }
+bool StreamLink::isOpen() const {
+    return !m_gone && device().isOpen();
+}
 
 void StreamLink::opened() {
     m_gone = false;
@@ -33,9 +35,10 @@ bool StreamLink::waitForWritten(QString* error) {
     while (device().bytesToWrite() > 0) {
         if (!device().waitForBytesWritten(static_cast<int>(deadline.remainingTime()))) {
             if (waitTimedOut())
-                return fail(kLinkTimeoutError,
-                            QStringLiteral("Write timeout on %1 after %2 ms").arg(description()).arg(timeoutMs()),
-                            error);
+                return fail(
+                    kLinkTimeoutError,
+                    QStringLiteral("Write timeout on %1 after %2 ms").arg(description()).arg(timeoutMs()),
+                    error);
             return dropDevice(kLinkWriteError, QStringLiteral("Write"), error);
         }
     }
@@ -55,14 +58,16 @@ bool StreamLink::read(QByteArray* reply, QString* error) {
             m_pending.remove(0, lineEnd + 1);
             return succeed();
         }
-        const bool waited = !deadline.hasExpired() &&
-                            device().waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+        const bool waited =
+            !deadline.hasExpired() && device().waitForReadyRead(static_cast<int>(deadline.remainingTime()));
         if (waited)
             continue;
         if (deadline.hasExpired() || waitTimedOut()) {
             m_pending.clear();
             return fail(kLinkTimeoutError,
-                        QStringLiteral("Read timeout on %1: no reply within %2 ms").arg(description()).arg(timeoutMs()),
+                        QStringLiteral("Read timeout on %1: no reply within %2 ms")
+                            .arg(description())
+                            .arg(timeoutMs()),
                         error);
         }
         return dropDevice(kLinkReadError, QStringLiteral("Read"), error);

@@ -31,7 +31,9 @@ bool bitAt(const QString& bits, int position) {
     return position <= bits.size() && bits[position - 1] == QLatin1Char('1');
 }
 
-QString onOff(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
+QString onOff(bool on) {
+    return on ? QStringLiteral("1") : QStringLiteral("0");
+}
 
 struct FunctionReply {
     const char* reply;
@@ -61,8 +63,8 @@ const FunctionReply kFunctionReplies[] = {
 
 QString unitFor(const QString& measurementWord) {
     static const std::pair<const char*, const char*> units[] = {
-        {"Voltage", "V"},      {"Current", "mA"},     {"Resitance", "kohm"}, {"Frequence", "kHz"},
-        {"Capacitance", "nF"}, {"Diode", "V"},        {"Continuity", "kohm"}, {"dBm", "dBm"},
+        {"Voltage", "V"},      {"Current", "mA"}, {"Resitance", "kohm"},  {"Frequence", "kHz"},
+        {"Capacitance", "nF"}, {"Diode", "V"},    {"Continuity", "kohm"}, {"dBm", "dBm"},
     };
     for (const auto& [word, unit] : units) {
         if (measurementWord == QLatin1String(word))
@@ -120,14 +122,15 @@ void clsKVX5310::setConnectMethod(const QString& method) {
 }
 
 void clsKVX5310::appendLogLine(const QString& kind, const QString& command, const QString& tail) {
-    ExecLog_ += kind + QStringLiteral(": [") + command + QLatin1Char(']') + timeOfDayText(clock().now()) + tail +
-                kLineEnd;
+    ExecLog_ += kind + QStringLiteral(": [") + command + QLatin1Char(']') + timeOfDayText(clock().now()) +
+                tail + kLineEnd;
 }
 
 QString clsKVX5310::ExecuteCommand(const QString& command) {
     const double startSeconds = clock().secondsSinceMidnight();
     const auto totalTime = [startSeconds] {
-        return QStringLiteral(" Total Time:") + singlePrecisionText(clock().secondsSinceMidnight() - startSeconds);
+        return QStringLiteral(" Total Time:") +
+               singlePrecisionText(clock().secondsSinceMidnight() - startSeconds);
     };
     if (command.contains(QLatin1Char('?')))
         m_lastQueryAnswered = false;
@@ -225,13 +228,19 @@ bool clsKVX5310::writeCommandLog(const QString& path, QString* error) const {
 
 // ---------------------------------------------------------------- units
 
-void clsKVX5310::setUnitPrimary(const QString& measurementWord) { sUnitPrimary_ = unitFor(measurementWord); }
+void clsKVX5310::setUnitPrimary(const QString& measurementWord) {
+    sUnitPrimary_ = unitFor(measurementWord);
+}
 
-void clsKVX5310::setUnitSecond(const QString& measurementWord) { sUnitSecond_ = unitFor(measurementWord); }
+void clsKVX5310::setUnitSecond(const QString& measurementWord) {
+    sUnitSecond_ = unitFor(measurementWord);
+}
 
 // ---------------------------------------------------------------- configuration
 
-void clsKVX5310::setAuto(bool on) { send(QStringLiteral(":CONF:AUTO ") + onOff(on)); }
+void clsKVX5310::setAuto(bool on) {
+    send(QStringLiteral(":CONF:AUTO ") + onOff(on));
+}
 
 bool clsKVX5310::Auto() {
     send(QStringLiteral(":CONF:AUTO?"));
@@ -277,26 +286,48 @@ QString clsKVX5310::rangeSetter(const QString& prefix, double range) {
     return Func();
 }
 
-void clsKVX5310::Capacitance(double range) { send(QStringLiteral(":CONF:CAP ") + numberToText(range)); }
+void clsKVX5310::Capacitance(double range) {
+    send(QStringLiteral(":CONF:CAP ") + numberToText(range));
+}
 
 bool clsKVX5310::Continuity() {
     send(QStringLiteral(":CONF:CONT"));
     return true;
 }
 
-QString clsKVX5310::CurrentDC(double range) { return rangeSetter(QStringLiteral(":CONF:CURR:DC "), range); }
-QString clsKVX5310::CurrentAC(double range) { return rangeSetter(QStringLiteral(":CONF:CURR:AC "), range); }
-QString clsKVX5310::CurrentACDC(double range) { return rangeSetter(QStringLiteral(":CONF:CURR:ACDC "), range); }
+QString clsKVX5310::CurrentDC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:CURR:DC "), range);
+}
+QString clsKVX5310::CurrentAC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:CURR:AC "), range);
+}
+QString clsKVX5310::CurrentACDC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:CURR:ACDC "), range);
+}
 
-void clsKVX5310::Diode() { send(QStringLiteral(":CONF:DIOD ")); }
+void clsKVX5310::Diode() {
+    send(QStringLiteral(":CONF:DIOD "));
+}
 
-void clsKVX5310::Resitance(double range) { send(QStringLiteral(":CONF:RES ") + numberToText(range)); }
+void clsKVX5310::Resitance(double range) {
+    send(QStringLiteral(":CONF:RES ") + numberToText(range));
+}
 
-QString clsKVX5310::VoltageDC(double range) { return rangeSetter(QStringLiteral(":CONF:VOLT:DC "), range); }
-QString clsKVX5310::VoltageAC(double range) { return rangeSetter(QStringLiteral(":CONF:VOLT:AC "), range); }
-QString clsKVX5310::VoltageACDC(double range) { return rangeSetter(QStringLiteral(":CONF:VOLT:ACDC "), range); }
-QString clsKVX5310::VoltageDCAC(double range) { return rangeSetter(QStringLiteral(":CONF:VOLT:DCAC "), range); }
-QString clsKVX5310::Ripple(double range) { return rangeSetter(QStringLiteral(":CONF:VOLT:RIP "), range); }
+QString clsKVX5310::VoltageDC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:VOLT:DC "), range);
+}
+QString clsKVX5310::VoltageAC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:VOLT:AC "), range);
+}
+QString clsKVX5310::VoltageACDC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:VOLT:ACDC "), range);
+}
+QString clsKVX5310::VoltageDCAC(double range) {
+    return rangeSetter(QStringLiteral(":CONF:VOLT:DCAC "), range);
+}
+QString clsKVX5310::Ripple(double range) {
+    return rangeSetter(QStringLiteral(":CONF:VOLT:RIP "), range);
+}
 
 // ---------------------------------------------------------------- readings
 
@@ -326,7 +357,9 @@ QString clsKVX5310::ValueSecond() {
     return sValueSecond_;
 }
 
-void clsKVX5310::SFR() { send(QStringLiteral("CONF:SFR")); }
+void clsKVX5310::SFR() {
+    send(QStringLiteral("CONF:SFR"));
+}
 
 // ---------------------------------------------------------------- math
 
@@ -335,21 +368,27 @@ bool clsKVX5310::LimitState() {
     return replyIs("1");
 }
 
-void clsKVX5310::setLimitState(bool on) { send(QStringLiteral(":CALC:LIMI:STAT ") + onOff(on)); }
+void clsKVX5310::setLimitState(bool on) {
+    send(QStringLiteral(":CALC:LIMI:STAT ") + onOff(on));
+}
 
 double clsKVX5310::LimitLower() {
     send(QStringLiteral(":CALC:LIM:LOW?"));
     return parseLeadingNumber(sReply_);
 }
 
-void clsKVX5310::setLimitLower(double value) { send(QStringLiteral(":CALC:LIM:LOW ") + numberToText(value)); }
+void clsKVX5310::setLimitLower(double value) {
+    send(QStringLiteral(":CALC:LIM:LOW ") + numberToText(value));
+}
 
 double clsKVX5310::LimitUPPER() {
     send(QStringLiteral(":CALC:LIM:UPP?"));
     return parseLeadingNumber(sReply_);
 }
 
-void clsKVX5310::setLimitUPPER(double value) { send(QStringLiteral(":CALC:LIM:UPP ") + numberToText(value)); }
+void clsKVX5310::setLimitUPPER(double value) {
+    send(QStringLiteral(":CALC:LIM:UPP ") + numberToText(value));
+}
 
 // The meter is asked, but the verdict is judged on a copy fixed at "1": the
 // answer is always "pass". Kept as the program has always behaved.
@@ -365,14 +404,18 @@ QString clsKVX5310::LimitFAIL() {
     return {};
 }
 
-void clsKVX5310::setMaxMode(bool on) { send(QStringLiteral(":CALC:MAX ") + onOff(on)); }
+void clsKVX5310::setMaxMode(bool on) {
+    send(QStringLiteral(":CALC:MAX ") + onOff(on));
+}
 
 bool clsKVX5310::MaxMode() {
     send(QStringLiteral(":CALC:MAX?"));
     return replyIs("1");
 }
 
-void clsKVX5310::setMinMode(bool on) { send(QStringLiteral(":CALC:MIN ") + onOff(on)); }
+void clsKVX5310::setMinMode(bool on) {
+    send(QStringLiteral(":CALC:MIN ") + onOff(on));
+}
 
 bool clsKVX5310::MinMode() {
     send(QStringLiteral(":CALC:MIN?"));
@@ -384,7 +427,9 @@ bool clsKVX5310::RelState() {
     return replyIs("1");
 }
 
-void clsKVX5310::setRelState(bool on) { send(QStringLiteral(":CALC:REL:STAT ") + onOff(on)); }
+void clsKVX5310::setRelState(bool on) {
+    send(QStringLiteral(":CALC:REL:STAT ") + onOff(on));
+}
 
 double clsKVX5310::RelData() {
     send(QStringLiteral(":CALC:REL:DAT?"));
@@ -409,25 +454,35 @@ bool clsKVX5310::SDBMState() {
     return false;
 }
 
-void clsKVX5310::setSDBMState(bool on) { send(QStringLiteral(":CALC:SDBM:STAT ") + onOff(on)); }
+void clsKVX5310::setSDBMState(bool on) {
+    send(QStringLiteral(":CALC:SDBM:STAT ") + onOff(on));
+}
 
 qint16 clsKVX5310::SDBMRef() {
     send(QStringLiteral(":CALC:SDBM:REF?"));
     return roundToInt16(parseLeadingNumber(sReply_)).value_or(0);
 }
 
-void clsKVX5310::setSDBMRef(qint16 ohms) { send(QStringLiteral(":CALC:SDBM:REF ") + numberToText(ohms)); }
+void clsKVX5310::setSDBMRef(qint16 ohms) {
+    send(QStringLiteral(":CALC:SDBM:REF ") + numberToText(ohms));
+}
 
 bool clsKVX5310::Hold() {
     send(QStringLiteral(":CALC:HOLD?"));
     return replyIs("1");
 }
 
-void clsKVX5310::setHold(bool on) { send(QStringLiteral(":CALC:HOLD ") + onOff(on)); }
+void clsKVX5310::setHold(bool on) {
+    send(QStringLiteral(":CALC:HOLD ") + onOff(on));
+}
 
-void clsKVX5310::AutoHold() { send(QStringLiteral(":CALC:HOLD 2")); }
+void clsKVX5310::AutoHold() {
+    send(QStringLiteral(":CALC:HOLD 2"));
+}
 
-void clsKVX5310::PreSet() { send(QStringLiteral("PRES")); }
+void clsKVX5310::PreSet() {
+    send(QStringLiteral("PRES"));
+}
 
 // ---------------------------------------------------------------- status registers
 
@@ -445,24 +500,54 @@ qint16 clsKVX5310::QuestionCondition() {
     return registerQuery(QStringLiteral("STAT:QUES:COND?"), sQuestContent_, 16);
 }
 
-qint16 clsKVX5310::QuestionEvent() { return registerQuery(QStringLiteral("STAT:QUES:EVEN?"), sQuestContent_, 16); }
+qint16 clsKVX5310::QuestionEvent() {
+    return registerQuery(QStringLiteral("STAT:QUES:EVEN?"), sQuestContent_, 16);
+}
 
-bool clsKVX5310::QCondLimitTestFailHi() const { return bitAt(sQuestContent_, 4); }
-bool clsKVX5310::QCondLimitTestFailLo() const { return bitAt(sQuestContent_, 5); }
-bool clsKVX5310::QCondCapacitanceOverload() const { return bitAt(sQuestContent_, 6); }
-bool clsKVX5310::QCondOhmOverload() const { return bitAt(sQuestContent_, 7); }
-bool clsKVX5310::QCondFrequencyNullSense() const { return bitAt(sQuestContent_, 11); }
-bool clsKVX5310::QCondCurrentOverload() const { return bitAt(sQuestContent_, 15); }
-bool clsKVX5310::QCondVoltageOverload() const { return bitAt(sQuestContent_, 16); }
+bool clsKVX5310::QCondLimitTestFailHi() const {
+    return bitAt(sQuestContent_, 4);
+}
+bool clsKVX5310::QCondLimitTestFailLo() const {
+    return bitAt(sQuestContent_, 5);
+}
+bool clsKVX5310::QCondCapacitanceOverload() const {
+    return bitAt(sQuestContent_, 6);
+}
+bool clsKVX5310::QCondOhmOverload() const {
+    return bitAt(sQuestContent_, 7);
+}
+bool clsKVX5310::QCondFrequencyNullSense() const {
+    return bitAt(sQuestContent_, 11);
+}
+bool clsKVX5310::QCondCurrentOverload() const {
+    return bitAt(sQuestContent_, 15);
+}
+bool clsKVX5310::QCondVoltageOverload() const {
+    return bitAt(sQuestContent_, 16);
+}
 
-qint16 clsKVX5310::StautsByteReg() { return registerQuery(QStringLiteral("*STB?"), sSBRContent_, 8); }
+qint16 clsKVX5310::StautsByteReg() {
+    return registerQuery(QStringLiteral("*STB?"), sSBRContent_, 8);
+}
 
-bool clsKVX5310::SBR_OPER() const { return bitAt(sSBRContent_, 1); }
-bool clsKVX5310::SBR_RQS_MSS() const { return bitAt(sSBRContent_, 2); }
-bool clsKVX5310::SBR_ESB() const { return bitAt(sSBRContent_, 3); }
-bool clsKVX5310::SBR_MAV() const { return bitAt(sSBRContent_, 4); }
-bool clsKVX5310::SBR_QUES() const { return bitAt(sSBRContent_, 5); }
-bool clsKVX5310::SBR_E_E() const { return bitAt(sSBRContent_, 6); }
+bool clsKVX5310::SBR_OPER() const {
+    return bitAt(sSBRContent_, 1);
+}
+bool clsKVX5310::SBR_RQS_MSS() const {
+    return bitAt(sSBRContent_, 2);
+}
+bool clsKVX5310::SBR_ESB() const {
+    return bitAt(sSBRContent_, 3);
+}
+bool clsKVX5310::SBR_MAV() const {
+    return bitAt(sSBRContent_, 4);
+}
+bool clsKVX5310::SBR_QUES() const {
+    return bitAt(sSBRContent_, 5);
+}
+bool clsKVX5310::SBR_E_E() const {
+    return bitAt(sSBRContent_, 6);
+}
 
 // Sends the bare "*ESE" (no reply is read) and decodes the reply left over
 // from the previous query into the status-byte text.
@@ -473,14 +558,28 @@ void clsKVX5310::setStandardEventStatusReg(qint16) {
 }
 
 // The event bits come from the service-request enable register's reply.
-qint16 clsKVX5310::StandardEventStatusReg() { return registerQuery(QStringLiteral("*SRE?"), sSESRContent_, 8); }
+qint16 clsKVX5310::StandardEventStatusReg() {
+    return registerQuery(QStringLiteral("*SRE?"), sSESRContent_, 8);
+}
 
-bool clsKVX5310::SESR_URQ() const { return bitAt(sSESRContent_, 2); }
-bool clsKVX5310::SESR_CME() const { return bitAt(sSESRContent_, 3); }
-bool clsKVX5310::SESR_EXE() const { return bitAt(sSESRContent_, 4); }
-bool clsKVX5310::SESR_DDE() const { return bitAt(sSESRContent_, 5); }
-bool clsKVX5310::SESR_QYE() const { return bitAt(sSESRContent_, 6); }
-bool clsKVX5310::SESR_OPC() const { return bitAt(sSESRContent_, 8); }
+bool clsKVX5310::SESR_URQ() const {
+    return bitAt(sSESRContent_, 2);
+}
+bool clsKVX5310::SESR_CME() const {
+    return bitAt(sSESRContent_, 3);
+}
+bool clsKVX5310::SESR_EXE() const {
+    return bitAt(sSESRContent_, 4);
+}
+bool clsKVX5310::SESR_DDE() const {
+    return bitAt(sSESRContent_, 5);
+}
+bool clsKVX5310::SESR_QYE() const {
+    return bitAt(sSESRContent_, 6);
+}
+bool clsKVX5310::SESR_OPC() const {
+    return bitAt(sSESRContent_, 8);
+}
 
 // Never asks the meter: its empty working text differs from "0".
 bool clsKVX5310::SystemError() {
@@ -488,7 +587,9 @@ bool clsKVX5310::SystemError() {
     return true;
 }
 
-void clsKVX5310::setOperationComplete(qint16) { send(QStringLiteral("*OPC")); }
+void clsKVX5310::setOperationComplete(qint16) {
+    send(QStringLiteral("*OPC"));
+}
 
 bool clsKVX5310::OperationComplete() {
     send(QStringLiteral("*OPC?"));
@@ -509,7 +610,9 @@ clsKVX5310& driver() {
     return *slot;
 }
 
-void releaseDriver() { driverSlot().reset(); }
+void releaseDriver() {
+    driverSlot().reset();
+}
 
 QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, qint32 baudRate,
                           qint16 gpibAddress) {
@@ -530,7 +633,8 @@ QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, 
     }
     meter.setConnectMethod(serialChosen ? kSerial : kGpib);
     if (!meter.Ready()) {
-        const int number = serialChosen ? meter.CWSerial1().lastErrorNumber() : meter.CWGPIB1().lastErrorNumber();
+        const int number =
+            serialChosen ? meter.CWSerial1().lastErrorNumber() : meter.CWGPIB1().lastErrorNumber();
         return caused(number, meter.lastConfigureError());
     }
     const QString identification = meter.IDN();

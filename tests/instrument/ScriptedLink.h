@@ -43,7 +43,7 @@ public:
     QString description() const override { return QStringLiteral("scripted link"); }
 
     QMap<QByteArray, QByteArray> replies; // command as written -> reply with terminator
-    QByteArray defaultReply;               // for any other command; empty: reads time out
+    QByteArray defaultReply;              // for any other command; empty: reads time out
     std::function<void(const QByteArray&)> onWrite;
     QList<QByteArray> written;
     int reads = 0;

@@ -32,9 +32,9 @@ private:
     void take(const char* bytes, long count, int fd);
 
     QString m_address;
-    int m_serverFd = -1;  // TCP listener
-    int m_streamFd = -1;  // pty master or accepted client
-    int m_slaveFd = -1;   // held open so the master never sees a hang-up
+    int m_serverFd = -1; // TCP listener
+    int m_streamFd = -1; // pty master or accepted client
+    int m_slaveFd = -1;  // held open so the master never sees a hang-up
     mutable std::mutex m_mutex;
     QByteArray m_received;
     QByteArray m_trigger;

@@ -27,8 +27,8 @@ constexpr int kEabo = 6;
 constexpr int kEarg = 4;
 
 // Timeout codes T10us ... T1000s in milliseconds (rounded up); 0 = none.
-constexpr int kTimeoutMs[] = {0,    1,    1,     1,     1,      1,      3,      10,     30,
-                              100,  300,  1000,  3000,  10000,  30000,  100000, 300000, 1000000};
+constexpr int kTimeoutMs[] = {0,   1,   1,    1,    1,     1,     3,      10,     30,
+                              100, 300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000};
 
 struct Device {
     int socket = -1;
@@ -58,7 +58,9 @@ int finish(int status, int error = 0) {
     return status;
 }
 
-bool valid(int ud) { return ud == 0 && g_device.socket >= 0; }
+bool valid(int ud) {
+    return ud == 0 && g_device.socket >= 0;
+}
 
 } // namespace
 
@@ -67,9 +69,15 @@ extern "C" {
 int iberr = 0;
 long ibcntl = 0;
 
-int ThreadIberr() { return g_iberr; }
-long ThreadIbcntl() { return g_ibcntl; }
-int ThreadIbsta() { return g_ibsta; }
+int ThreadIberr() {
+    return g_iberr;
+}
+long ThreadIbcntl() {
+    return g_ibcntl;
+}
+int ThreadIbsta() {
+    return g_ibsta;
+}
 
 int ibdev(int board, int pad, int sad, int tmo, int eot, int eos) {
     trace("ibdev " + std::to_string(board) + " " + std::to_string(pad) + " " + std::to_string(sad) + " " +
@@ -98,7 +106,8 @@ int ibwrt(int ud, const void* buffer, long count) {
     if (!valid(ud))
         return finish(kErr, kEdvr);
     const std::string message = data + "\n";
-    if (::send(g_device.socket, message.data(), message.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(message.size()))
+    if (::send(g_device.socket, message.data(), message.size(), MSG_NOSIGNAL) !=
+        static_cast<ssize_t>(message.size()))
         return finish(kErr, kEdvr);
     g_ibcntl = count;
     return finish(kCmpl);

@@ -98,9 +98,12 @@ using FlagGetter = bool (clsKVX5310::*)();
 
 const std::map<QString, FlagGetter>& flagGetters() {
     static const std::map<QString, FlagGetter> table = {
-        {"LimitState", &clsKVX5310::LimitState}, {"MaxMode", &clsKVX5310::MaxMode},
-        {"MinMode", &clsKVX5310::MinMode},       {"RelState", &clsKVX5310::RelState},
-        {"Hold", &clsKVX5310::Hold},             {"OperationComplete", &clsKVX5310::OperationComplete},
+        {"LimitState", &clsKVX5310::LimitState},
+        {"MaxMode", &clsKVX5310::MaxMode},
+        {"MinMode", &clsKVX5310::MinMode},
+        {"RelState", &clsKVX5310::RelState},
+        {"Hold", &clsKVX5310::Hold},
+        {"OperationComplete", &clsKVX5310::OperationComplete},
         {"Auto", &clsKVX5310::Auto},
     };
     return table;
@@ -138,18 +141,24 @@ enum class Register { Quest, StatusByte, Event };
 
 qint16 queryRegister(clsKVX5310& m, Register r) {
     switch (r) {
-    case Register::Quest: return m.QuestionCondition();
-    case Register::StatusByte: return m.StautsByteReg();
-    case Register::Event: return m.StandardEventStatusReg();
+    case Register::Quest:
+        return m.QuestionCondition();
+    case Register::StatusByte:
+        return m.StautsByteReg();
+    case Register::Event:
+        return m.StandardEventStatusReg();
     }
     return 0;
 }
 
 QString bitTextOf(const clsKVX5310& m, Register r) {
     switch (r) {
-    case Register::Quest: return m.sQuestContent();
-    case Register::StatusByte: return m.sSBRContent();
-    case Register::Event: return m.sSESRContent();
+    case Register::Quest:
+        return m.sQuestContent();
+    case Register::StatusByte:
+        return m.sSBRContent();
+    case Register::Event:
+        return m.sSESRContent();
     }
     return {};
 }
@@ -269,26 +278,63 @@ void TestDecoding::func_data() {
     QTest::addColumn<QString>("unitPrimary");
     QTest::addColumn<QString>("unitSecond");
     // Units before the query are "dBm" and "mA": rows that keep them match nothing.
-    QTest::newRow("DCV") << QByteArray("DCV\n") << "DC Voltage" << "V" << "";
-    QTest::newRow("ACV") << QByteArray("ACV\n") << "AC Voltage" << "V" << "";
-    QTest::newRow("AC+DCV") << QByteArray("AC+DCV\n") << "AC+DC Voltage" << "V" << "";
-    QTest::newRow("ACV + Frequence") << QByteArray("ACV + Frequence\n") << "ACV + Frequence" << "V" << "kHz";
-    QTest::newRow("Hz+ACV") << QByteArray("Hz+ACV\n") << "ACV + Frequence" << "V" << "kHz";
-    QTest::newRow("DCA") << QByteArray("DCA\n") << "DC Current" << "mA" << "";
-    QTest::newRow("ACA") << QByteArray("ACA\n") << "AC Current" << "mA" << "";
-    QTest::newRow("AC+DCA") << QByteArray("AC+DCA\n") << "AC+DC Current" << "mA" << "";
-    QTest::newRow("Hz+ACA") << QByteArray("Hz+ACA\n") << "ACA + Frequence" << "mA" << "kHz";
+    QTest::newRow("DCV") << QByteArray("DCV\n") << "DC Voltage"
+                         << "V"
+                         << "";
+    QTest::newRow("ACV") << QByteArray("ACV\n") << "AC Voltage"
+                         << "V"
+                         << "";
+    QTest::newRow("AC+DCV") << QByteArray("AC+DCV\n") << "AC+DC Voltage"
+                            << "V"
+                            << "";
+    QTest::newRow("ACV + Frequence") << QByteArray("ACV + Frequence\n") << "ACV + Frequence"
+                                     << "V"
+                                     << "kHz";
+    QTest::newRow("Hz+ACV") << QByteArray("Hz+ACV\n") << "ACV + Frequence"
+                            << "V"
+                            << "kHz";
+    QTest::newRow("DCA") << QByteArray("DCA\n") << "DC Current"
+                         << "mA"
+                         << "";
+    QTest::newRow("ACA") << QByteArray("ACA\n") << "AC Current"
+                         << "mA"
+                         << "";
+    QTest::newRow("AC+DCA") << QByteArray("AC+DCA\n") << "AC+DC Current"
+                            << "mA"
+                            << "";
+    QTest::newRow("Hz+ACA") << QByteArray("Hz+ACA\n") << "ACA + Frequence"
+                            << "mA"
+                            << "kHz";
     QTest::newRow("ACA + Frequence is not known") << QByteArray("ACA + Frequence\n") << "ACA + Frequence"
-                                                  << "dBm" << "mA";
-    QTest::newRow("OHM") << QByteArray("OHM\n") << "Resitance" << "kohm" << "";
-    QTest::newRow("CAPACITANCE") << QByteArray("CAPACITANCE\n") << "Capacitance" << "nF" << "";
-    QTest::newRow("DIODE") << QByteArray("DIODE\n") << "Diode" << "V" << "";
-    QTest::newRow("CONT") << QByteArray("CONT\n") << "Continuity" << "kohm" << "";
-    QTest::newRow("RIPPLE has no unit") << QByteArray("RIPPLE\n") << "Ripple" << "" << "";
-    QTest::newRow("blanks around") << QByteArray("  OHM\n") << "Resitance" << "kohm" << "";
-    QTest::newRow("no terminator loses a letter") << QByteArray("DCV") << "DC" << "dBm" << "mA";
-    QTest::newRow("case counts") << QByteArray("dcv\n") << "dcv" << "dBm" << "mA";
-    QTest::newRow("no reply") << QByteArray() << "" << "dBm" << "mA";
+                                                  << "dBm"
+                                                  << "mA";
+    QTest::newRow("OHM") << QByteArray("OHM\n") << "Resitance"
+                         << "kohm"
+                         << "";
+    QTest::newRow("CAPACITANCE") << QByteArray("CAPACITANCE\n") << "Capacitance"
+                                 << "nF"
+                                 << "";
+    QTest::newRow("DIODE") << QByteArray("DIODE\n") << "Diode"
+                           << "V"
+                           << "";
+    QTest::newRow("CONT") << QByteArray("CONT\n") << "Continuity"
+                          << "kohm"
+                          << "";
+    QTest::newRow("RIPPLE has no unit") << QByteArray("RIPPLE\n") << "Ripple"
+                                        << ""
+                                        << "";
+    QTest::newRow("blanks around") << QByteArray("  OHM\n") << "Resitance"
+                                   << "kohm"
+                                   << "";
+    QTest::newRow("no terminator loses a letter") << QByteArray("DCV") << "DC"
+                                                  << "dBm"
+                                                  << "mA";
+    QTest::newRow("case counts") << QByteArray("dcv\n") << "dcv"
+                                 << "dBm"
+                                 << "mA";
+    QTest::newRow("no reply") << QByteArray() << ""
+                              << "dBm"
+                              << "mA";
 }
 
 void TestDecoding::func() {
@@ -307,17 +353,28 @@ void TestDecoding::func() {
 void TestDecoding::unitRule_data() {
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("unit");
-    QTest::newRow("Voltage") << "Voltage" << "V";
-    QTest::newRow("Current") << "Current" << "mA";
-    QTest::newRow("Resitance") << "Resitance" << "kohm";
-    QTest::newRow("Frequence") << "Frequence" << "kHz";
-    QTest::newRow("Capacitance") << "Capacitance" << "nF";
-    QTest::newRow("Diode") << "Diode" << "V";
-    QTest::newRow("Continuity") << "Continuity" << "kohm";
-    QTest::newRow("dBm") << "dBm" << "dBm";
-    QTest::newRow("correct spelling") << "Resistance" << "";
-    QTest::newRow("lower case") << "voltage" << "";
-    QTest::newRow("empty") << "" << "";
+    QTest::newRow("Voltage") << "Voltage"
+                             << "V";
+    QTest::newRow("Current") << "Current"
+                             << "mA";
+    QTest::newRow("Resitance") << "Resitance"
+                               << "kohm";
+    QTest::newRow("Frequence") << "Frequence"
+                               << "kHz";
+    QTest::newRow("Capacitance") << "Capacitance"
+                                 << "nF";
+    QTest::newRow("Diode") << "Diode"
+                           << "V";
+    QTest::newRow("Continuity") << "Continuity"
+                                << "kohm";
+    QTest::newRow("dBm") << "dBm"
+                         << "dBm";
+    QTest::newRow("correct spelling") << "Resistance"
+                                      << "";
+    QTest::newRow("lower case") << "voltage"
+                                << "";
+    QTest::newRow("empty") << ""
+                           << "";
 }
 
 void TestDecoding::unitRule() {
@@ -335,20 +392,34 @@ void TestDecoding::mode_data() {
     QTest::addColumn<QString>("mode");
     QTest::addColumn<QString>("bits");
     // The query before each row answered 1 (MIN, "00000001").
-    QTest::newRow("none") << QByteArray("0\n") << "" << "00000000";
-    QTest::newRow("MIN") << QByteArray("1\n") << "MIN" << "00000001";
-    QTest::newRow("MAX") << QByteArray("2\n") << "MAX" << "00000010";
-    QTest::newRow("HOLD over MIN") << QByteArray("5\n") << "HOLD" << "00000101";
-    QTest::newRow("AUTOHOLD") << QByteArray("8\n") << "AUTOHOLD" << "00001000";
-    QTest::newRow("dBm over AUTOHOLD") << QByteArray("24\n") << "dBm" << "00011000";
-    QTest::newRow("REL") << QByteArray("32\n") << "REL" << "00100000";
-    QTest::newRow("COMP") << QByteArray("64\n") << "COMP" << "01000000";
-    QTest::newRow("bit 7 ignored") << QByteArray("128\n") << "" << "10000000";
-    QTest::newRow("all") << QByteArray("255\n") << "COMP" << "11111111";
-    QTest::newRow("above 8 bits keeps the low byte") << QByteArray("260\n") << "HOLD" << "00000100";
-    QTest::newRow("half to even") << QByteArray("2.5\n") << "MAX" << "00000010";
-    QTest::newRow("not a number") << QByteArray("ERR\n") << "" << "00000000";
-    QTest::newRow("too large keeps bits") << QByteArray("40000\n") << "" << "00000001";
+    QTest::newRow("none") << QByteArray("0\n") << ""
+                          << "00000000";
+    QTest::newRow("MIN") << QByteArray("1\n") << "MIN"
+                         << "00000001";
+    QTest::newRow("MAX") << QByteArray("2\n") << "MAX"
+                         << "00000010";
+    QTest::newRow("HOLD over MIN") << QByteArray("5\n") << "HOLD"
+                                   << "00000101";
+    QTest::newRow("AUTOHOLD") << QByteArray("8\n") << "AUTOHOLD"
+                              << "00001000";
+    QTest::newRow("dBm over AUTOHOLD") << QByteArray("24\n") << "dBm"
+                                       << "00011000";
+    QTest::newRow("REL") << QByteArray("32\n") << "REL"
+                         << "00100000";
+    QTest::newRow("COMP") << QByteArray("64\n") << "COMP"
+                          << "01000000";
+    QTest::newRow("bit 7 ignored") << QByteArray("128\n") << ""
+                                   << "10000000";
+    QTest::newRow("all") << QByteArray("255\n") << "COMP"
+                         << "11111111";
+    QTest::newRow("above 8 bits keeps the low byte") << QByteArray("260\n") << "HOLD"
+                                                     << "00000100";
+    QTest::newRow("half to even") << QByteArray("2.5\n") << "MAX"
+                                  << "00000010";
+    QTest::newRow("not a number") << QByteArray("ERR\n") << ""
+                                  << "00000000";
+    QTest::newRow("too large keeps bits") << QByteArray("40000\n") << ""
+                                          << "00000001";
 }
 
 void TestDecoding::mode() {
@@ -367,11 +438,16 @@ void TestDecoding::valuePrimary_data() {
     QTest::addColumn<QString>("second");
     QTest::addColumn<int>("commandsSent");
     // ":VALUE?" answers "9.9\n".
-    QTest::newRow("dual, blanks around the secondary") << QByteArray(" 1.234 ,5.678\n") << "5.678\n" << "1.234" << 1;
-    QTest::newRow("dual, primary not trimmed") << QByteArray("60.00, 1.5\n") << " 1.5\n" << "60.00" << 1;
-    QTest::newRow("first comma splits") << QByteArray("1,2,3\n") << "2,3\n" << "1" << 1;
-    QTest::newRow("single asks :VALUE?") << QByteArray("1.234\n") << "9.9\n" << "" << 2;
-    QTest::newRow("no reply asks :VALUE?") << QByteArray() << "9.9\n" << "" << 2;
+    QTest::newRow("dual, blanks around the secondary") << QByteArray(" 1.234 ,5.678\n") << "5.678\n"
+                                                       << "1.234" << 1;
+    QTest::newRow("dual, primary not trimmed") << QByteArray("60.00, 1.5\n") << " 1.5\n"
+                                               << "60.00" << 1;
+    QTest::newRow("first comma splits") << QByteArray("1,2,3\n") << "2,3\n"
+                                        << "1" << 1;
+    QTest::newRow("single asks :VALUE?") << QByteArray("1.234\n") << "9.9\n"
+                                         << "" << 2;
+    QTest::newRow("no reply asks :VALUE?") << QByteArray() << "9.9\n"
+                                           << "" << 2;
 }
 
 void TestDecoding::valuePrimary() {
@@ -470,8 +546,8 @@ void TestDecoding::registers_data() {
     QTest::newRow("STB 16") << Register::StatusByte << QByteArray("16\n") << 16 << "00010000";
     QTest::newRow("STB 0") << Register::StatusByte << QByteArray("0\n") << 0 << "00000000";
     QTest::newRow("STB 511 keeps 8 bits") << Register::StatusByte << QByteArray("511\n") << 511 << "11111111";
-    QTest::newRow("STB negative keeps the low bit") << Register::StatusByte << QByteArray("-3\n") << -3
-                                                    << "00000001";
+    QTest::newRow("STB negative keeps the low bit")
+        << Register::StatusByte << QByteArray("-3\n") << -3 << "00000001";
     QTest::newRow("STB above 32767") << Register::StatusByte << QByteArray("40000\n") << 0 << "00000011";
     QTest::newRow("STB no reply") << Register::StatusByte << QByteArray() << 0 << "00000000";
     QTest::newRow("COND 4096") << Register::Quest << QByteArray("4096\n") << 4096 << "0001000000000000";
@@ -583,35 +659,48 @@ void TestDecoding::connectionText_data() {
     QTest::addColumn<int>("baud");
     QTest::addColumn<QString>("backend");
     QTest::addColumn<int>("address");
-    QTest::newRow("serial with rate") << "serial:/dev/ttyUSB0@9600" << true << "RS232" << "/dev/ttyUSB0" << 9600
-                                      << "" << -1;
-    QTest::newRow("serial fast") << "serial:/dev/ttyUSB0@115200" << true << "RS232" << "/dev/ttyUSB0" << 115200
-                                 << "" << -1;
-    QTest::newRow("serial keeps rate") << "serial:/dev/pts/3" << true << "RS232" << "/dev/pts/3" << 0 << "" << -1;
-    QTest::newRow("serial last @") << "serial:/tmp/a@b@19200" << true << "RS232" << "/tmp/a@b" << 19200 << ""
-                                   << -1;
-    QTest::newRow("scheme any case") << " SERIAL:/dev/ttyS1 " << true << "RS232" << "/dev/ttyS1" << 0 << "" << -1;
-    QTest::newRow("serial no device") << "serial:@9600" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("serial bad rate") << "serial:/dev/ttyS0@fast" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("linux-gpib") << "gpib:0:7" << true << "GPIB" << "" << 0 << "gpib:0" << 7;
-    QTest::newRow("linux-gpib board 1") << "gpib:1:30" << true << "GPIB" << "" << 0 << "gpib:1" << 30;
-    QTest::newRow("gpib address 31") << "gpib:0:31" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("gpib no address") << "gpib:0" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("prologix serial") << "prologix:/dev/ttyUSB0:7" << true << "GPIB" << "" << 0
-                                     << "prologix:/dev/ttyUSB0" << 7;
-    QTest::newRow("prologix tcp") << "prologix-tcp:192.168.0.50:1234:7" << true << "GPIB" << "" << 0
-                                  << "prologix-tcp:192.168.0.50:1234" << 7;
-    QTest::newRow("prologix tcp no port") << "prologix-tcp:192.168.0.50:7" << false << "" << "" << 0 << ""
-                                          << -1;
-    QTest::newRow("prologix no address") << "prologix:/dev/ttyUSB0" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("tcp with port") << "tcp:192.168.0.60:5025" << true << "GPIB" << "" << 0
-                                   << "tcp:192.168.0.60:5025" << -1;
-    QTest::newRow("tcp default port") << "tcp:meter.lab" << true << "GPIB" << "" << 0 << "tcp:meter.lab:5025"
-                                      << -1;
-    QTest::newRow("tcp port 0") << "tcp:meter.lab:0" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("unknown kind") << "usb:1" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("no kind") << "/dev/ttyUSB0" << false << "" << "" << 0 << "" << -1;
-    QTest::newRow("empty") << "" << false << "" << "" << 0 << "" << -1;
+    QTest::newRow("serial with rate") << "serial:/dev/ttyUSB0@9600" << true << "RS232"
+                                      << "/dev/ttyUSB0" << 9600 << "" << -1;
+    QTest::newRow("serial fast") << "serial:/dev/ttyUSB0@115200" << true << "RS232"
+                                 << "/dev/ttyUSB0" << 115200 << "" << -1;
+    QTest::newRow("serial keeps rate") << "serial:/dev/pts/3" << true << "RS232"
+                                       << "/dev/pts/3" << 0 << "" << -1;
+    QTest::newRow("serial last @") << "serial:/tmp/a@b@19200" << true << "RS232"
+                                   << "/tmp/a@b" << 19200 << "" << -1;
+    QTest::newRow("scheme any case") << " SERIAL:/dev/ttyS1 " << true << "RS232"
+                                     << "/dev/ttyS1" << 0 << "" << -1;
+    QTest::newRow("serial no device") << "serial:@9600" << false << ""
+                                      << "" << 0 << "" << -1;
+    QTest::newRow("serial bad rate") << "serial:/dev/ttyS0@fast" << false << ""
+                                     << "" << 0 << "" << -1;
+    QTest::newRow("linux-gpib") << "gpib:0:7" << true << "GPIB"
+                                << "" << 0 << "gpib:0" << 7;
+    QTest::newRow("linux-gpib board 1") << "gpib:1:30" << true << "GPIB"
+                                        << "" << 0 << "gpib:1" << 30;
+    QTest::newRow("gpib address 31") << "gpib:0:31" << false << ""
+                                     << "" << 0 << "" << -1;
+    QTest::newRow("gpib no address") << "gpib:0" << false << ""
+                                     << "" << 0 << "" << -1;
+    QTest::newRow("prologix serial") << "prologix:/dev/ttyUSB0:7" << true << "GPIB"
+                                     << "" << 0 << "prologix:/dev/ttyUSB0" << 7;
+    QTest::newRow("prologix tcp") << "prologix-tcp:192.168.0.50:1234:7" << true << "GPIB"
+                                  << "" << 0 << "prologix-tcp:192.168.0.50:1234" << 7;
+    QTest::newRow("prologix tcp no port") << "prologix-tcp:192.168.0.50:7" << false << ""
+                                          << "" << 0 << "" << -1;
+    QTest::newRow("prologix no address") << "prologix:/dev/ttyUSB0" << false << ""
+                                         << "" << 0 << "" << -1;
+    QTest::newRow("tcp with port") << "tcp:192.168.0.60:5025" << true << "GPIB"
+                                   << "" << 0 << "tcp:192.168.0.60:5025" << -1;
+    QTest::newRow("tcp default port") << "tcp:meter.lab" << true << "GPIB"
+                                      << "" << 0 << "tcp:meter.lab:5025" << -1;
+    QTest::newRow("tcp port 0") << "tcp:meter.lab:0" << false << ""
+                                << "" << 0 << "" << -1;
+    QTest::newRow("unknown kind") << "usb:1" << false << ""
+                                  << "" << 0 << "" << -1;
+    QTest::newRow("no kind") << "/dev/ttyUSB0" << false << ""
+                             << "" << 0 << "" << -1;
+    QTest::newRow("empty") << "" << false << ""
+                           << "" << 0 << "" << -1;
 }
 
 void TestDecoding::connectionText() {

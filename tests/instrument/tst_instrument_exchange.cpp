@@ -169,9 +169,10 @@ void TestExchange::nestedExchangeIsRefused() {
     QVERIFY(wasExecuting);
     QCOMPARE(nestedResult, QStringLiteral("0\n")); // from the connect's "*SRE?"
     QCOMPARE(link->written, QList<QByteArray>{"*IDN?"});
-    QCOMPARE(logAfterConnecting(meter, before), QStringLiteral("Execute Start: [*IDN?]10:00:00\r\n"
-                                                               "Execute Stop: [:READ?]10:00:00 Total Time:0\r\n"
-                                                               "Execute Stop: [*IDN?]10:00:00 Total Time:0\r\n"));
+    QCOMPARE(logAfterConnecting(meter, before),
+             QStringLiteral("Execute Start: [*IDN?]10:00:00\r\n"
+                            "Execute Stop: [:READ?]10:00:00 Total Time:0\r\n"
+                            "Execute Stop: [*IDN?]10:00:00 Total Time:0\r\n"));
     QVERIFY(!meter.bExecuting());
 }
 
@@ -225,14 +226,14 @@ void TestExchange::connectMethod_data() {
     QTest::addColumn<bool>("gpibOpen");
     QTest::newRow("RS232") << QStringList{"RS232"} << "RS232" << 1 << 0 << true << false;
     QTest::newRow("GPIB") << QStringList{"GPIB"} << "GPIB" << 0 << 1 << false << true;
-    QTest::newRow("SAME after RS232 reconfigures") << QStringList{"RS232", "SAME"} << "RS232" << 2 << 0 << true
-                                                   << false;
-    QTest::newRow("SAME after GPIB reconfigures") << QStringList{"GPIB", "SAME"} << "GPIB" << 0 << 2 << false
-                                                  << true;
-    QTest::newRow("switching closes the other") << QStringList{"RS232", "GPIB"} << "GPIB" << 1 << 1 << false
-                                                << true;
-    QTest::newRow("unknown text keeps the method") << QStringList{"RS232", "USB"} << "RS232" << 1 << 0 << true
-                                                   << false;
+    QTest::newRow("SAME after RS232 reconfigures")
+        << QStringList{"RS232", "SAME"} << "RS232" << 2 << 0 << true << false;
+    QTest::newRow("SAME after GPIB reconfigures")
+        << QStringList{"GPIB", "SAME"} << "GPIB" << 0 << 2 << false << true;
+    QTest::newRow("switching closes the other")
+        << QStringList{"RS232", "GPIB"} << "GPIB" << 1 << 1 << false << true;
+    QTest::newRow("unknown text keeps the method")
+        << QStringList{"RS232", "USB"} << "RS232" << 1 << 0 << true << false;
     QTest::newRow("case counts") << QStringList{"rs232"} << "" << 0 << 0 << false << false;
 }
 
@@ -335,17 +336,20 @@ void TestExchange::connectionTest_data() {
     QTest::addColumn<int>("addressAfter");
     // The controls start at port 1, 9600 baud and address 0.
     QTest::newRow("serial answers") << true << 3 << 0 << false << QByteArray("KVX,KVX-5130\n")
-                                    << "KVX,KVX-5130\n" << 3 << 0;
-    QTest::newRow("serial port out of range is not set") << true << 5 << 0 << false << QByteArray("KVX\n")
-                                                         << "KVX\n" << 1 << 0;
-    QTest::newRow("serial silent") << true << 2 << 0 << false << QByteArray() << "Connection Error!" << 2 << 0;
+                                    << "KVX,KVX-5130\n"
+                                    << 3 << 0;
+    QTest::newRow("serial port out of range is not set")
+        << true << 5 << 0 << false << QByteArray("KVX\n") << "KVX\n"
+        << 1 << 0;
+    QTest::newRow("serial silent") << true << 2 << 0 << false << QByteArray() << "Connection Error!" << 2
+                                   << 0;
     QTest::newRow("serial cannot open") << true << 2 << 0 << true << QByteArray()
                                         << "Connection Error! Error caused by [2] no such device" << 2 << 0;
     QTest::newRow("gpib answers") << false << 1 << 22 << false << QByteArray("KVX\n") << "KVX\n" << 1 << 22;
-    QTest::newRow("gpib address 31 is set") << false << 1 << 31 << false << QByteArray("KVX\n") << "KVX\n" << 1
-                                            << 31;
-    QTest::newRow("gpib address 32 is not") << false << 1 << 32 << false << QByteArray("KVX\n") << "KVX\n" << 1
-                                            << 0;
+    QTest::newRow("gpib address 31 is set") << false << 1 << 31 << false << QByteArray("KVX\n") << "KVX\n"
+                                            << 1 << 31;
+    QTest::newRow("gpib address 32 is not") << false << 1 << 32 << false << QByteArray("KVX\n") << "KVX\n"
+                                            << 1 << 0;
     QTest::newRow("gpib cannot open") << false << 1 << 7 << true << QByteArray()
                                       << "Connection Error! Error caused by [2] no such device" << 1 << 7;
 }

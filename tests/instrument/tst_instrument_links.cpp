@@ -86,17 +86,23 @@ void TestLinks::wireBytes_data() {
     QTest::addColumn<bool>("query");
     QTest::addColumn<QByteArray>("bytes");
     // Connecting sends "*SRE?" first; the peer answers every query with "1\n".
-    QTest::newRow("RS-232 query adds CR") << "pty" << "serial:%1@9600" << QByteArray("?\r") << true
-                                          << QByteArray("*SRE?\r*IDN?\r");
-    QTest::newRow("RS-232 command adds CR") << "pty" << "serial:%1@9600" << QByteArray("?\r") << false
-                                            << QByteArray("*SRE?\r:CALC:HOLD 2\r");
-    QTest::newRow("socket query adds LF") << "tcp" << "tcp:%1" << QByteArray("?\n") << true
-                                          << QByteArray("*SRE?\n*IDN?\n");
-    QTest::newRow("socket command adds LF") << "tcp" << "tcp:%1" << QByteArray("?\n") << false
-                                            << QByteArray("*SRE?\n:CALC:HOLD 2\n");
-    QTest::newRow("++ over TCP query") << "tcp" << "prologix-tcp:%1:7" << QByteArray("++read eoi\n") << true
+    QTest::newRow("RS-232 query adds CR")
+        << "pty"
+        << "serial:%1@9600" << QByteArray("?\r") << true << QByteArray("*SRE?\r*IDN?\r");
+    QTest::newRow("RS-232 command adds CR")
+        << "pty"
+        << "serial:%1@9600" << QByteArray("?\r") << false << QByteArray("*SRE?\r:CALC:HOLD 2\r");
+    QTest::newRow("socket query adds LF")
+        << "tcp"
+        << "tcp:%1" << QByteArray("?\n") << true << QByteArray("*SRE?\n*IDN?\n");
+    QTest::newRow("socket command adds LF")
+        << "tcp"
+        << "tcp:%1" << QByteArray("?\n") << false << QByteArray("*SRE?\n:CALC:HOLD 2\n");
+    QTest::newRow("++ over TCP query") << "tcp"
+                                       << "prologix-tcp:%1:7" << QByteArray("++read eoi\n") << true
                                        << kControllerSetup + "*SRE?\n++read eoi\n*IDN?\n++read eoi\n";
-    QTest::newRow("++ over serial command") << "pty" << "prologix:%1:7" << QByteArray("++read eoi\n") << false
+    QTest::newRow("++ over serial command") << "pty"
+                                            << "prologix:%1:7" << QByteArray("++read eoi\n") << false
                                             << kControllerSetup + "*SRE?\n++read eoi\n:CALC:HOLD 2\n";
 }
 
@@ -135,7 +141,8 @@ void TestLinks::againstSimulator_data() {
     QTest::addColumn<QStringList>("simArguments");
     QTest::addColumn<QString>("connection");
     QTest::newRow("serial pty") << QStringList{"--pty"} << "serial:%1@9600";
-    QTest::newRow("serial pty paced at 9600 baud") << QStringList{"--pty", "--baud", "9600"} << "serial:%1@9600";
+    QTest::newRow("serial pty paced at 9600 baud")
+        << QStringList{"--pty", "--baud", "9600"} << "serial:%1@9600";
     QTest::newRow("raw socket") << QStringList{"--tcp", "0"} << "tcp:%1";
     QTest::newRow("++ on pty") << QStringList{"--pty", "--prologix", "--addr", "9"} << "prologix:%1:9";
     QTest::newRow("++ over TCP") << QStringList{"--tcp", "0", "--prologix"} << "prologix-tcp:%1:7";
@@ -162,8 +169,8 @@ void TestLinks::againstSimulator() {
     QCOMPARE(meter.ValueSecond(), QString());
     meter.AutoHold();
     QCOMPARE(meter.sReply(), primary);
-    const QStringList expected = {"*SRE?", "*IDN?", "*IDN?", ":CONF:VOLT:AC 0", ":CONF:FUNC?",
-                                  ":READ?", ":VALUE?", ":CALC:HOLD 2"};
+    const QStringList expected = {"*SRE?",       "*IDN?",  "*IDN?",   ":CONF:VOLT:AC 0",
+                                  ":CONF:FUNC?", ":READ?", ":VALUE?", ":CALC:HOLD 2"};
     QVERIFY(sim.waitForLoggedCommands(expected.size()));
     QCOMPARE(sim.loggedCommands(), expected);
     QVERIFY(!meter.ExecLog().contains(QLatin1String("Err Stop")));
@@ -185,8 +192,8 @@ void TestLinks::linuxGpibAddsNothingAndGoesLocalFirst() {
     }
     qunsetenv("KVX5130_GPIB_LIBRARY");
     // ibdev(board 0, address 7, no secondary, T1s, EOI on, no EOS); messages as they stand.
-    QCOMPARE(traceLines(trace), (QStringList{"ibdev 0 7 0 11 1 0", "ibwrt *SRE?", "ibrd", "ibwrt *IDN?", "ibrd",
-                                             "ibwrt :CALC:HOLD 2", "ibloc", "ibonl 0"}));
+    QCOMPARE(traceLines(trace), (QStringList{"ibdev 0 7 0 11 1 0", "ibwrt *SRE?", "ibrd", "ibwrt *IDN?",
+                                             "ibrd", "ibwrt :CALC:HOLD 2", "ibloc", "ibonl 0"}));
     QVERIFY(sim.waitForLoggedCommands(3));
     QCOMPARE(sim.loggedCommands(), (QStringList{"*SRE?", "*IDN?", ":CALC:HOLD 2"}));
 }
@@ -196,7 +203,8 @@ void TestLinks::linuxGpibMissingOrUnreachable_data() {
     QTest::addColumn<QString>("error");
     QTest::newRow("not installed") << QByteArray("/nonexistent/libgpib.so.0")
                                    << "linux-gpib is not installed (/nonexistent/libgpib.so.0)";
-    QTest::newRow("no such bus") << QByteArray(KVX_GPIB_STANDIN) << "ibdev on GPIB board 0, address 7 failed: EDVR";
+    QTest::newRow("no such bus") << QByteArray(KVX_GPIB_STANDIN)
+                                 << "ibdev on GPIB board 0, address 7 failed: EDVR";
 }
 
 void TestLinks::linuxGpibMissingOrUnreachable() {
@@ -229,8 +237,8 @@ void TestLinks::droppedDeviceIsReopened_data() {
     QTest::addColumn<QString>("connection");
     QTest::newRow("serial adapter") << QStringList{"--pty", "--pty-link", "LINK"} << "serial:%1";
     QTest::newRow("socket") << QStringList{"--tcp", "0"} << "tcp:%1";
-    QTest::newRow("++ controller on serial") << QStringList{"--pty", "--pty-link", "LINK", "--prologix"}
-                                             << "prologix:%1:7";
+    QTest::newRow("++ controller on serial")
+        << QStringList{"--pty", "--pty-link", "LINK", "--prologix"} << "prologix:%1:7";
 }
 
 // The meter drops the link on the third command and is back 300 ms later: the
@@ -273,7 +281,7 @@ void TestLinks::connectionLostWhileIdleIsReported() {
     QVERIFY2(m_messages->texts().first().startsWith(QLatin1String("SYSTEM ERROR :TCP 127.0.0.1:")),
              qPrintable(m_messages->texts().first()));
     QCOMPARE(meter.sReply(), QString());
-    QCOMPARE(meter.IDN(), QString()); // nobody listens any more
+    QCOMPARE(meter.IDN(), QString());                             // nobody listens any more
     QCOMPARE(m_messages->shown().size(), static_cast<size_t>(1)); // failures inside an exchange stay quiet
 }
 

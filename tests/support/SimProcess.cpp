@@ -8,17 +8,23 @@ namespace kvx::test {
 
 SimProcess::SimProcess(QStringList arguments) : m_arguments(std::move(arguments)) {}
 
-SimProcess::~SimProcess() { stop(); }
+SimProcess::~SimProcess() {
+    stop();
+}
 
-QString SimProcess::binary() { return QStringLiteral(KVX_SIM_BINARY); }
+QString SimProcess::binary() {
+    return QStringLiteral(KVX_SIM_BINARY);
+}
 
-QString SimProcess::logPath() const { return m_dir.filePath(QStringLiteral("sim-commands.log")); }
+QString SimProcess::logPath() const {
+    return m_dir.filePath(QStringLiteral("sim-commands.log"));
+}
 
 bool SimProcess::start(QString* error, int timeoutMs) {
     const auto failed = [&](const QString& why) {
         if (error)
-            *error = why + QStringLiteral(" (stderr: ") + QString::fromLocal8Bit(m_process.readAllStandardError()) +
-                     QLatin1Char(')');
+            *error = why + QStringLiteral(" (stderr: ") +
+                     QString::fromLocal8Bit(m_process.readAllStandardError()) + QLatin1Char(')');
         stop();
         return false;
     };
