@@ -6,6 +6,7 @@
 
 #include <QTest>
 #include <functional>
+#include <iterator>
 #include <map>
 
 using kvx::clsKVX5310;
@@ -34,65 +35,68 @@ Connected connectedMeter() {
 
 using Action = std::function<void(clsKVX5310&)>;
 
-// What each row of commandTexts does; keyed by the row name.
-const std::map<QString, Action>& actions() {
-    static const std::map<QString, Action> table = {
-        {"Auto on", [](clsKVX5310& m) { m.setAuto(true); }},
-        {"Auto off", [](clsKVX5310& m) { m.setAuto(false); }},
-        {"Auto get", [](clsKVX5310& m) { m.Auto(); }},
-        {"Range", [](clsKVX5310& m) { m.Range(); }},
-        {"Mode", [](clsKVX5310& m) { m.Mode(); }},
-        {"Capacitance default", [](clsKVX5310& m) { m.Capacitance(); }},
-        {"Capacitance 5000", [](clsKVX5310& m) { m.Capacitance(5000); }},
-        {"Continuity", [](clsKVX5310& m) { m.Continuity(); }},
-        {"CurrentDC 0.5", [](clsKVX5310& m) { m.CurrentDC(0.5); }},
-        {"CurrentAC default", [](clsKVX5310& m) { m.CurrentAC(); }},
-        {"CurrentACDC 400", [](clsKVX5310& m) { m.CurrentACDC(400); }},
-        {"Diode", [](clsKVX5310& m) { m.Diode(); }},
-        {"Resitance default", [](clsKVX5310& m) { m.Resitance(); }},
-        {"Resitance 50", [](clsKVX5310& m) { m.Resitance(50); }},
-        {"VoltageDC default", [](clsKVX5310& m) { m.VoltageDC(); }},
-        {"VoltageDC 500", [](clsKVX5310& m) { m.VoltageDC(500); }},
-        {"VoltageAC 0.05", [](clsKVX5310& m) { m.VoltageAC(0.05); }},
-        {"VoltageACDC default", [](clsKVX5310& m) { m.VoltageACDC(); }},
-        {"VoltageDCAC 5", [](clsKVX5310& m) { m.VoltageDCAC(5); }},
-        {"Ripple default", [](clsKVX5310& m) { m.Ripple(); }},
-        {"ValueBoth", [](clsKVX5310& m) { m.ValueBoth(); }},
-        {"SFR", [](clsKVX5310& m) { m.SFR(); }},
-        {"LimitState get", [](clsKVX5310& m) { m.LimitState(); }},
-        {"LimitState on", [](clsKVX5310& m) { m.setLimitState(true); }},
-        {"LimitLower get", [](clsKVX5310& m) { m.LimitLower(); }},
-        {"LimitLower -1.5", [](clsKVX5310& m) { m.setLimitLower(-1.5); }},
-        {"LimitUPPER get", [](clsKVX5310& m) { m.LimitUPPER(); }},
-        {"LimitUPPER 20", [](clsKVX5310& m) { m.setLimitUPPER(20); }},
-        {"LimitFAIL", [](clsKVX5310& m) { m.LimitFAIL(); }},
-        {"MaxMode on", [](clsKVX5310& m) { m.setMaxMode(true); }},
-        {"MaxMode get", [](clsKVX5310& m) { m.MaxMode(); }},
-        {"MinMode off", [](clsKVX5310& m) { m.setMinMode(false); }},
-        {"MinMode get", [](clsKVX5310& m) { m.MinMode(); }},
-        {"RelState get", [](clsKVX5310& m) { m.RelState(); }},
-        {"RelState off", [](clsKVX5310& m) { m.setRelState(false); }},
-        {"RelData get", [](clsKVX5310& m) { m.RelData(); }},
-        {"SDBMState get", [](clsKVX5310& m) { m.SDBMState(); }},
-        {"SDBMState on", [](clsKVX5310& m) { m.setSDBMState(true); }},
-        {"SDBMRef get", [](clsKVX5310& m) { m.SDBMRef(); }},
-        {"SDBMRef 600", [](clsKVX5310& m) { m.setSDBMRef(600); }},
-        {"Hold get", [](clsKVX5310& m) { m.Hold(); }},
-        {"Hold on", [](clsKVX5310& m) { m.setHold(true); }},
-        {"AutoHold", [](clsKVX5310& m) { m.AutoHold(); }},
-        {"PreSet", [](clsKVX5310& m) { m.PreSet(); }},
-        {"QuestionCondition", [](clsKVX5310& m) { m.QuestionCondition(); }},
-        {"QuestionEvent", [](clsKVX5310& m) { m.QuestionEvent(); }},
-        {"StautsByteReg", [](clsKVX5310& m) { m.StautsByteReg(); }},
-        {"StandardEventStatusReg let", [](clsKVX5310& m) { m.setStandardEventStatusReg(7); }},
-        {"StandardEventStatusReg get", [](clsKVX5310& m) { m.StandardEventStatusReg(); }},
-        {"SystemError", [](clsKVX5310& m) { m.SystemError(); }},
-        {"OperationComplete let", [](clsKVX5310& m) { m.setOperationComplete(1); }},
-        {"OperationComplete get", [](clsKVX5310& m) { m.OperationComplete(); }},
-        {"IDN", [](clsKVX5310& m) { m.IDN(); }},
-    };
-    return table;
-}
+struct MemberCase {
+    const char* name;
+    Action act;
+    QStringList commands;
+};
+
+// Each member and the command texts it must send (none: it never reaches the meter).
+const MemberCase kMemberCases[] = {
+    {"Auto on", [](clsKVX5310& m) { m.setAuto(true); }, {":CONF:AUTO 1"}},
+    {"Auto off", [](clsKVX5310& m) { m.setAuto(false); }, {":CONF:AUTO 0"}},
+    {"Auto get", [](clsKVX5310& m) { m.Auto(); }, {":CONF:AUTO?"}},
+    {"Range", [](clsKVX5310& m) { m.Range(); }, {":CONF:RANG?"}},
+    {"Mode", [](clsKVX5310& m) { m.Mode(); }, {":CONF:MOD?"}},
+    {"Capacitance default", [](clsKVX5310& m) { m.Capacitance(); }, {":CONF:CAP 0"}},
+    {"Capacitance 5000", [](clsKVX5310& m) { m.Capacitance(5000); }, {":CONF:CAP 5000"}},
+    {"Continuity", [](clsKVX5310& m) { m.Continuity(); }, {":CONF:CONT"}},
+    {"CurrentDC 0.5", [](clsKVX5310& m) { m.CurrentDC(0.5); }, {":CONF:CURR:DC 0.5", ":CONF:FUNC?"}},
+    {"CurrentAC default", [](clsKVX5310& m) { m.CurrentAC(); }, {":CONF:CURR:AC 0", ":CONF:FUNC?"}},
+    {"CurrentACDC 400", [](clsKVX5310& m) { m.CurrentACDC(400); }, {":CONF:CURR:ACDC 400", ":CONF:FUNC?"}},
+    {"Diode", [](clsKVX5310& m) { m.Diode(); }, {":CONF:DIOD "}},
+    {"Resitance default", [](clsKVX5310& m) { m.Resitance(); }, {":CONF:RES 0"}},
+    {"Resitance 50", [](clsKVX5310& m) { m.Resitance(50); }, {":CONF:RES 50"}},
+    {"VoltageDC default", [](clsKVX5310& m) { m.VoltageDC(); }, {":CONF:VOLT:DC 0", ":CONF:FUNC?"}},
+    {"VoltageDC 500", [](clsKVX5310& m) { m.VoltageDC(500); }, {":CONF:VOLT:DC 500", ":CONF:FUNC?"}},
+    {"VoltageAC 0.05", [](clsKVX5310& m) { m.VoltageAC(0.05); }, {":CONF:VOLT:AC 0.05", ":CONF:FUNC?"}},
+    {"VoltageACDC default", [](clsKVX5310& m) { m.VoltageACDC(); }, {":CONF:VOLT:ACDC 0", ":CONF:FUNC?"}},
+    {"VoltageDCAC 5", [](clsKVX5310& m) { m.VoltageDCAC(5); }, {":CONF:VOLT:DCAC 5", ":CONF:FUNC?"}},
+    {"Ripple default", [](clsKVX5310& m) { m.Ripple(); }, {":CONF:VOLT:RIP 0", ":CONF:FUNC?"}},
+    {"ValueBoth", [](clsKVX5310& m) { m.ValueBoth(); }, {":READ?"}},
+    {"SFR", [](clsKVX5310& m) { m.SFR(); }, {"CONF:SFR"}},
+    {"LimitState get", [](clsKVX5310& m) { m.LimitState(); }, {":CALC:LIMI:STAT?"}},
+    {"LimitState on", [](clsKVX5310& m) { m.setLimitState(true); }, {":CALC:LIMI:STAT 1"}},
+    {"LimitLower get", [](clsKVX5310& m) { m.LimitLower(); }, {":CALC:LIM:LOW?"}},
+    {"LimitLower -1.5", [](clsKVX5310& m) { m.setLimitLower(-1.5); }, {":CALC:LIM:LOW -1.5"}},
+    {"LimitUPPER get", [](clsKVX5310& m) { m.LimitUPPER(); }, {":CALC:LIM:UPP?"}},
+    {"LimitUPPER 20", [](clsKVX5310& m) { m.setLimitUPPER(20); }, {":CALC:LIM:UPP 20"}},
+    {"LimitFAIL", [](clsKVX5310& m) { m.LimitFAIL(); }, {":CALC:LIM:FAIL?"}},
+    {"MaxMode on", [](clsKVX5310& m) { m.setMaxMode(true); }, {":CALC:MAX 1"}},
+    {"MaxMode get", [](clsKVX5310& m) { m.MaxMode(); }, {":CALC:MAX?"}},
+    {"MinMode off", [](clsKVX5310& m) { m.setMinMode(false); }, {":CALC:MIN 0"}},
+    {"MinMode get", [](clsKVX5310& m) { m.MinMode(); }, {":CALC:MIN?"}},
+    {"RelState get", [](clsKVX5310& m) { m.RelState(); }, {":CALC:REL:STAT?"}},
+    {"RelState off", [](clsKVX5310& m) { m.setRelState(false); }, {":CALC:REL:STAT 0"}},
+    {"RelData get", [](clsKVX5310& m) { m.RelData(); }, {":CALC:REL:DAT?"}},
+    {"SDBMState get", [](clsKVX5310& m) { m.SDBMState(); }, {}},
+    {"SDBMState on", [](clsKVX5310& m) { m.setSDBMState(true); }, {":CALC:SDBM:STAT 1"}},
+    {"SDBMRef get", [](clsKVX5310& m) { m.SDBMRef(); }, {":CALC:SDBM:REF?"}},
+    {"SDBMRef 600", [](clsKVX5310& m) { m.setSDBMRef(600); }, {":CALC:SDBM:REF 600"}},
+    {"Hold get", [](clsKVX5310& m) { m.Hold(); }, {":CALC:HOLD?"}},
+    {"Hold on", [](clsKVX5310& m) { m.setHold(true); }, {":CALC:HOLD 1"}},
+    {"AutoHold", [](clsKVX5310& m) { m.AutoHold(); }, {":CALC:HOLD 2"}},
+    {"PreSet", [](clsKVX5310& m) { m.PreSet(); }, {"PRES"}},
+    {"QuestionCondition", [](clsKVX5310& m) { m.QuestionCondition(); }, {"STAT:QUES:COND?"}},
+    {"QuestionEvent", [](clsKVX5310& m) { m.QuestionEvent(); }, {"STAT:QUES:EVEN?"}},
+    {"StautsByteReg", [](clsKVX5310& m) { m.StautsByteReg(); }, {"*STB?"}},
+    {"StandardEventStatusReg let", [](clsKVX5310& m) { m.setStandardEventStatusReg(7); }, {"*ESE"}},
+    {"StandardEventStatusReg get", [](clsKVX5310& m) { m.StandardEventStatusReg(); }, {"*SRE?"}},
+    {"SystemError", [](clsKVX5310& m) { m.SystemError(); }, {}},
+    {"OperationComplete let", [](clsKVX5310& m) { m.setOperationComplete(1); }, {"*OPC"}},
+    {"OperationComplete get", [](clsKVX5310& m) { m.OperationComplete(); }, {"*OPC?"}},
+    {"IDN", [](clsKVX5310& m) { m.IDN(); }, {"*IDN?"}},
+};
 
 using FlagGetter = bool (clsKVX5310::*)();
 
@@ -200,69 +204,18 @@ private slots:
 };
 
 void TestDecoding::commandTexts_data() {
-    QTest::addColumn<QStringList>("commands");
-    const auto row = [](const char* name, QStringList commands) { QTest::newRow(name) << commands; };
-    row("Auto on", {":CONF:AUTO 1"});
-    row("Auto off", {":CONF:AUTO 0"});
-    row("Auto get", {":CONF:AUTO?"});
-    row("Range", {":CONF:RANG?"});
-    row("Mode", {":CONF:MOD?"});
-    row("Capacitance default", {":CONF:CAP 0"});
-    row("Capacitance 5000", {":CONF:CAP 5000"});
-    row("Continuity", {":CONF:CONT"});
-    row("CurrentDC 0.5", {":CONF:CURR:DC 0.5", ":CONF:FUNC?"});
-    row("CurrentAC default", {":CONF:CURR:AC 0", ":CONF:FUNC?"});
-    row("CurrentACDC 400", {":CONF:CURR:ACDC 400", ":CONF:FUNC?"});
-    row("Diode", {":CONF:DIOD "});
-    row("Resitance default", {":CONF:RES 0"});
-    row("Resitance 50", {":CONF:RES 50"});
-    row("VoltageDC default", {":CONF:VOLT:DC 0", ":CONF:FUNC?"});
-    row("VoltageDC 500", {":CONF:VOLT:DC 500", ":CONF:FUNC?"});
-    row("VoltageAC 0.05", {":CONF:VOLT:AC 0.05", ":CONF:FUNC?"});
-    row("VoltageACDC default", {":CONF:VOLT:ACDC 0", ":CONF:FUNC?"});
-    row("VoltageDCAC 5", {":CONF:VOLT:DCAC 5", ":CONF:FUNC?"});
-    row("Ripple default", {":CONF:VOLT:RIP 0", ":CONF:FUNC?"});
-    row("ValueBoth", {":READ?"});
-    row("SFR", {"CONF:SFR"});
-    row("LimitState get", {":CALC:LIMI:STAT?"});
-    row("LimitState on", {":CALC:LIMI:STAT 1"});
-    row("LimitLower get", {":CALC:LIM:LOW?"});
-    row("LimitLower -1.5", {":CALC:LIM:LOW -1.5"});
-    row("LimitUPPER get", {":CALC:LIM:UPP?"});
-    row("LimitUPPER 20", {":CALC:LIM:UPP 20"});
-    row("LimitFAIL", {":CALC:LIM:FAIL?"});
-    row("MaxMode on", {":CALC:MAX 1"});
-    row("MaxMode get", {":CALC:MAX?"});
-    row("MinMode off", {":CALC:MIN 0"});
-    row("MinMode get", {":CALC:MIN?"});
-    row("RelState get", {":CALC:REL:STAT?"});
-    row("RelState off", {":CALC:REL:STAT 0"});
-    row("RelData get", {":CALC:REL:DAT?"});
-    row("SDBMState get", {}); // never reaches the meter
-    row("SDBMState on", {":CALC:SDBM:STAT 1"});
-    row("SDBMRef get", {":CALC:SDBM:REF?"});
-    row("SDBMRef 600", {":CALC:SDBM:REF 600"});
-    row("Hold get", {":CALC:HOLD?"});
-    row("Hold on", {":CALC:HOLD 1"});
-    row("AutoHold", {":CALC:HOLD 2"});
-    row("PreSet", {"PRES"});
-    row("QuestionCondition", {"STAT:QUES:COND?"});
-    row("QuestionEvent", {"STAT:QUES:EVEN?"});
-    row("StautsByteReg", {"*STB?"});
-    row("StandardEventStatusReg let", {"*ESE"});
-    row("StandardEventStatusReg get", {"*SRE?"});
-    row("SystemError", {}); // never reaches the meter
-    row("OperationComplete let", {"*OPC"});
-    row("OperationComplete get", {"*OPC?"});
-    row("IDN", {"*IDN?"});
+    QTest::addColumn<int>("index");
+    for (int i = 0; i < static_cast<int>(std::size(kMemberCases)); ++i)
+        QTest::newRow(kMemberCases[i].name) << i;
 }
 
 // Each member sends exactly its command texts, and reads only after a query.
 void TestDecoding::commandTexts() {
-    QFETCH(QStringList, commands);
+    QFETCH(int, index);
+    const QStringList& commands = kMemberCases[index].commands;
     Connected c = connectedMeter();
     c.link->defaultReply = "0\n";
-    actions().at(QString::fromLatin1(QTest::currentDataTag()))(*c.meter);
+    kMemberCases[index].act(*c.meter);
     QStringList written;
     for (const QByteArray& w : c.link->written)
         written << QString::fromLatin1(w);
@@ -653,68 +606,64 @@ void TestDecoding::relDataEndsQuietly() {
 
 void TestDecoding::connectionText_data() {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QString>("device");
-    QTest::addColumn<int>("baud");
-    QTest::addColumn<QString>("backend");
-    QTest::addColumn<int>("address");
-    QTest::newRow("serial with rate") << "serial:/dev/ttyUSB0@9600" << true << "RS232"
-                                      << "/dev/ttyUSB0" << 9600 << "" << -1;
-    QTest::newRow("serial fast") << "serial:/dev/ttyUSB0@115200" << true << "RS232"
-                                 << "/dev/ttyUSB0" << 115200 << "" << -1;
-    QTest::newRow("serial keeps rate") << "serial:/dev/pts/3" << true << "RS232"
-                                       << "/dev/pts/3" << 0 << "" << -1;
-    QTest::newRow("serial last @") << "serial:/tmp/a@b@19200" << true << "RS232"
-                                   << "/tmp/a@b" << 19200 << "" << -1;
-    QTest::newRow("scheme any case") << " SERIAL:/dev/ttyS1 " << true << "RS232"
-                                     << "/dev/ttyS1" << 0 << "" << -1;
-    QTest::newRow("serial no device") << "serial:@9600" << false << ""
-                                      << "" << 0 << "" << -1;
-    QTest::newRow("serial bad rate") << "serial:/dev/ttyS0@fast" << false << ""
-                                     << "" << 0 << "" << -1;
-    QTest::newRow("linux-gpib") << "gpib:0:7" << true << "GPIB"
-                                << "" << 0 << "gpib:0" << 7;
-    QTest::newRow("linux-gpib board 1") << "gpib:1:30" << true << "GPIB"
-                                        << "" << 0 << "gpib:1" << 30;
-    QTest::newRow("gpib address 31") << "gpib:0:31" << false << ""
-                                     << "" << 0 << "" << -1;
-    QTest::newRow("gpib no address") << "gpib:0" << false << ""
-                                     << "" << 0 << "" << -1;
-    QTest::newRow("prologix serial") << "prologix:/dev/ttyUSB0:7" << true << "GPIB"
-                                     << "" << 0 << "prologix:/dev/ttyUSB0" << 7;
-    QTest::newRow("prologix tcp") << "prologix-tcp:192.168.0.50:1234:7" << true << "GPIB"
-                                  << "" << 0 << "prologix-tcp:192.168.0.50:1234" << 7;
-    QTest::newRow("prologix tcp no port") << "prologix-tcp:192.168.0.50:7" << false << ""
-                                          << "" << 0 << "" << -1;
-    QTest::newRow("prologix no address") << "prologix:/dev/ttyUSB0" << false << ""
-                                         << "" << 0 << "" << -1;
-    QTest::newRow("tcp with port") << "tcp:192.168.0.60:5025" << true << "GPIB"
-                                   << "" << 0 << "tcp:192.168.0.60:5025" << -1;
-    QTest::newRow("tcp default port") << "tcp:meter.lab" << true << "GPIB"
-                                      << "" << 0 << "tcp:meter.lab:5025" << -1;
-    QTest::newRow("tcp port 0") << "tcp:meter.lab:0" << false << ""
-                                << "" << 0 << "" << -1;
-    QTest::newRow("unknown kind") << "usb:1" << false << ""
-                                  << "" << 0 << "" << -1;
-    QTest::newRow("no kind") << "/dev/ttyUSB0" << false << ""
-                             << "" << 0 << "" << -1;
-    QTest::newRow("empty") << "" << false << ""
-                           << "" << 0 << "" << -1;
+    QTest::addColumn<QString>("target"); // method|device|baud|backend|address, or "refused"
+    QTest::newRow("serial with rate") << "serial:/dev/ttyUSB0@9600"
+                                      << "RS232|/dev/ttyUSB0|9600||-1";
+    QTest::newRow("serial fast") << "serial:/dev/ttyUSB0@115200"
+                                 << "RS232|/dev/ttyUSB0|115200||-1";
+    QTest::newRow("serial keeps rate") << "serial:/dev/pts/3"
+                                       << "RS232|/dev/pts/3|0||-1";
+    QTest::newRow("serial last @") << "serial:/tmp/a@b@19200"
+                                   << "RS232|/tmp/a@b|19200||-1";
+    QTest::newRow("scheme any case") << " SERIAL:/dev/ttyS1 "
+                                     << "RS232|/dev/ttyS1|0||-1";
+    QTest::newRow("serial no device") << "serial:@9600"
+                                      << "refused";
+    QTest::newRow("serial bad rate") << "serial:/dev/ttyS0@fast"
+                                     << "refused";
+    QTest::newRow("linux-gpib") << "gpib:0:7"
+                                << "GPIB||0|gpib:0|7";
+    QTest::newRow("linux-gpib board 1") << "gpib:1:30"
+                                        << "GPIB||0|gpib:1|30";
+    QTest::newRow("gpib address 31") << "gpib:0:31"
+                                     << "refused";
+    QTest::newRow("gpib no address") << "gpib:0"
+                                     << "refused";
+    QTest::newRow("prologix serial") << "prologix:/dev/ttyUSB0:7"
+                                     << "GPIB||0|prologix:/dev/ttyUSB0|7";
+    QTest::newRow("prologix tcp") << "prologix-tcp:10.0.0.5:1234:7"
+                                  << "GPIB||0|prologix-tcp:10.0.0.5:1234|7";
+    QTest::newRow("prologix tcp no port") << "prologix-tcp:10.0.0.5:7"
+                                          << "refused";
+    QTest::newRow("prologix no address") << "prologix:/dev/ttyUSB0"
+                                         << "refused";
+    QTest::newRow("tcp with port") << "tcp:10.0.0.6:5025"
+                                   << "GPIB||0|tcp:10.0.0.6:5025|-1";
+    QTest::newRow("tcp default port") << "tcp:meter.lab"
+                                      << "GPIB||0|tcp:meter.lab:5025|-1";
+    QTest::newRow("tcp port 0") << "tcp:meter.lab:0"
+                                << "refused";
+    QTest::newRow("unknown kind") << "usb:1"
+                                  << "refused";
+    QTest::newRow("no kind") << "/dev/ttyUSB0"
+                             << "refused";
+    QTest::newRow("empty") << ""
+                           << "refused";
 }
 
 void TestDecoding::connectionText() {
     QFETCH(QString, text);
-    QFETCH(bool, ok);
-    kvx::ConnectionTarget target;
+    kvx::ConnectionTarget t;
     QString error;
-    QCOMPARE(kvx::parseConnectionText(text, &target, &error), ok);
+    const bool ok = kvx::parseConnectionText(text, &t, &error);
     QCOMPARE(error.isEmpty(), ok);
-    QTEST(target.method, "method");
-    QTEST(target.devicePath, "device");
-    QTEST(static_cast<int>(target.baudRate), "baud");
-    QTEST(target.gpibBackend, "backend");
-    QTEST(static_cast<int>(target.gpibAddress), "address");
+    const QString target = !ok ? QStringLiteral("refused")
+                               : QStringLiteral("%1|%2|%3|%4|%5")
+                                     .arg(t.method, t.devicePath)
+                                     .arg(t.baudRate)
+                                     .arg(t.gpibBackend)
+                                     .arg(t.gpibAddress);
+    QTEST(target, "target");
 }
 
 QTEST_GUILESS_MAIN(TestDecoding)
