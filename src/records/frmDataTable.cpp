@@ -401,9 +401,21 @@ void frmDataTable::AppendData() {
 }
 
 void frmDataTable::keepNewestInView() {
-    // Scrolled as far as the grid goes, the newest row is the last one shown.
-    if (m_model.size() > m_visibleRows)
-        grdHelQuest->scrollToBottom();
+    // The grid's header finds a row's position by adding up every row above it, so
+    // scrolling costs time in proportion to the trace. Scroll once when the event
+    // loop comes round, not inside every append: storing a sample stays as quick at a
+    // million rows as at a thousand, and the grid shows the newest row when it paints.
+    if (m_scrollPending || m_model.size() <= m_visibleRows)
+        return;
+    m_scrollPending = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_scrollPending = false;
+            if (m_model.size() > m_visibleRows)
+                grdHelQuest->scrollToBottom();
+        },
+        Qt::QueuedConnection);
 }
 
 // ---- Comments ----

@@ -109,6 +109,7 @@ private:
     int m_visibleRows = 0;
     int m_commentRow = -1;
     bool m_storeFailureReported = false;
+    bool m_scrollPending = false;
 
     static constexpr double kNoReference = 99999999.0;
 };

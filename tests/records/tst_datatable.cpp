@@ -344,7 +344,7 @@ void TestDataTable::resizeRule() {
     for (int i = 0; i < t.window.visibleRows() + 20; ++i)
         t.feed(i);
     const QModelIndex newest = t.grid()->model()->index(t.window.rowCount() - 1, 0);
-    QVERIFY(t.grid()->viewport()->rect().contains(t.grid()->visualRect(newest)));
+    QTRY_VERIFY(t.grid()->viewport()->rect().contains(t.grid()->visualRect(newest)));
 }
 
 void TestDataTable::lockedDatabaseIsReportedOnce() {

@@ -1,0 +1,128 @@
+// The record store under load: storing one sample into long traces, and saving
+// and loading a 100,000-sample record, beside the sqlite3 shell doing the same
+// copy on the same file as the floor.
+
+#include "RecordOperations.h"
+#include "RecordStore.h"
+#include "Services.h"
+#include "Session.h"
+#include "frmDataTable.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+namespace {
+
+// Runs SQL through the sqlite3 shell; returns the seconds it took, or -1 on failure.
+double runShell(const QString& databasePath, const QString& sql) {
+    QProcess shell;
+    QElapsedTimer timer;
+    timer.start();
+    shell.start(QStringLiteral("sqlite3"), {databasePath, sql});
+    if (!shell.waitForFinished(120000) || shell.exitCode() != 0)
+        return -1.0;
+    return timer.nsecsElapsed() / 1e9;
+}
+
+// A working trace of `rows` samples written straight into the file.
+bool fillTrace(const QString& databasePath, qint64 rows) {
+    const QString sql = QStringLiteral(
+                            "with recursive n(i) as (select 0 union all select i + 1 from n where i < %1) "
+                            "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+                            "select i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', '', i, 1 from n")
+                            .arg(rows - 1);
+    return runShell(databasePath, sql) >= 0.0;
+}
+
+struct RecordBench {
+    QTemporaryDir dir;
+    std::shared_ptr<kvx::ScriptedMessageService> messages = std::make_shared<kvx::ScriptedMessageService>();
+    std::unique_ptr<kvx::frmDataTable> table;
+
+    explicit RecordBench(qint64 rows) {
+        kvx::resetSession();
+        kvx::setClock(std::make_shared<kvx::ManualClock>());
+        kvx::setMessages(messages);
+        kvx::recordStore().open(path());
+        kvx::recordStore().close(); // the tables exist now; the shell fills them
+        fillTrace(path(), rows);
+        kvx::recordStore().open(path());
+        table = std::make_unique<kvx::frmDataTable>();
+        table->show();
+        QCoreApplication::processEvents();
+    }
+    ~RecordBench() {
+        table.reset();
+        kvx::recordStore().close();
+    }
+    QString path() const { return dir.filePath(QString::fromLatin1(kvx::kDatabaseFile)); }
+};
+
+// One sample: the sample rule, S13 and the grid append with the newest row scrolled into view.
+void BM_StoreSample(benchmark::State& state) {
+    RecordBench bench(state.range(0));
+    if (bench.table->rowCount() != state.range(0)) {
+        state.SkipWithError("trace not filled");
+        return;
+    }
+    const bool paint = state.range(1) != 0;
+    double clockValue = 36000.0;
+    for (auto _ : state) {
+        clockValue += 1.0;
+        kvx::session().lastReadingTime = clockValue;
+        bench.table->setValuePrimary(clockValue);
+        bench.table->AppendData();
+        if (paint)
+            QCoreApplication::processEvents(); // the grid repaints, as between two polling ticks
+    }
+    state.counters["rows_at_end"] = bench.table->rowCount();
+    if (!bench.messages->shown().empty())
+        state.SkipWithError("a sample was not stored");
+}
+BENCHMARK(BM_StoreSample)
+    ->ArgsProduct({{1000, 1000000}, {0, 1}})
+    ->ArgNames({"rows", "paint"})
+    ->Unit(benchmark::kMicrosecond)
+    ->Iterations(2000);
+
+constexpr qint64 kRecordRows = 100000;
+
+// Saving a new record: S1, S2, S3 and the S4 copy of 100,000 samples.
+void BM_SaveRecord(benchmark::State& state) {
+    RecordBench bench(kRecordRows);
+    kvx::RecordOperations records;
+    for (auto _ : state) {
+        bench.table->setField(kvx::RecordField::Recno, QString());
+        bench.messages->queueAnswer(kvx::Answer::Yes);
+        if (!records.saveRecord())
+            state.SkipWithError("save failed");
+    }
+    // The floor: the same copy statement run by the sqlite3 shell on the same file.
+    const double shellSeconds = runShell(bench.path(), kvx::toSqlite(kvx::statements::S4(QStringLiteral("999999"))));
+    state.counters["sqlite3_shell_ms"] = shellSeconds * 1000.0;
+}
+BENCHMARK(BM_SaveRecord)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+// Loading a record from the list: S9, S10, the S11 copy and the grid rebuilt from datatemp.
+void BM_LoadRecord(benchmark::State& state) {
+    RecordBench bench(kRecordRows);
+    kvx::RecordOperations records;
+    bench.messages->queueAnswer(kvx::Answer::Yes);
+    records.saveRecord();
+    const QString line = kvx::RecordOperations::listLine({QStringLiteral("1"), QString(), QString(), QString()});
+    for (auto _ : state) {
+        if (!records.loadFromListLine(line) || bench.table->rowCount() != kRecordRows)
+            state.SkipWithError("load failed");
+    }
+    const QString floorSql = kvx::toSqlite(kvx::statements::S10()) + QStringLiteral(";") +
+                             kvx::toSqlite(kvx::statements::S11(QStringLiteral("1")));
+    state.counters["sqlite3_shell_ms"] = runShell(bench.path(), floorSql) * 1000.0;
+}
+BENCHMARK(BM_LoadRecord)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+} // namespace
