@@ -76,12 +76,26 @@ struct ConnectionTarget {
     qint16 gpibAddress = -1; // GPIB: -1 keeps the present address
 };
 
-// Parses a connection text:
-//   serial:/dev/ttyUSB0[@9600]     RS-232 on any serial device (USB adapters, ptys)
-//   gpib:<board>:<address>         linux-gpib
-//   prologix:/dev/ttyUSB0:<address>        "++" controller on a serial device
-//   prologix-tcp:<host>:<port>:<address>   "++" controller over TCP
-//   tcp:<host>[:<port>]            raw SCPI socket, port 5025 by default
+// Parses a connection text (the --link option and the settings give one):
+//
+//   serial:<device>[@<baud>]       RS-232 on any serial device: /dev/ttyS0, a USB
+//                                  adapter (/dev/ttyUSB0), a pseudo-terminal. 8N1, no
+//                                  flow control. Each command goes out with one CR.
+//                                  Without @<baud> the settings' rate stays.
+//   gpib:<board>:<address>         linux-gpib (libgpib.so.0, loaded when used): the
+//                                  command as it stands, ended by EOI.
+//   prologix:<device>:<address>    a "++" GPIB controller on a serial device, and
+//   prologix-tcp:<host>:<port>:<address>   the same over TCP: the controller is set
+//                                  to ++mode 1, ++addr, ++auto 0, ++eoi 1, ++eos 3,
+//                                  so the meter gets the command with EOI and no
+//                                  terminator byte; replies are fetched with
+//                                  "++read eoi"; ++loc on close.
+//   tcp:<host>[:<port>]            the meter's raw SCPI socket, port 5025 by default;
+//                                  each command goes out with one LF.
+//
+// The settings' COM port n, with no device given, is /dev/ttyS(n-1). Addresses
+// are GPIB primary addresses 0 to 30. Every reply is read up to the meter's LF
+// (or GPIB END) within the link's timeout (1000 ms unless set otherwise).
 // Returns false with a message for anything else.
 bool parseConnectionText(const QString& text, ConnectionTarget* target, QString* error);
 
