@@ -1,0 +1,77 @@
+#include "AppOptions.h"
+
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+
+namespace kvx {
+
+namespace {
+
+const char* const kUsage = R"(Usage: kvx5130 [options]
+
+Remote control, live readings and trace recording for the KVX-5130 dual-display
+bench multimeter.
+
+Options:
+  --folder DIR   Program folder holding the record database KVX5130.mdb, the
+                 settings file KVX-5130.Log and the command log
+                 KVX_5130_Exection.log. Default: $KVX5130_FOLDER, else
+                 $XDG_DATA_HOME/kvx5130 (~/.local/share/kvx5130). Created when
+                 missing.
+  --link TEXT    Connect through TEXT instead of the link saved in the settings:
+                   serial:/dev/ttyUSB0@9600          RS-232 (any serial device)
+                   gpib:0:7                          linux-gpib board 0, address 7
+                   prologix:/dev/ttyUSB0:7           "++" GPIB controller, serial
+                   prologix-tcp:192.168.0.50:1234:7  "++" GPIB controller, LAN
+                   tcp:192.168.0.60:5025             raw SCPI socket
+  --start        Start a trace as soon as the windows are up, as if "Start"
+                 had been pressed (unattended logging).
+  --help         Show this text.
+)";
+
+} // namespace
+
+QString appUsageText() { return QString::fromUtf8(kUsage); }
+
+AppOptions parseAppOptions(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    const QCommandLineOption folder(QStringLiteral("folder"), QString(), QStringLiteral("DIR"));
+    const QCommandLineOption link(QStringLiteral("link"), QString(), QStringLiteral("TEXT"));
+    const QCommandLineOption start(QStringLiteral("start"));
+    const QCommandLineOption help(QStringList{QStringLiteral("help"), QStringLiteral("h")});
+    QCommandLineOption screenshot(QStringLiteral("screenshot"), QString(), QStringLiteral("FILE"));
+    screenshot.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption screenshotDelay(QStringLiteral("screenshot-delay"), QString(), QStringLiteral("MS"));
+    screenshotDelay.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({folder, link, start, help, screenshot, screenshotDelay});
+
+    AppOptions options;
+    if (!parser.parse(arguments)) {
+        options.error = parser.errorText();
+        return options;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        options.error = QStringLiteral("Unexpected argument: %1").arg(parser.positionalArguments().first());
+        return options;
+    }
+    options.helpRequested = parser.isSet(help);
+    options.folder = parser.value(folder);
+    options.link = parser.value(link);
+    options.start = parser.isSet(start);
+    options.screenshotFile = parser.value(screenshot);
+    if (parser.isSet(screenshotDelay)) {
+        bool ok = false;
+        const int delay = parser.value(screenshotDelay).toInt(&ok);
+        if (!ok || delay < 0) {
+            options.error = QStringLiteral("--screenshot-delay needs a number of milliseconds");
+            return options;
+        }
+        options.screenshotDelayMs = delay;
+    }
+    if (parser.isSet(link) && options.link.trimmed().isEmpty())
+        options.error = QStringLiteral("--link needs a connection text");
+    return options;
+}
+
+} // namespace kvx

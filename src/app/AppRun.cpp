@@ -1,0 +1,88 @@
+#include "AppRun.h"
+
+#include "Link.h"
+#include "Session.h"
+#include "mdiMain.h"
+
+#include <QApplication>
+#include <QFont>
+#include <QImageWriter>
+#include <QPixmap>
+#include <QTimer>
+#include <cstdio>
+
+namespace kvx {
+
+namespace {
+
+void printError(const QString& text) { std::fprintf(stderr, "kvx5130: %s\n", qPrintable(text)); }
+
+// Traditional Chinese first: the panel's captions use its forms.
+const char* const kCjkFamilies[] = {"Noto Sans CJK TC", "Noto Sans CJK JP", "Noto Sans CJK SC",
+                                    "WenQuanYi Zen Hei", "Droid Sans Fallback"};
+
+} // namespace
+
+void prepareApplication(QApplication& app) {
+    QApplication::setApplicationName(QStringLiteral("KVX-5130"));
+    QApplication::setApplicationVersion(QStringLiteral("1.0.1"));
+    QFont font = app.font();
+    QStringList families{font.family()};
+    QStringList fallbacks;
+    for (const char* family : kCjkFamilies)
+        fallbacks << QString::fromLatin1(family);
+    families << fallbacks;
+    font.setFamilies(families);
+    QApplication::setFont(font);
+    // Windows that pick a family of their own keep the fallback too.
+    QFont::insertSubstitutions(font.family(), fallbacks);
+}
+
+void applyOptionsToSession(const AppOptions& options) {
+    session().programFolder = resolveProgramFolder(options.folder);
+    session().linkOverride = options.link.trimmed();
+}
+
+bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
+    const QPixmap picture = frame.grab();
+    QImageWriter writer(file);
+    if (writer.write(picture.toImage()))
+        return true;
+    if (error)
+        *error = QStringLiteral("%1: %2").arg(file, writer.errorString());
+    return false;
+}
+
+int runApplication(QApplication& app, const AppOptions& options) {
+    if (!options.link.isEmpty()) {
+        ConnectionTarget target;
+        QString error;
+        if (!parseConnectionText(options.link, &target, &error)) {
+            printError(QStringLiteral("--link %1: %2").arg(options.link, error));
+            return 2;
+        }
+    }
+    applyOptionsToSession(options);
+
+    mdiMain frame;
+    if (!frame.load()) {
+        printError(QStringLiteral("start-up stopped (program folder %1)").arg(session().programFolder));
+        return 1;
+    }
+    frame.show();
+    frame.activatePanel();
+    if (options.start)
+        QTimer::singleShot(0, &frame, [&frame] { frame.startTrace(); });
+    if (!options.screenshotFile.isEmpty()) {
+        QTimer::singleShot(options.screenshotDelayMs, &frame, [&frame, &app, &options] {
+            QString error;
+            const bool saved = saveWindowPicture(frame, options.screenshotFile, &error);
+            if (!saved)
+                printError(error);
+            app.exit(saved ? 0 : 1);
+        });
+    }
+    return app.exec();
+}
+
+} // namespace kvx

@@ -1,0 +1,28 @@
+#pragma once
+// The real parts, one function per window library. They live in separate files
+// because the settings and views libraries each bring headers that cannot share
+// one translation unit.
+
+#include <QString>
+
+class QWidget;
+
+namespace kvx::parts {
+
+QWidget* createDataTable();
+QWidget* createGraphic();
+QWidget* createAnalog();
+QWidget* createDigital();
+QWidget* createPanel();
+QWidget* createState();
+QWidget* createSetting();
+
+bool openRecordDatabase(const QString& path, QString* error);
+
+void panelFirstActivation(QWidget* panel);
+void panelQuit(QWidget* panel);
+void panelStartTrace(QWidget* panel);
+void panelSaveOperationAs(QWidget* panel);
+void panelLoadOperationFrom(QWidget* panel);
+
+} // namespace kvx::parts

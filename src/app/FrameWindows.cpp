@@ -1,0 +1,70 @@
+// The child windows of the frame and the database they share.
+#include "FramePartsReal.h"
+
+#include "RecordStore.h"
+#include "frmANALOGMETER.h"
+#include "frmDIGITALMETERMaster.h"
+#include "frmDataTable.h"
+#include "frmGraphicRecord.h"
+#include "frmKVX5130.h"
+#include "frmState.h"
+
+#include <QAbstractButton>
+
+namespace kvx::parts {
+
+namespace {
+
+frmKVX5130* asPanel(QWidget* panel) { return qobject_cast<frmKVX5130*>(panel); }
+
+} // namespace
+
+QWidget* createDataTable() { return new frmDataTable; }
+
+QWidget* createGraphic() { return new frmGraphicRecord; }
+
+QWidget* createAnalog() { return new frmANALOGMETER; }
+QWidget* createDigital() { return new frmDIGITALMETERMaster; }
+QWidget* createState() { return new frmState; }
+
+QWidget* createPanel() {
+    auto* panel = new frmKVX5130;
+    panel->load();
+    return panel;
+}
+
+bool openRecordDatabase(const QString& path, QString* error) {
+    if (recordStore().open(path))
+        return true;
+    if (error)
+        *error = recordStore().openMessage();
+    return false;
+}
+
+void panelFirstActivation(QWidget* panel) {
+    if (frmKVX5130* p = asPanel(panel))
+        p->firstActivation();
+}
+
+void panelQuit(QWidget* panel) {
+    // cmdQuit is the panel's Quit key; pressing it runs the whole quit routine.
+    if (auto* quitKey = panel->findChild<QAbstractButton*>(QStringLiteral("cmdQuit")))
+        quitKey->click();
+}
+
+void panelStartTrace(QWidget* panel) {
+    if (frmKVX5130* p = asPanel(panel))
+        p->startTraceNow();
+}
+
+void panelSaveOperationAs(QWidget* panel) {
+    if (frmKVX5130* p = asPanel(panel))
+        p->saveOperationAs();
+}
+
+void panelLoadOperationFrom(QWidget* panel) {
+    if (frmKVX5130* p = asPanel(panel))
+        p->loadOperationFrom();
+}
+
+} // namespace kvx::parts

@@ -1,0 +1,520 @@
+#include "mdiMain.h"
+
+#include "Forms.h"
+#include "HelpGuide.h"
+#include "Services.h"
+#include "Session.h"
+#include "AppTwips.h"
+#include "frmAbout.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QCloseEvent>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QMenuBar>
+#include <QScopedValueRollback>
+#include <stdexcept>
+
+namespace kvx {
+
+using app::pixelsToTwips;
+using app::twipsToPixels;
+
+namespace {
+
+const char* const kFrameCaption = "DUAL DISPLAY DIGITAL MULTIMETER";
+const char* const kWindowMenuError = "System [Window] Menu Error";
+
+// Frame sizes (outer, twips): start-up sets one pair, every resize forces the
+// other. Both pairs are the frame's long-standing design and are kept.
+constexpr int kStartFrameWidth = 12135;
+constexpr int kStartFrameHeight = 8680;
+constexpr int kFixedFrameWidth = 12000;
+constexpr int kFixedFrameHeight = 8650;
+
+// The right-hand column and the left-hand area of the design, in twips.
+constexpr int kLeftAreaWidth = 7850;
+constexpr int kLeftAreaHeight = 7300;
+constexpr int kColumnWidth = 4100;
+constexpr int kStartAnalogHeight = 1860;
+constexpr int kStartDigitalHeight = 1860;
+constexpr int kStartPanelHeight = 3420;
+constexpr int kReloadDigitalHeight = 1820; // differs from start-up on purpose
+constexpr int kReloadAnalogHeight = 2350;
+constexpr int kReloadPanelHeight = 4900;
+constexpr int kStateTop = 7300;
+constexpr int kStateWidthMargin = 230;
+constexpr int kSettingLeft = 1000;
+constexpr int kSettingTop = 800;
+
+// Display layouts of the digital screen, twips. The gap between the two
+// displays differs per layout (+30 maximised, +5 normal, +0 default position).
+struct DisplayLayout {
+    int vmWidth;
+    int vmHeight;
+    int secondWidth;
+    double secondHeight;
+};
+constexpr DisplayLayout kLargeDisplays{11475, 2475, 11475, 1537.5};
+constexpr DisplayLayout kSmallDisplays{3825, 825, 3825, 615};
+constexpr int kGapMaximised = 30;
+constexpr int kGapNormal = 5;
+constexpr int kGapDefaultPosition = 0;
+
+// Raised inside the arrangement routine; any failure there ends it with one message.
+struct WindowMenuFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A child window's frame. Closing it unloads the window; the frame then waits
+// hidden for its deletion and must no longer count as loaded.
+class FormFrame : public QMdiSubWindow {
+public:
+    bool unloaded() const { return m_unloaded; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        QMdiSubWindow::closeEvent(event);
+        if (event->isAccepted())
+            m_unloaded = true;
+    }
+
+private:
+    bool m_unloaded = false;
+};
+
+void placeTwips(QMdiSubWindow* sub, int left, int top, int width, int height) {
+    sub->setGeometry(twipsToPixels(left), twipsToPixels(top), twipsToPixels(width), twipsToPixels(height));
+}
+
+void toggleMaximised(QMdiSubWindow* sub) {
+    if (sub->isMaximized())
+        sub->showNormal();
+    else
+        sub->showMaximized();
+}
+
+struct FunctionEntry {
+    const char* control;
+    const char* caption;
+    const char* key; // nullptr: the entry has no handler
+};
+
+// The FUNCTION menu presses the front panel's keys. Two entries are kept as the
+// meter's users have always had them: "ACV+Frequency" runs the current-plus-
+// frequency key like "ACA+Frequency" does, and "AC+DC Current" does nothing.
+const FunctionEntry kFunctionEntries[] = {
+    {"mnuDCV", "DC Voltage", "cmdDCV"},
+    {"mnuACV", "AC Voltage", "cmdACV"},
+    {"mnuACDCVol", "AC+DC Voltage", "cmdACDC_Vol"},
+    {"mnuACVFEQ", "ACV+Frequency", "cmdACA_Frq"},
+    {"mnuRipple", "Ripple", "cmdRipple"},
+    {"mnuDCC", "DC Current", "cmdDCA"},
+    {"mnuACC", "AC Current", "cmdACA"},
+    {"mnuACDCCur", "AC+DC Current", nullptr},
+    {"mnuACAFeq", "ACA+Frequency", "cmdACA_Frq"},
+    {"mnuResitance", "Resistance", "cmdOhm"},
+    {"mnuCapacitance", "Capacitance", "cmdCapacitance"},
+    {"mnuDiode", "Diode", "cmdDIODE"},
+    {"mnuContinuity", "Coutinuity", "cmdContinue"},
+};
+
+const char* const kWindowAreaCaptions[] = {"&Digital Meter", "&Analog meter", "&Graphic Record", "Data &Table",
+                                           "Default Position"};
+
+QMenu* addNamedMenu(QMenuBar* bar, const char* name, const QString& caption) {
+    QMenu* menu = bar->addMenu(caption);
+    menu->setObjectName(QString::fromLatin1(name));
+    menu->menuAction()->setObjectName(QString::fromLatin1(name));
+    return menu;
+}
+
+template <typename Target>
+QAction* addNamedAction(Target* target, const QString& name, const QString& caption) {
+    QAction* action = target->addAction(caption);
+    action->setObjectName(name);
+    return action;
+}
+
+} // namespace
+
+mdiMain::mdiMain(FrameParts parts, QWidget* parent) : QMainWindow(parent), m_parts(std::move(parts)) {
+    setObjectName(QStringLiteral("mdiMain"));
+    setWindowTitle(QString::fromLatin1(kFrameCaption));
+    m_area = new QMdiArea(this);
+    m_area->setObjectName(QStringLiteral("mdiArea"));
+    // Children that reach past the frame's fixed client area stay reachable.
+    m_area->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_area->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setCentralWidget(m_area);
+    connect(m_area, &QMdiArea::subWindowActivated, this, &mdiMain::onSubWindowActivated);
+    buildMenus();
+}
+
+mdiMain::~mdiMain() = default;
+
+// ----- menus -----
+
+void mdiMain::buildMenus() {
+    buildFileMenu();
+    buildFunctionMenu();
+    QAction* setting = addNamedAction(menuBar(), QStringLiteral("mnuSetting"), QStringLiteral("&Setting"));
+    connect(setting, &QAction::triggered, this, &mdiMain::showSetting);
+    buildWindowMenu();
+    QAction* help = addNamedAction(menuBar(), QStringLiteral("munHelp"), QStringLiteral("&Help"));
+    help->setShortcut(QKeySequence::HelpContents);
+    connect(help, &QAction::triggered, this, &mdiMain::showHelp);
+    QAction* about = addNamedAction(menuBar(), QStringLiteral("mnuAboutMe"), QStringLiteral("&About"));
+    connect(about, &QAction::triggered, this, &mdiMain::showAbout);
+}
+
+void mdiMain::buildFileMenu() {
+    QMenu* file = addNamedMenu(menuBar(), "mnuFile", QStringLiteral("&File"));
+    QAction* save = addNamedAction(file, QStringLiteral("mnuSave"), QStringLiteral("Save"));
+    connect(save, &QAction::triggered, this, [this] {
+        if (QWidget* panel = loadedForm(kFormPanel); panel && m_parts.panelSaveOperationAs)
+            m_parts.panelSaveOperationAs(panel);
+    });
+    QAction* open = addNamedAction(file, QStringLiteral("mnuOpen"), QStringLiteral("Load"));
+    connect(open, &QAction::triggered, this, [this] {
+        if (QWidget* panel = loadedForm(kFormPanel); panel && m_parts.panelLoadOperationFrom)
+            m_parts.panelLoadOperationFrom(panel);
+    });
+    QAction* quitEntry = addNamedAction(file, QStringLiteral("mnuQuit"), QStringLiteral("&Quit"));
+    connect(quitEntry, &QAction::triggered, this, &mdiMain::quit);
+}
+
+void mdiMain::buildFunctionMenu() {
+    QMenu* function = addNamedMenu(menuBar(), "mnuFunction", QStringLiteral("&FUNCTION"));
+    for (const FunctionEntry& entry : kFunctionEntries) {
+        QAction* action =
+            addNamedAction(function, QString::fromLatin1(entry.control), QString::fromLatin1(entry.caption));
+        if (!entry.key)
+            continue;
+        const QString key = QString::fromLatin1(entry.key);
+        connect(action, &QAction::triggered, this, [this, key] { pressPanelKey(key); });
+    }
+}
+
+void mdiMain::buildWindowMenu() {
+    QMenu* window = addNamedMenu(menuBar(), "mnuWindow", QStringLiteral("&Window"));
+    int index = 0;
+    for (const char* caption : kWindowAreaCaptions) {
+        QAction* action = addNamedAction(window, QStringLiteral("mnuWindowArea_%1").arg(index),
+                                         QString::fromUtf8(caption));
+        action->setProperty("index", index);
+        connect(action, &QAction::triggered, this, [this, index] { arrangeWindow(index); });
+        ++index;
+    }
+}
+
+bool mdiMain::pressPanelKey(const QString& keyName) {
+    QWidget* panel = loadedForm(kFormPanel);
+    auto* key = panel ? panel->findChild<QAbstractButton*>(keyName) : nullptr;
+    if (!key)
+        return false;
+    key->click();
+    return true;
+}
+
+// ----- child windows -----
+
+QMdiSubWindow* mdiMain::subWindowOf(const QString& formName) const {
+    const QString wanted = formName.trimmed();
+    const auto subs = m_area->subWindowList();
+    for (QMdiSubWindow* sub : subs) {
+        const auto* frame = dynamic_cast<const FormFrame*>(sub);
+        if (frame && !frame->unloaded() && sub->widget() && sub->widget()->objectName() == wanted)
+            return sub;
+    }
+    return nullptr;
+}
+
+QWidget* mdiMain::loadedForm(const QString& formName) const {
+    QMdiSubWindow* sub = subWindowOf(formName);
+    return sub ? sub->widget() : nullptr;
+}
+
+QMdiSubWindow* mdiMain::loadForm(const QString& formName) {
+    if (QMdiSubWindow* existing = subWindowOf(formName))
+        return existing;
+    const FrameParts::CreateWindow create = m_parts.creatorFor(formName);
+    QWidget* form = create ? create() : nullptr;
+    if (!form)
+        return nullptr;
+    auto* sub = new FormFrame;
+    sub->setWidget(form);
+    // Closing a child unloads it; the Window menu loads it again.
+    sub->setAttribute(Qt::WA_DeleteOnClose);
+    sub->setObjectName(formName + QStringLiteral("Frame"));
+    m_area->addSubWindow(sub);
+    return sub;
+}
+
+QMdiSubWindow* mdiMain::loadFormOrFail(const QString& formName) {
+    QMdiSubWindow* sub = loadForm(formName);
+    if (!sub)
+        throw WindowMenuFailure("cannot load " + formName.toStdString());
+    return sub;
+}
+
+int mdiMain::graphicWidthTwips() const {
+    // A closed window counts with the size it is given at start-up.
+    const QMdiSubWindow* graphic = subWindowOf(kFormGraphic);
+    return graphic ? qRound(pixelsToTwips(graphic->width())) : kLeftAreaWidth;
+}
+
+int mdiMain::analogHeightTwips() const {
+    const QMdiSubWindow* analog = subWindowOf(kFormAnalog);
+    return analog ? qRound(pixelsToTwips(analog->height())) : kStartAnalogHeight;
+}
+
+bool mdiMain::load() {
+    const QString databasePath = session().pathInFolder(kDatabaseFile);
+    QString error;
+    if (!m_parts.openDatabase || !m_parts.openDatabase(databasePath, &error)) {
+        messages().notice(error.isEmpty() ? tr("The record database %1 cannot be opened.").arg(databasePath)
+                                          : error);
+        return false;
+    }
+    setFrameSizeTwips(kStartFrameWidth, kStartFrameHeight);
+    try {
+        loadChildrenInOrder();
+    } catch (const WindowMenuFailure& failure) {
+        messages().notice(tr("The program cannot start: %1.").arg(QString::fromStdString(failure.what())));
+        return false;
+    }
+    return true;
+}
+
+void mdiMain::loadChildrenInOrder() {
+    // The data table lies behind the graph from the start.
+    QMdiSubWindow* table = loadFormOrFail(kFormDataTable);
+    placeTwips(table, 0, 0, kLeftAreaWidth, kLeftAreaHeight);
+    table->show();
+
+    QMdiSubWindow* graphic = loadFormOrFail(kFormGraphic);
+    graphic->show();
+    placeTwips(graphic, 0, 0, kLeftAreaWidth, kLeftAreaHeight);
+
+    QMdiSubWindow* analog = loadFormOrFail(kFormAnalog);
+    placeTwips(analog, graphicWidthTwips(), 0, kColumnWidth, kStartAnalogHeight);
+    analog->show();
+
+    QMdiSubWindow* digital = loadFormOrFail(kFormDigital);
+    placeTwips(digital, graphicWidthTwips(), analogHeightTwips(), kColumnWidth, kStartDigitalHeight);
+    digital->show();
+
+    // The panel's load steps mark the link LIVE or DEAD on the state panel, so the
+    // state panel is loaded before it; it is placed and shown last.
+    loadFormOrFail(kFormState);
+    QMdiSubWindow* panel = loadFormOrFail(kFormPanel);
+    const int digitalHeight = qRound(pixelsToTwips(digital->height()));
+    placeTwips(panel, graphicWidthTwips(), analogHeightTwips() + digitalHeight, kColumnWidth, kStartPanelHeight);
+    panel->show();
+
+    QMdiSubWindow* state = loadFormOrFail(kFormState);
+    state->move(0, twipsToPixels(kStateTop));
+    state->show();
+}
+
+void mdiMain::activatePanel() {
+    if (QMdiSubWindow* panel = subWindowOf(kFormPanel))
+        m_area->setActiveSubWindow(panel);
+}
+
+void mdiMain::onSubWindowActivated(QMdiSubWindow* sub) {
+    // The panel's own step acts on its first activation only.
+    if (sub && sub->widget() && sub->widget()->objectName() == QLatin1String(kFormPanel) &&
+        m_parts.panelFirstActivation)
+        m_parts.panelFirstActivation(sub->widget());
+}
+
+void mdiMain::startTrace() {
+    if (QWidget* panel = loadedForm(kFormPanel); panel && m_parts.panelStartTrace)
+        m_parts.panelStartTrace(panel);
+}
+
+// ----- window arrangement -----
+
+void mdiMain::arrangeWindow(int index) {
+    try {
+        switch (index) {
+        case 0:
+            arrangeDigitalScreen();
+            break;
+        case 1:
+            toggleOrReload(kFormAnalog);
+            break;
+        case 2:
+            toggleOrReload(kFormGraphic);
+            break;
+        case 3:
+            toggleOrReload(kFormDataTable);
+            break;
+        case 4:
+            defaultPosition();
+            break;
+        default:
+            break;
+        }
+    } catch (const std::exception&) {
+        // Windows already changed stay changed.
+        messages().notice(QString::fromLatin1(kWindowMenuError));
+    }
+}
+
+void mdiMain::setDigitalDisplays(bool maximised, int gapTwips) {
+    DigitalScreen* screen = forms().digital;
+    if (!screen)
+        throw WindowMenuFailure("the digital screen offers no displays");
+    const DisplayLayout& layout = maximised ? kLargeDisplays : kSmallDisplays;
+    screen->layoutDisplays(layout.vmWidth, layout.vmHeight, layout.vmHeight + gapTwips, layout.secondWidth,
+                           layout.secondHeight);
+}
+
+void mdiMain::arrangeDigitalScreen() {
+    QMdiSubWindow* digital = subWindowOf(kFormDigital);
+    if (!digital) {
+        reloadAtItsPlace(kFormDigital);
+        return;
+    }
+    const bool maximise = !digital->isMaximized();
+    toggleMaximised(digital);
+    setDigitalDisplays(maximise, maximise ? kGapMaximised : kGapNormal);
+}
+
+void mdiMain::toggleOrReload(const QString& formName) {
+    if (QMdiSubWindow* sub = subWindowOf(formName))
+        toggleMaximised(sub);
+    else
+        reloadAtItsPlace(formName);
+}
+
+void mdiMain::reloadAtItsPlace(const QString& formName) {
+    // Read before loading: the new window must not count itself.
+    const int graphicWidth = graphicWidthTwips();
+    const int analogHeight = analogHeightTwips();
+    QMdiSubWindow* sub = loadFormOrFail(formName);
+    if (formName == QLatin1String(kFormDigital)) {
+        placeTwips(sub, graphicWidth, analogHeight, kColumnWidth, kReloadDigitalHeight);
+        sub->show();
+    } else if (formName == QLatin1String(kFormAnalog)) {
+        placeTwips(sub, graphicWidth, 0, kColumnWidth, kReloadAnalogHeight);
+        sub->show();
+    } else if (formName == QLatin1String(kFormGraphic)) {
+        placeTwips(sub, 0, 0, kLeftAreaWidth, kLeftAreaHeight);
+        sub->show();
+        sub->raise();
+        m_area->setActiveSubWindow(sub);
+    } else if (formName == QLatin1String(kFormDataTable)) {
+        placeTwips(sub, 0, 0, kLeftAreaWidth, kLeftAreaHeight);
+        sub->show();
+    } else if (formName == QLatin1String(kFormPanel)) {
+        placeTwips(sub, graphicWidth, analogHeight, kColumnWidth, kReloadPanelHeight);
+        sub->show();
+    }
+}
+
+void mdiMain::defaultPosition() {
+    // Only the maximised state is undone: windows the operator dragged stay put.
+    for (const char* name : {kFormAnalog, kFormGraphic, kFormDataTable, kFormDigital}) {
+        if (QMdiSubWindow* sub = subWindowOf(name))
+            sub->showNormal();
+    }
+    if (subWindowOf(kFormDigital))
+        setDigitalDisplays(false, kGapDefaultPosition);
+    if (!subWindowOf(kFormPanel))
+        reloadAtItsPlace(kFormPanel);
+}
+
+// ----- frame size -----
+
+void mdiMain::setFrameSizeTwips(int width, int height) {
+    // The window system's own border differs between desktops and is not counted.
+    resize(twipsToPixels(width), twipsToPixels(height));
+}
+
+void mdiMain::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    applyFrameSizeRule();
+}
+
+void mdiMain::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    // Some window systems report the maximised state after the resize it brought.
+    if (event->type() == QEvent::WindowStateChange && (isMaximized() || isFullScreen()))
+        QMetaObject::invokeMethod(this, &mdiMain::applyFrameSizeRule, Qt::QueuedConnection);
+}
+
+void mdiMain::applyFrameSizeRule() {
+    // Setting the size below resizes the frame again, and that pass moves the
+    // state panel to the final width. A window system that refuses the size must
+    // not make this recurse for ever.
+    constexpr int kMaxNesting = 3;
+    if (m_sizeRuleDepth >= kMaxNesting)
+        return;
+    const QScopedValueRollback<int> depth(m_sizeRuleDepth, m_sizeRuleDepth + 1);
+    if (isMaximized() || isFullScreen())
+        showNormal();
+    placeStatePanel();
+    setFrameSizeTwips(kFixedFrameWidth, kFixedFrameHeight);
+    // A frame that is still being shown takes its new size without a second
+    // resize event; the state panel follows it here.
+    placeStatePanel();
+}
+
+void mdiMain::placeStatePanel() {
+    if (QMdiSubWindow* state = subWindowOf(kFormState)) {
+        const int frameWidth = qRound(pixelsToTwips(width()));
+        state->setGeometry(0, twipsToPixels(kStateTop), twipsToPixels(frameWidth - kStateWidthMargin),
+                           state->height());
+    }
+}
+
+// ----- dialogs, help, quit -----
+
+void mdiMain::showSetting() {
+    if (!m_setting) {
+        const FrameParts::CreateWindow create = m_parts.creatorFor(kFormSetting);
+        m_setting = create ? create() : nullptr;
+        if (!m_setting)
+            return;
+        m_setting->setParent(this, (m_setting->windowFlags() & ~Qt::WindowType_Mask) | Qt::Dialog);
+    }
+    m_setting->move(m_area->mapToGlobal(QPoint(twipsToPixels(kSettingLeft), twipsToPixels(kSettingTop))));
+    m_setting->show();
+    m_setting->raise();
+    m_setting->activateWindow();
+}
+
+void mdiMain::showHelp() {
+    if (!m_help)
+        m_help = new frmHelp(findUserGuide(), this);
+    m_help->show();
+    m_help->raise();
+    m_help->activateWindow();
+}
+
+void mdiMain::showAbout() {
+    if (!m_about)
+        m_about = new frmAbout(this);
+    m_about->show();
+    m_about->raise();
+    m_about->activateWindow();
+}
+
+void mdiMain::quit() {
+    if (QWidget* panel = loadedForm(kFormPanel); panel && m_parts.panelQuit)
+        m_parts.panelQuit(panel);
+}
+
+void mdiMain::closeEvent(QCloseEvent* event) {
+    // cmdQuit ends the process itself; when it returns (no panel), the frame closes as usual.
+    quit();
+    event->accept();
+}
+
+} // namespace kvx
