@@ -8,6 +8,7 @@
 
 #include <QComboBox>
 #include <QFrame>
+#include <QBoxLayout>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -81,10 +82,9 @@ frmDataTable::~frmDataTable() {
 
 void frmDataTable::buildControls() {
     m_header = new QWidget(this);
-    auto* grid = new QGridLayout(m_header);
-    grid->setContentsMargins(0, 4, 0, 2);
-    grid->setHorizontalSpacing(6);
-    grid->setVerticalSpacing(3);
+    auto* rows = new QVBoxLayout(m_header);
+    rows->setContentsMargins(0, 4, 0, 2);
+    rows->setSpacing(3);
 
     auto edit = [this](const char* name) {
         auto* e = new QLineEdit(m_header);
@@ -102,7 +102,10 @@ void frmDataTable::buildControls() {
     txtTimerSample = edit("txtTimerSample");
     // A fresh installation stores every reading until the settings say otherwise.
     txtTimerSample->setText(QStringLiteral("1"));
-    txtRecno->setMaximumWidth(60);
+    const int dateWidth = fontMetrics().horizontalAdvance(QStringLiteral("2026/01/05 00:00:00")) + 14;
+    txtStartTime->setMinimumWidth(dateWidth);
+    txtEndTime->setMinimumWidth(dateWidth);
+    txtRecno->setMaximumWidth(50);
     txtPUnit->setMaximumWidth(50);
     txtSUnit->setMaximumWidth(50);
     txtTimerSample->setMaximumWidth(50);
@@ -114,27 +117,31 @@ void frmDataTable::buildControls() {
                          QStringLiteral("Match condition: Percent")});
     CmbSample->setCurrentIndex(0);
 
-    grid->addWidget(label(QStringLiteral("Record No.")), 0, 0);
-    grid->addWidget(txtRecno, 0, 1);
-    grid->addWidget(label(QStringLiteral("Start")), 0, 2);
-    grid->addWidget(txtStartTime, 0, 3);
-    grid->addWidget(label(QStringLiteral("End")), 0, 4);
-    grid->addWidget(txtEndTime, 0, 5, 1, 2);
-    grid->addWidget(label(QStringLiteral("Description")), 1, 0);
-    grid->addWidget(txtDataDesc, 1, 1, 1, 3);
-    grid->addWidget(label(QStringLiteral("Units")), 1, 4);
-    grid->addWidget(txtPUnit, 1, 5);
-    grid->addWidget(txtSUnit, 1, 6);
-    grid->addWidget(label(QStringLiteral("Every")), 2, 0);
-    auto* every = new QHBoxLayout;
-    every->addWidget(txtTimerSample);
-    every->addWidget(label(QStringLiteral("readings")));
-    every->addStretch();
-    grid->addLayout(every, 2, 1, 1, 2);
-    grid->addWidget(label(QStringLiteral("Show")), 2, 4);
-    grid->addWidget(CmbSample, 2, 5, 1, 2);
-    grid->setColumnStretch(3, 1);
-    grid->setColumnStretch(5, 1);
+    auto* recordRow = new QHBoxLayout;
+    recordRow->addWidget(label(QStringLiteral("Record No.")));
+    recordRow->addWidget(txtRecno);
+    recordRow->addWidget(label(QStringLiteral("Start")));
+    recordRow->addWidget(txtStartTime, 1);
+    recordRow->addWidget(label(QStringLiteral("End")));
+    recordRow->addWidget(txtEndTime, 1);
+    auto* descriptionRow = new QHBoxLayout;
+    descriptionRow->addWidget(label(QStringLiteral("Description")));
+    descriptionRow->addWidget(txtDataDesc, 1);
+    descriptionRow->addWidget(label(QStringLiteral("Units")));
+    descriptionRow->addWidget(txtPUnit);
+    descriptionRow->addWidget(txtSUnit);
+    auto* sampleRow = new QHBoxLayout;
+    sampleRow->addWidget(label(QStringLiteral("Every")));
+    sampleRow->addWidget(txtTimerSample);
+    sampleRow->addWidget(label(QStringLiteral("readings")));
+    sampleRow->addStretch(1);
+    sampleRow->addWidget(label(QStringLiteral("Show")));
+    sampleRow->addWidget(CmbSample);
+    CmbSample->setMinimumWidth(200);
+    for (QHBoxLayout* row : {recordRow, descriptionRow, sampleRow}) {
+        row->setSpacing(6);
+        rows->addLayout(row);
+    }
 
     grdHelQuest = new QTableView(this);
     grdHelQuest->setObjectName(QStringLiteral("grdHelQuest"));
@@ -145,13 +152,11 @@ void frmDataTable::buildControls() {
     grdHelQuest->setSelectionMode(QAbstractItemView::NoSelection);
     grdHelQuest->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grdHelQuest->setWordWrap(false);
-    for (int column = 0; column < TraceTableModel::ColumnCount; ++column)
-        grdHelQuest->setColumnWidth(column, px(kColumnWidths[column]));
     grdHelQuest->horizontalHeader()->setStretchLastSection(true);
     // The columns are wider than the window's default size. A scroll bar that comes
     // and goes would change the rows that fit after the newest row was scrolled into view.
     grdHelQuest->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+    setUnitHeadings();
 
     pnlDataComment = new QFrame(this);
     pnlDataComment->setObjectName(QStringLiteral("pnlDataComment"));
@@ -177,6 +182,21 @@ void frmDataTable::buildControls() {
     connect(cmdProcOK, &QPushButton::clicked, this, &frmDataTable::acceptComment);
     connect(txtDataComment, &QLineEdit::returnPressed, this, &frmDataTable::acceptComment);
     connect(cmdProcCancel, &QPushButton::clicked, pnlDataComment, &QWidget::hide);
+}
+
+void frmDataTable::setUnitHeadings() {
+    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+    // The designed widths, widened where this screen's font would clip a heading or a date.
+    const QFontMetrics headingFont = grdHelQuest->horizontalHeader()->fontMetrics();
+    const QFontMetrics cellFont = grdHelQuest->fontMetrics();
+    for (int column = 0; column < TraceTableModel::ColumnCount - 1; ++column) {
+        const QString heading = m_model.headerData(column, Qt::Horizontal).toString();
+        int width = qMax(px(kColumnWidths[column]), headingFont.horizontalAdvance(heading) + 16);
+        if (column == TraceTableModel::RecTimeColumn)
+            width = qMax(width, cellFont.horizontalAdvance(QStringLiteral("2026/01/05 00:00:00")) + 12);
+        grdHelQuest->setColumnWidth(column, width);
+    }
+    grdHelQuest->setColumnWidth(TraceTableModel::CommentColumn, px(kColumnWidths[TraceTableModel::CommentColumn]));
 }
 
 void frmDataTable::resizeEvent(QResizeEvent* event) {
@@ -253,7 +273,7 @@ void frmDataTable::ClearData() {
     txtRecno->clear();
     txtPUnit->setText(driver().sUnitPrimary());
     txtSUnit->setText(driver().sUnitSecond());
-    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+    setUnitHeadings();
     txtDataDesc->clear();
     {
         const QSignalBlocker quiet(CmbSample);

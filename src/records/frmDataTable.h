@@ -65,6 +65,7 @@ private:
 
     void buildControls();
     void layoutControls();
+    void setUnitHeadings();
     QLineEdit* fieldEdit(RecordField which) const;
 
     std::optional<ReasonText> decideReason();
