@@ -58,7 +58,6 @@ frmANALOGMETER::frmANALOGMETER(QWidget* parent)
     // A +-12 dial at x100: the 1200 V scale.
     m_gridBase->setText(QStringLiteral("100"));
     m_gridMax->setText(QStringLiteral("12"));
-    onRelChanged();
     meterPeak = 0.0;
     showReading(0.0);
     applyColors(kDefaultDisplayColors);
@@ -132,6 +131,9 @@ void frmANALOGMETER::onGridMaxChanged() {
     const QString low = state ? state->limitMinText() : m_limLow->text();
     m_dial->setPointerValue(MeterDial::HighMark, markPosition(high, gridMaxValue));
     m_dial->setPointerValue(MeterDial::LowMark, markPosition(low, -gridMaxValue));
+    // The relative mark is in dial units too: a new scale re-places it, so it
+    // keeps marking the same reading.
+    onRelChanged();
     m_dial->setPointerValue(MeterDial::Needle, 0.0);
 }
 

@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMdiSubWindow>
 #include <QPushButton>
 #include <QSlider>
 #include <QVBoxLayout>
@@ -676,9 +677,21 @@ void frmGraphicRecord::onDemoTick() {
 // ---------------------------------------------------------------- window events and colours
 
 bool frmGraphicRecord::event(QEvent* event) {
-    if (event->type() == QEvent::WindowActivate && m_trace.sampleCount > 0)
-        ScaleYAxis(m_trace.peakAbs);
+    if (event->type() == QEvent::WindowActivate)
+        onActivated();
+    // Inside the main window's MDI area the child widget gets no activation event
+    // of its own; its sub-window announces the activation instead.
+    if (event->type() == QEvent::ParentChange) {
+        if (auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget()))
+            connect(sub, &QMdiSubWindow::aboutToActivate, this, &frmGraphicRecord::onActivated,
+                    Qt::UniqueConnection);
+    }
     return QWidget::event(event);
+}
+
+void frmGraphicRecord::onActivated() {
+    if (m_trace.sampleCount > 0)
+        ScaleYAxis(m_trace.peakAbs);
 }
 
 void frmGraphicRecord::applyColors(const DisplayColors& colors) {
@@ -699,13 +712,17 @@ void frmGraphicRecord::applyColors(const DisplayColors& colors) {
         axis->setTickLabelColor(text);
         axis->setLabelColor(text);
         axis->grid()->setPen(QPen(grid, 0, Qt::SolidLine));
-        axis->grid()->setSubGridPen(QPen(grid.darker(170), 0, Qt::DotLine));
+        QColor subGrid = grid;
+        subGrid.setAlpha(140);
+        axis->grid()->setSubGridPen(QPen(subGrid, 0, Qt::DotLine));
         axis->grid()->setZeroLinePen(QPen(grid, 0, Qt::SolidLine));
     }
-    plot(PlotTrace)->setPen(QPen(traceColor, 1.5));
-    plot(PlotHigh)->setPen(QPen(play, 1.2));
-    plot(PlotLow)->setPen(QPen(play, 1.2));
-    plot(PlotRel)->setPen(QPen(play, 1.2, Qt::DashLine));
+    // Cosmetic one-pixel pens: a wider pen makes the raster engine stroke the whole
+    // polyline as an outline, some fifty times slower with long traces.
+    plot(PlotTrace)->setPen(QPen(traceColor, 0));
+    plot(PlotHigh)->setPen(QPen(play, 0));
+    plot(PlotLow)->setPen(QPen(play, 0));
+    plot(PlotRel)->setPen(QPen(play, 0, Qt::DashLine));
     for (int i = 0; i < 2; ++i) {
         m_cursorLine[i]->setPen(QPen(marker, 1, i == 0 ? Qt::SolidLine : Qt::DashLine));
         m_cursorTracer[i]->setPen(QPen(marker, 1.5));

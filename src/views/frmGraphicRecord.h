@@ -112,6 +112,7 @@ private:
     void onPlotMouseMove(QMouseEvent* event);
     void onPlotMouseRelease(QMouseEvent* event);
     int pointIndexAt(double key) const;
+    void onActivated();
     void toggleDemoFeed();
     void onDemoTick();
     RecordStore& store();

@@ -144,6 +144,9 @@ void AnalogMeterTest::relMarkFollowsStatePanel() {
     state.rel = QStringLiteral("600");
     meter.setRelText(QStringLiteral("1")); // the field only prompts the mark to look
     QCOMPARE(meter.CWKnob1()->pointerValue(MeterDial::RelMark), 6.0);
+    meter.setValueText(QStringLiteral("60")); // x10: the mark still shows 600
+    QCOMPARE(meter.CWKnob1()->pointerValue(MeterDial::RelMark), 60.0);
+    meter.ChooseMeterScale(700);
     state.rel.clear();
     meter.setRelText(QStringLiteral("2"));
     QCOMPARE(meter.CWKnob1()->pointerValue(MeterDial::RelMark), -12.0);

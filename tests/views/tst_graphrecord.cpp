@@ -8,6 +8,8 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <qcustomplot.h>
@@ -422,12 +424,17 @@ void GraphRecordTest::randomValuesAreWholeNumbersInRange() {
 }
 
 void GraphRecordTest::activationRescales() {
-    frmGraphicRecord g;
-    feed(g, {"7"});
-    g.CWGraph1()->yAxis->setRange(-1, 1);
-    QEvent activate(QEvent::WindowActivate);
-    QApplication::sendEvent(&g, &activate);
-    QCOMPARE(yRange(g), QCPRange(-50, 50));
+    QMdiArea area;
+    auto* g = new frmGraphicRecord;
+    QMdiSubWindow* graphWindow = area.addSubWindow(g);
+    QMdiSubWindow* other = area.addSubWindow(new QWidget);
+    area.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&area));
+    area.setActiveSubWindow(other);
+    feed(*g, {"7"});
+    g->CWGraph1()->yAxis->setRange(-1, 1);
+    area.setActiveSubWindow(graphWindow);
+    QCOMPARE(yRange(*g), QCPRange(-50, 50));
 }
 
 QTEST_MAIN(GraphRecordTest)

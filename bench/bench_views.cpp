@@ -1,0 +1,118 @@
+// The trend graph with long traces: appending one sample at 1,000 and at
+// 1,000,000 samples (the cost must not grow), one full repaint of 1,000,000
+// points, and rebuilding the graph from a 1,000,000-row working trace.
+
+#include "RecordStore.h"
+#include "ValueRules.h"
+#include "clsKVX5310.h"
+#include "frmGraphicRecord.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+#include <qcustomplot.h>
+
+#include <map>
+#include <memory>
+
+namespace {
+
+// A working trace of `rows` samples, written through the sqlite3 shell so that
+// building it does not dominate the run. Kept for the whole run, one per size.
+class BenchTrace {
+public:
+    explicit BenchTrace(qint64 rows)
+        : m_store(std::make_unique<kvx::RecordStore>(QStringLiteral("bench-views-%1").arg(rows))) {
+        const QString path = m_dir.filePath(QStringLiteral("views.mdb"));
+        m_store->open(path); // creates the tables
+        m_store->close();
+        QProcess shell;
+        shell.start(QStringLiteral("sqlite3"),
+                    {path, QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n "
+                                          "where i < %1) insert into datatemp "
+                                          "(SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+                                          "select i, '2026/01/05 10:00:00', ((i % 2000) - 1000) * 0.25 || ' V', "
+                                          "'0 ', '0', '', i, 1 from n")
+                               .arg(rows - 1)});
+        m_ok = shell.waitForFinished(300000) && shell.exitCode() == 0;
+        m_ok = m_store->open(path) && m_ok;
+    }
+    bool ok() const { return m_ok; }
+    kvx::RecordStore* store() { return m_store.get(); }
+
+private:
+    QTemporaryDir m_dir;
+    std::unique_ptr<kvx::RecordStore> m_store;
+    bool m_ok = false;
+};
+
+BenchTrace& traceOf(qint64 rows) {
+    static std::map<qint64, std::unique_ptr<BenchTrace>> traces;
+    auto& slot = traces[rows];
+    if (!slot)
+        slot = std::make_unique<BenchTrace>(rows);
+    return *slot;
+}
+
+// A shown graph window holding `rows` samples, loaded the way a stored record is.
+std::unique_ptr<kvx::frmGraphicRecord> graphWith(qint64 rows, benchmark::State& state) {
+    kvx::driver().setUnitPrimary(QStringLiteral("Voltage"));
+    BenchTrace& trace = traceOf(rows);
+    if (!trace.ok()) {
+        state.SkipWithError("could not build the working trace (sqlite3 shell missing?)");
+        return nullptr;
+    }
+    auto graph = std::make_unique<kvx::frmGraphicRecord>();
+    graph->setRecordStore(trace.store());
+    graph->setLimHighText(QStringLiteral("200"));
+    graph->setLimLowText(QStringLiteral("-200"));
+    graph->setRelText(QStringLiteral("10"));
+    graph->resize(523, 487);
+    graph->show();
+    graph->ReDraw();
+    QApplication::processEvents();
+    return graph;
+}
+
+void BM_ShowGraphPerSample(benchmark::State& state) {
+    auto graph = graphWith(state.range(0), state);
+    if (!graph)
+        return;
+    QStringList readings;
+    for (int i = 0; i < 64; ++i)
+        readings << kvx::numberToText((i * 37 % 600) - 300.0) + QStringLiteral(" V");
+    int next = 0;
+    for (auto _ : state) {
+        graph->setValueText(readings[next++ & 63]);
+        graph->ShowGraph();
+    }
+    state.counters["samples"] = double(graph->trace().sampleCount);
+}
+BENCHMARK(BM_ShowGraphPerSample)->Arg(1000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
+
+void BM_FullReplot1M(benchmark::State& state) {
+    auto graph = graphWith(1000000, state);
+    if (!graph)
+        return;
+    QCustomPlot* plot = graph->CWGraph1();
+    plot->xAxis->setRange(0, 1000000);
+    for (auto _ : state)
+        plot->replot(QCustomPlot::rpImmediateRefresh);
+}
+BENCHMARK(BM_FullReplot1M)->Unit(benchmark::kMillisecond);
+
+void BM_ReDrawFromDatatemp1M(benchmark::State& state) {
+    auto graph = graphWith(1000000, state);
+    if (!graph)
+        return;
+    for (auto _ : state) {
+        graph->ReDraw();
+        graph->CWGraph1()->replot(QCustomPlot::rpImmediateRefresh); // the repaint belongs to the rebuild
+    }
+    state.counters["samples"] = double(graph->trace().sampleCount);
+}
+BENCHMARK(BM_ReDrawFromDatatemp1M)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+} // namespace
