@@ -29,13 +29,14 @@ public:
         m_store->open(path); // creates the tables
         m_store->close();
         QProcess shell;
-        shell.start(QStringLiteral("sqlite3"),
-                    {path, QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n "
-                                          "where i < %1) insert into datatemp "
-                                          "(SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
-                                          "select i, '2026/01/05 10:00:00', ((i % 2000) - 1000) * 0.25 || ' V', "
-                                          "'0 ', '0', '', i, 1 from n")
-                               .arg(rows - 1)});
+        shell.start(
+            QStringLiteral("sqlite3"),
+            {path, QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n "
+                                  "where i < %1) insert into datatemp "
+                                  "(SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+                                  "select i, '2026/01/05 10:00:00', ((i % 2000) - 1000) * 0.25 || ' V', "
+                                  "'0 ', '0', '', i, 1 from n")
+                       .arg(rows - 1)});
         m_ok = shell.waitForFinished(300000) && shell.exitCode() == 0;
         m_ok = m_store->open(path) && m_ok;
     }

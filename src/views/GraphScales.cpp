@@ -19,9 +19,13 @@ qint64 floorDiv(qint64 n, qint64 d) {
     return q;
 }
 
-qint64 floorMod(qint64 n, qint64 d) { return n - floorDiv(n, d) * d; }
+qint64 floorMod(qint64 n, qint64 d) {
+    return n - floorDiv(n, d) * d;
+}
 
-QString twoDigits(qint64 n) { return QStringLiteral("%1").arg(n, 2, 10, QLatin1Char('0')); }
+QString twoDigits(qint64 n) {
+    return QStringLiteral("%1").arg(n, 2, 10, QLatin1Char('0'));
+}
 
 struct Band {
     double from; // the band holds peaks from here up to the band above
@@ -58,8 +62,7 @@ QString FormatElapsed(qint32 seconds) {
 }
 
 double elapsedTextSeconds(const QString& text) {
-    static const QRegularExpression pattern(
-        QStringLiteral("^\\s*(?:(\\d+)D\\s+)?(\\d+):(\\d+):(\\d+)\\s*$"));
+    static const QRegularExpression pattern(QStringLiteral("^\\s*(?:(\\d+)D\\s+)?(\\d+):(\\d+):(\\d+)\\s*$"));
     const auto match = pattern.match(text);
     if (!match.hasMatch())
         return 0.0;

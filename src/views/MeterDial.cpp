@@ -14,7 +14,7 @@ namespace kvx {
 namespace {
 
 constexpr double kHalfSweepDegrees = 50.0;
-constexpr int kMajorDivisions = 4;        // marks at min, min/2, 0, max/2, max
+constexpr int kMajorDivisions = 4; // marks at min, min/2, 0, max/2, max
 constexpr int kMinorPerMajor = 5;
 constexpr double kPinnedOvershoot = 1.03; // a pointer beyond the end rests just past it
 
@@ -92,7 +92,8 @@ void MeterDial::paintEvent(QPaintEvent*) {
     auto angleOf = [&](double value) {
         if (!(span > 0) || !std::isfinite(value))
             return 0.0;
-        const double t = std::clamp((value - m_minimum) / span * 2.0 - 1.0, -kPinnedOvershoot, kPinnedOvershoot);
+        const double t =
+            std::clamp((value - m_minimum) / span * 2.0 - 1.0, -kPinnedOvershoot, kPinnedOvershoot);
         return t * kHalfSweepDegrees;
     };
 

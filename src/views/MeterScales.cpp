@@ -13,8 +13,8 @@ struct Row {
 // Rows from the top band down. The first row also takes any larger peak. The
 // last row of the volt, current and ohm tables is the (-0.5, 0.5) band, whose
 // lower end is open; it is tested apart.
-const Row kVoltRows[] = {{1200, "100", "12"}, {500, "100", "12"}, {50, "10", "50"},
-                         {5, "1", "50"},      {0.5, "1", "5"}};
+const Row kVoltRows[] = {
+    {1200, "100", "12"}, {500, "100", "12"}, {50, "10", "50"}, {5, "1", "50"}, {0.5, "1", "5"}};
 const Row kCurrentRows[] = {{20000, "1000", "20"}, {2000, "1000", "20"}, {500, "100", "20"},
                             {50, "10", "50"},      {5, "1", "50"},       {0.5, "1", "5"}};
 const Row kOhmRows[] = {{20000, "1000", "20"}, {5000, "1000", "20"}, {500, "100", "50"},

@@ -69,9 +69,13 @@ void NumericDisplay::setFormat(const QString& format) {
     update();
 }
 
-QString NumericDisplay::numberText() const { return displayNumberText(m_value, m_format); }
+QString NumericDisplay::numberText() const {
+    return displayNumberText(m_value, m_format);
+}
 
-QString NumericDisplay::unitText() const { return displayUnit(parseDisplayFormat(m_format).unit); }
+QString NumericDisplay::unitText() const {
+    return displayUnit(parseDisplayFormat(m_format).unit);
+}
 
 void NumericDisplay::setColors(const QColor& digits, const QColor& background) {
     m_digits = digits;
@@ -79,7 +83,9 @@ void NumericDisplay::setColors(const QColor& digits, const QColor& background) {
     update();
 }
 
-QSize NumericDisplay::sizeHint() const { return QSize(255, 55); }
+QSize NumericDisplay::sizeHint() const {
+    return QSize(255, 55);
+}
 
 void NumericDisplay::paintEvent(QPaintEvent*) {
     QPainter p(this);

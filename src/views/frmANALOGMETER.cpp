@@ -18,9 +18,13 @@ using views::twipsToPixels;
 
 namespace {
 
-QString primaryUnit() { return driver().sUnitPrimary(); }
+QString primaryUnit() {
+    return driver().sUnitPrimary();
+}
 
-QString numberFormatFor(const QString& unit) { return QStringLiteral("#.00 \"%1\"").arg(unit); }
+QString numberFormatFor(const QString& unit) {
+    return QStringLiteral("#.00 \"%1\"").arg(unit);
+}
 
 QLineEdit* makeField(QWidget* parent, const char* name, const QString& hint) {
     auto* field = new QLineEdit(parent);
@@ -77,12 +81,24 @@ void frmANALOGMETER::setValueText(const QString& text) {
         m_value->setText(text);
 }
 
-QString frmANALOGMETER::valueText() const { return m_value->text(); }
-void frmANALOGMETER::setLimHighText(const QString& text) { m_limHigh->setText(text); }
-void frmANALOGMETER::setLimLowText(const QString& text) { m_limLow->setText(text); }
-void frmANALOGMETER::setRelText(const QString& text) { m_rel->setText(text); }
-QString frmANALOGMETER::gridBaseText() const { return m_gridBase->text(); }
-QString frmANALOGMETER::gridMaxText() const { return m_gridMax->text(); }
+QString frmANALOGMETER::valueText() const {
+    return m_value->text();
+}
+void frmANALOGMETER::setLimHighText(const QString& text) {
+    m_limHigh->setText(text);
+}
+void frmANALOGMETER::setLimLowText(const QString& text) {
+    m_limLow->setText(text);
+}
+void frmANALOGMETER::setRelText(const QString& text) {
+    m_rel->setText(text);
+}
+QString frmANALOGMETER::gridBaseText() const {
+    return m_gridBase->text();
+}
+QString frmANALOGMETER::gridMaxText() const {
+    return m_gridMax->text();
+}
 
 void frmANALOGMETER::ChooseMeterScale(double peak) {
     if (const auto scale = meterScaleFor(primaryUnit(), peak)) {
@@ -177,8 +193,8 @@ void frmANALOGMETER::applyColors(const DisplayColors& colors) {
     dial.limitMarks = colorFromBgr(colors[PlayColor]);
     dial.relMark = colorFromBgr(colors[TraceColor]);
     m_dial->setColors(dial);
-    m_degree->setStyleSheet(QStringLiteral("QLabel { color: %1; background: transparent; }")
-                                .arg(dial.text.name()));
+    m_degree->setStyleSheet(
+        QStringLiteral("QLabel { color: %1; background: transparent; }").arg(dial.text.name()));
     QPalette pal = palette();
     pal.setColor(QPalette::Window, colorFromBgr(colors[FrameColor]));
     setPalette(pal);

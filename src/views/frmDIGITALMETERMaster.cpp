@@ -30,14 +30,30 @@ frmDIGITALMETERMaster::~frmDIGITALMETERMaster() {
         forms().digital = nullptr;
 }
 
-void frmDIGITALMETERMaster::setPrimaryValue(double value) { m_primary->setValue(value); }
-double frmDIGITALMETERMaster::primaryValue() const { return m_primary->value(); }
-void frmDIGITALMETERMaster::setPrimaryFormat(const QString& format) { m_primary->setFormat(format); }
-QString frmDIGITALMETERMaster::primaryFormat() const { return m_primary->format(); }
-void frmDIGITALMETERMaster::setSecondaryValue(double value) { m_secondary->setValue(value); }
-double frmDIGITALMETERMaster::secondaryValue() const { return m_secondary->value(); }
-void frmDIGITALMETERMaster::setSecondaryFormat(const QString& format) { m_secondary->setFormat(format); }
-QString frmDIGITALMETERMaster::secondaryFormat() const { return m_secondary->format(); }
+void frmDIGITALMETERMaster::setPrimaryValue(double value) {
+    m_primary->setValue(value);
+}
+double frmDIGITALMETERMaster::primaryValue() const {
+    return m_primary->value();
+}
+void frmDIGITALMETERMaster::setPrimaryFormat(const QString& format) {
+    m_primary->setFormat(format);
+}
+QString frmDIGITALMETERMaster::primaryFormat() const {
+    return m_primary->format();
+}
+void frmDIGITALMETERMaster::setSecondaryValue(double value) {
+    m_secondary->setValue(value);
+}
+double frmDIGITALMETERMaster::secondaryValue() const {
+    return m_secondary->value();
+}
+void frmDIGITALMETERMaster::setSecondaryFormat(const QString& format) {
+    m_secondary->setFormat(format);
+}
+QString frmDIGITALMETERMaster::secondaryFormat() const {
+    return m_secondary->format();
+}
 
 void frmDIGITALMETERMaster::layoutDisplays(int vmWidth, int vmHeight, int secondTop, int secondWidth,
                                            double secondHeight) {

@@ -26,7 +26,8 @@ public:
     double secondaryValue() const override;
     void setSecondaryFormat(const QString& format) override;
     QString secondaryFormat() const override;
-    void layoutDisplays(int vmWidth, int vmHeight, int secondTop, int secondWidth, double secondHeight) override;
+    void layoutDisplays(int vmWidth, int vmHeight, int secondTop, int secondWidth,
+                        double secondHeight) override;
 
     void applyColors(const DisplayColors& colors);
 

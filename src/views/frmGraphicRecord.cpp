@@ -31,7 +31,7 @@ namespace {
 enum PlotIndex { PlotTrace = 0, PlotHigh = 1, PlotLow = 2, PlotRel = 3 };
 
 constexpr double kDefaultXSpan = 100.0; // seconds: "0:0:00" .. "0:1:40"
-constexpr int kReplotIntervalMs = 40;    // at most 25 repaints a second
+constexpr int kReplotIntervalMs = 40;   // at most 25 repaints a second
 constexpr int kDemoIntervalMs = 1000;
 constexpr double kCursorGrabPixels = 8.0;
 
@@ -40,8 +40,8 @@ constexpr double kCursorGrabPixels = 8.0;
 class ClockTicker : public QCPAxisTicker {
 protected:
     double getTickStep(const QCPRange& range) override {
-        static const double steps[] = {1,    2,    5,     10,    20,    60,    120,   300,   600,    1200,
-                                       1800, 3600, 7200,  10800, 21600, 43200, 86400, 172800, 432000, 864000};
+        static const double steps[] = {1,    2,    5,    10,    20,    60,    120,   300,    600,    1200,
+                                       1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 432000, 864000};
         const double wanted = range.size() / 5.0;
         for (double s : steps) {
             if (s >= wanted - 1e-9)
@@ -108,7 +108,8 @@ void frmGraphicRecord::buildControls() {
     m_pnlMin = new CaptionPanel(QStringLiteral("pnlMin"), QStringLiteral("MIN:"));
     m_pnlStdCount = new CaptionPanel(QStringLiteral("pnlStdCount"), QStringLiteral("Match Condition:"));
     m_pnlTotCount = new CaptionPanel(QStringLiteral("pnlTotCount"), QStringLiteral("Total Sampling:"));
-    m_pnlIncrementTime = new CaptionPanel(QStringLiteral("pnlIncrementTime"), QStringLiteral("IntervalTime:"));
+    m_pnlIncrementTime =
+        new CaptionPanel(QStringLiteral("pnlIncrementTime"), QStringLiteral("IntervalTime:"));
     m_pnlTotTimes = new CaptionPanel(QStringLiteral("pnlTotTimes"), QStringLiteral("Total Time:"));
     m_pnlMax->setCursor(Qt::PointingHandCursor);
     m_pnlMin->setCursor(Qt::PointingHandCursor);
@@ -206,7 +207,8 @@ void frmGraphicRecord::buildControls() {
     m_limHigh = makeField("LimHigh");
     m_limLow = makeField("LimLow");
     m_rel = makeField("txtRel");
-    m_value->setToolTip(QStringLiteral("Newest reading; an edited value is charted when you leave the field"));
+    m_value->setToolTip(
+        QStringLiteral("Newest reading; an edited value is charted when you leave the field"));
     connect(m_value, &QLineEdit::editingFinished, this, &frmGraphicRecord::onValueEdited);
     auto* fields = new QHBoxLayout;
     fields->setSpacing(3);
@@ -256,19 +258,37 @@ void frmGraphicRecord::setupPlot() {
     connect(m_plot, &QCustomPlot::mouseRelease, this, &frmGraphicRecord::onPlotMouseRelease);
 }
 
-QCPGraph* frmGraphicRecord::plot(int index) const { return m_plot->graph(index); }
+QCPGraph* frmGraphicRecord::plot(int index) const {
+    return m_plot->graph(index);
+}
 
-QWidget* frmGraphicRecord::plotWidget() { return m_plot; }
+QWidget* frmGraphicRecord::plotWidget() {
+    return m_plot;
+}
 
-RecordStore& frmGraphicRecord::store() { return m_store ? *m_store : recordStore(); }
+RecordStore& frmGraphicRecord::store() {
+    return m_store ? *m_store : recordStore();
+}
 
-void frmGraphicRecord::setValueText(const QString& text) { m_value->setText(text); }
-QString frmGraphicRecord::valueText() const { return m_value->text(); }
-void frmGraphicRecord::setLimHighText(const QString& text) { m_limHigh->setText(text); }
-void frmGraphicRecord::setLimLowText(const QString& text) { m_limLow->setText(text); }
-void frmGraphicRecord::setRelText(const QString& text) { m_rel->setText(text); }
+void frmGraphicRecord::setValueText(const QString& text) {
+    m_value->setText(text);
+}
+QString frmGraphicRecord::valueText() const {
+    return m_value->text();
+}
+void frmGraphicRecord::setLimHighText(const QString& text) {
+    m_limHigh->setText(text);
+}
+void frmGraphicRecord::setLimLowText(const QString& text) {
+    m_limLow->setText(text);
+}
+void frmGraphicRecord::setRelText(const QString& text) {
+    m_rel->setText(text);
+}
 
-void frmGraphicRecord::setLiveTrace(bool on) { m_trace.liveTrace = on; }
+void frmGraphicRecord::setLiveTrace(bool on) {
+    m_trace.liveTrace = on;
+}
 
 void frmGraphicRecord::scheduleReplot() {
     if (!m_replotTimer.isActive())
@@ -358,7 +378,9 @@ void frmGraphicRecord::ShowGraph() {
     chartPoint(PlotTrace, key, value);
 
     const std::pair<QLineEdit*, std::pair<std::vector<double>*, int>> lines[] = {
-        {m_limHigh, {&t.highValues, PlotHigh}}, {m_limLow, {&t.lowValues, PlotLow}}, {m_rel, {&t.relValues, PlotRel}}};
+        {m_limHigh, {&t.highValues, PlotHigh}},
+        {m_limLow, {&t.lowValues, PlotLow}},
+        {m_rel, {&t.relValues, PlotRel}}};
     for (const auto& [field, target] : lines) {
         if (const auto number = fieldNumber(field)) {
             (*target.first)[k] = *number;
@@ -515,7 +537,9 @@ void frmGraphicRecord::setGraphMode(int mode) {
     scheduleReplot();
 }
 
-int frmGraphicRecord::graphMode() const { return m_mode->value(); }
+int frmGraphicRecord::graphMode() const {
+    return m_mode->value();
+}
 
 void frmGraphicRecord::showCursors(bool on) {
     for (int i = 0; i < 2; ++i) {
@@ -591,8 +615,12 @@ void frmGraphicRecord::refreshMeasurementFromPoints() {
     m_amplitudeVal->setText(numberToText(std::fabs(valueAt(m_cursorIndex[1]) - valueAt(m_cursorIndex[0]))));
 }
 
-void frmGraphicRecord::pnlMax_Click() { jumpToExtreme(m_trace.maxIndex); }
-void frmGraphicRecord::pnlMin_Click() { jumpToExtreme(m_trace.minIndex); }
+void frmGraphicRecord::pnlMax_Click() {
+    jumpToExtreme(m_trace.maxIndex);
+}
+void frmGraphicRecord::pnlMin_Click() {
+    jumpToExtreme(m_trace.minIndex);
+}
 
 void frmGraphicRecord::jumpToExtreme(qint32 index) {
     const int mode = graphMode();
@@ -655,7 +683,9 @@ void frmGraphicRecord::onPlotMouseMove(QMouseEvent* event) {
         moveCursor(m_draggedCursor, index);
 }
 
-void frmGraphicRecord::onPlotMouseRelease(QMouseEvent*) { m_draggedCursor = -1; }
+void frmGraphicRecord::onPlotMouseRelease(QMouseEvent*) {
+    m_draggedCursor = -1;
+}
 
 // ---------------------------------------------------------------- demonstration feed
 

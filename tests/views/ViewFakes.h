@@ -43,7 +43,9 @@ public:
     void setValueSecond(double) override {}
     void AppendData() override {}
     QString GetDate(int row) const override { return valid(row) ? rows[size_t(row)].first : QString(); }
-    QString GetValuePrimary(int row) const override { return valid(row) ? rows[size_t(row)].second : QString(); }
+    QString GetValuePrimary(int row) const override {
+        return valid(row) ? rows[size_t(row)].second : QString();
+    }
     QString GetValueSecond(int) const override { return QString(); }
     void RowSelected(int row) override { selected.push_back(row); }
     void ClearData() override { rows.clear(); }

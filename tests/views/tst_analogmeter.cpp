@@ -45,15 +45,22 @@ void AnalogMeterTest::readingsWidenTheScale_data() {
     QTest::addColumn<QString>("base");
     QTest::addColumn<QString>("max");
     QTest::addColumn<double>("needle");
-    QTest::newRow("V 0.2") << "Voltage" << QStringList{"0.2"} << "1" << "0.5" << 0.2;
-    QTest::newRow("V 0.2, 3") << "Voltage" << QStringList{"0.2", "3"} << "1" << "5" << 3.0;
-    QTest::newRow("V 0.2, 3, 700") << "Voltage" << QStringList{"0.2", "3", "700"} << "100" << "12" << 7.0;
-    QTest::newRow("V then 2 stays at 1200") << "Voltage" << QStringList{"0.2", "3", "700", "2"} << "100" << "12"
-                                            << 0.02;
-    QTest::newRow("mA 60 with unit text") << "Current" << QStringList{"60 mA"} << "10" << "50" << 6.0;
-    QTest::newRow("negative reading by magnitude") << "Voltage" << QStringList{"-70"} << "10" << "50" << -7.0;
-    QTest::newRow("kHz keeps the scale") << "Frequence" << QStringList{"0.2", "700"} << "100" << "12" << 7.0;
-    QTest::newRow("dBm keeps the scale") << "dBm" << QStringList{"3"} << "100" << "12" << 0.03;
+    QTest::newRow("V 0.2") << "Voltage" << QStringList{"0.2"} << "1"
+                           << "0.5" << 0.2;
+    QTest::newRow("V 0.2, 3") << "Voltage" << QStringList{"0.2", "3"} << "1"
+                              << "5" << 3.0;
+    QTest::newRow("V 0.2, 3, 700") << "Voltage" << QStringList{"0.2", "3", "700"} << "100"
+                                   << "12" << 7.0;
+    QTest::newRow("V then 2 stays at 1200") << "Voltage" << QStringList{"0.2", "3", "700", "2"} << "100"
+                                            << "12" << 0.02;
+    QTest::newRow("mA 60 with unit text") << "Current" << QStringList{"60 mA"} << "10"
+                                          << "50" << 6.0;
+    QTest::newRow("negative reading by magnitude") << "Voltage" << QStringList{"-70"} << "10"
+                                                   << "50" << -7.0;
+    QTest::newRow("kHz keeps the scale") << "Frequence" << QStringList{"0.2", "700"} << "100"
+                                         << "12" << 7.0;
+    QTest::newRow("dBm keeps the scale") << "dBm" << QStringList{"3"} << "100"
+                                         << "12" << 0.03;
 }
 
 void AnalogMeterTest::readingsWidenTheScale() {

@@ -24,10 +24,13 @@ void DigitalScreenTest::displaysShowValueThroughFormat_data() {
     QTest::addColumn<double>("value");
     QTest::addColumn<QString>("number");
     QTest::addColumn<QString>("unit");
-    QTest::newRow("volts three decimals") << ".##0 \"V\"" << 12.3456 << "12.346" << "V";
+    QTest::newRow("volts three decimals") << ".##0 \"V\"" << 12.3456 << "12.346"
+                                          << "V";
     QTest::newRow("kohm as kOhm sign") << ".#0 \"kohm\"" << 0.5 << "0.50" << QString::fromUtf8("kΩ");
-    QTest::newRow("one decimal") << ".0 \"mA\"" << -1234.56 << "-1234.6" << "mA";
-    QTest::newRow("four decimals") << ".###0 \"nF\"" << 0.3 << "0.3000" << "nF";
+    QTest::newRow("one decimal") << ".0 \"mA\"" << -1234.56 << "-1234.6"
+                                 << "mA";
+    QTest::newRow("four decimals") << ".###0 \"nF\"" << 0.3 << "0.3000"
+                                   << "nF";
 }
 
 void DigitalScreenTest::displaysShowValueThroughFormat() {

@@ -31,7 +31,9 @@ void feed(frmGraphicRecord& g, const QStringList& readings) {
     }
 }
 
-QCPRange yRange(const frmGraphicRecord& g) { return g.CWGraph1()->yAxis->range(); }
+QCPRange yRange(const frmGraphicRecord& g) {
+    return g.CWGraph1()->yAxis->range();
+}
 
 } // namespace
 
@@ -74,7 +76,9 @@ void GraphRecordTest::init() {
     QVERIFY(m_store->open(m_dir.filePath(QStringLiteral("views%1.mdb").arg(m_storeCount))));
 }
 
-void GraphRecordTest::cleanup() { m_store.reset(); }
+void GraphRecordTest::cleanup() {
+    m_store.reset();
+}
 
 void GraphRecordTest::plotsAndDefaultXAxis() {
     frmGraphicRecord g;
@@ -102,10 +106,13 @@ void GraphRecordTest::extremesNeedAStrictWin_data() {
     QTest::addColumn<QString>("maxPanel");
     QTest::addColumn<int>("minIndex");
     QTest::addColumn<QString>("minPanel");
-    QTest::newRow("tie keeps the first maximum") << QStringList{"5", "7 V", "7", "6"} << 1 << "MAX:7 V" << 0 << "MIN:5";
-    QTest::newRow("tie keeps the first minimum") << QStringList{"4", "-2", "-2.0", "1"} << 0 << "MAX:4" << 1 << "MIN:-2";
+    QTest::newRow("tie keeps the first maximum")
+        << QStringList{"5", "7 V", "7", "6"} << 1 << "MAX:7 V" << 0 << "MIN:5";
+    QTest::newRow("tie keeps the first minimum")
+        << QStringList{"4", "-2", "-2.0", "1"} << 0 << "MAX:4" << 1 << "MIN:-2";
     QTest::newRow("single sample is both") << QStringList{"0.25"} << 0 << "MAX:0.25" << 0 << "MIN:0.25";
-    QTest::newRow("text without a number reads 0") << QStringList{"abc", "-1"} << 0 << "MAX:abc" << 1 << "MIN:-1";
+    QTest::newRow("text without a number reads 0")
+        << QStringList{"abc", "-1"} << 0 << "MAX:abc" << 1 << "MIN:-1";
 }
 
 void GraphRecordTest::extremesNeedAStrictWin() {
@@ -127,14 +134,30 @@ void GraphRecordTest::matchIsStrictlyInsideTheBand_data() {
     QTest::addColumn<QString>("high");
     QTest::addColumn<QString>("low");
     QTest::addColumn<int>("matches");
-    QTest::newRow("inside") << "5" << "10" << "0" << 1;
-    QTest::newRow("on the high limit") << "10" << "10" << "0" << 0;
-    QTest::newRow("on the low limit") << "-3" << "10" << "-3" << 0;
-    QTest::newRow("above") << "11" << "10" << "0" << 0;
-    QTest::newRow("both limits empty") << "0" << "" << "" << 0;
-    QTest::newRow("empty low reads 0") << "4" << "10" << "" << 1;
-    QTest::newRow("empty low, negative reading") << "-4" << "10" << "" << 0;
-    QTest::newRow("limit text with unit still read") << "4" << "10 V" << "1" << 1;
+    QTest::newRow("inside") << "5"
+                            << "10"
+                            << "0" << 1;
+    QTest::newRow("on the high limit") << "10"
+                                       << "10"
+                                       << "0" << 0;
+    QTest::newRow("on the low limit") << "-3"
+                                      << "10"
+                                      << "-3" << 0;
+    QTest::newRow("above") << "11"
+                           << "10"
+                           << "0" << 0;
+    QTest::newRow("both limits empty") << "0"
+                                       << ""
+                                       << "" << 0;
+    QTest::newRow("empty low reads 0") << "4"
+                                       << "10"
+                                       << "" << 1;
+    QTest::newRow("empty low, negative reading") << "-4"
+                                                 << "10"
+                                                 << "" << 0;
+    QTest::newRow("limit text with unit still read") << "4"
+                                                     << "10 V"
+                                                     << "1" << 1;
 }
 
 void GraphRecordTest::matchIsStrictlyInsideTheBand() {
@@ -253,9 +276,9 @@ void GraphRecordTest::reDrawRebuildsAndDoublesMatches() {
     g.setLimLowText(QStringLiteral("0"));
     const QStringList readings{"5", "12.5", "3", "-1", "8"};
     for (int i = 0; i < readings.size(); ++i) {
-        QVERIFY(m_store->insertSample(i, QStringLiteral("2026/01/05 10:00:%1").arg(i, 2, 10, QLatin1Char('0')),
-                                      readings[i] + QStringLiteral(" V"), QStringLiteral("0 "),
-                                      QStringLiteral("0"), i, i ? 1 : 0));
+        QVERIFY(m_store->insertSample(
+            i, QStringLiteral("2026/01/05 10:00:%1").arg(i, 2, 10, QLatin1Char('0')),
+            readings[i] + QStringLiteral(" V"), QStringLiteral("0 "), QStringLiteral("0"), i, i ? 1 : 0));
     }
     feed(g, readings);
     QCOMPARE(g.trace().matchCount, 3);
@@ -309,7 +332,8 @@ void GraphRecordTest::cursorReadoutsAndMeasurement() {
     frmGraphicRecord g;
     const QStringList readings{"1", "4.5", "2", "-3.5"};
     for (int i = 0; i < readings.size(); ++i)
-        table.rows.push_back({QStringLiteral("2026/01/05 10:00:0%1").arg(i), readings[i] + QStringLiteral(" V")});
+        table.rows.push_back(
+            {QStringLiteral("2026/01/05 10:00:0%1").arg(i), readings[i] + QStringLiteral(" V")});
     feed(g, readings);
 
     g.setGraphMode(frmGraphicRecord::CursorCoordinates);
@@ -337,10 +361,18 @@ void GraphRecordTest::extremePanelMeasurement_data() {
     QTest::addColumn<QString>("firstTime");
     QTest::addColumn<QString>("maxTime");
     QTest::addColumn<QString>("period");
-    QTest::newRow("same day") << "2026/01/05 10:00:00" << "2026/01/05 11:30:15" << "01:30:15";
-    QTest::newRow("next day") << "2026/01/05 23:59:50" << "2026/01/06 00:00:10" << "00 00:00:20";
-    QTest::newRow("days apart") << "2026/01/05 10:00:00" << "2026/01/08 10:00:01" << "03 00:00:01";
-    QTest::newRow("time missing") << "" << "2026/01/05 10:00:00" << "";
+    QTest::newRow("same day") << "2026/01/05 10:00:00"
+                              << "2026/01/05 11:30:15"
+                              << "01:30:15";
+    QTest::newRow("next day") << "2026/01/05 23:59:50"
+                              << "2026/01/06 00:00:10"
+                              << "00 00:00:20";
+    QTest::newRow("days apart") << "2026/01/05 10:00:00"
+                                << "2026/01/08 10:00:01"
+                                << "03 00:00:01";
+    QTest::newRow("time missing") << ""
+                                  << "2026/01/05 10:00:00"
+                                  << "";
 }
 
 void GraphRecordTest::extremePanelMeasurement() {

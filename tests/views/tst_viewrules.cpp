@@ -116,32 +116,58 @@ void ViewRulesTest::meterScaleTable_data() {
     QTest::addColumn<double>("peak");
     QTest::addColumn<QString>("base"); // empty: the dial keeps its scale
     QTest::addColumn<QString>("max");
-    QTest::newRow("V above top") << "V" << 3000.0 << "100" << "12";
-    QTest::newRow("V 500") << "V" << 500.0 << "100" << "12";
-    QTest::newRow("V 499") << "V" << 499.0 << "10" << "50";
-    QTest::newRow("V 50") << "V" << 50.0 << "10" << "50";
-    QTest::newRow("V 5") << "V" << 5.0 << "1" << "50";
-    QTest::newRow("V 3") << "V" << 3.0 << "1" << "5";
-    QTest::newRow("V 0.2") << "V" << 0.2 << "1" << "0.5";
-    QTest::newRow("V -0.5 open end") << "V" << -0.5 << "" << "";
-    QTest::newRow("empty unit as volts") << "" << 700.0 << "100" << "12";
-    QTest::newRow("mA 20000") << "mA" << 25000.0 << "1000" << "20";
-    QTest::newRow("mA 2000") << "mA" << 2000.0 << "1000" << "20";
-    QTest::newRow("mA 1999") << "mA" << 1999.0 << "100" << "20";
-    QTest::newRow("mA 60") << "mA" << 60.0 << "10" << "50";
-    QTest::newRow("mA 0.1") << "mA" << 0.1 << "1" << "0.5";
-    QTest::newRow("kohm 5000") << "kohm" << 5000.0 << "1000" << "20";
-    QTest::newRow("kohm 4999") << "kohm" << 4999.0 << "100" << "50";
-    QTest::newRow("kohm 0.4") << "kohm" << 0.4 << "1" << "0.5";
-    QTest::newRow("nF 60000 falls back to 20000") << "nF" << 60000.0 << "1000" << "20";
-    QTest::newRow("nF 50000 falls back to 20000") << "nF" << 50000.0 << "1000" << "20";
-    QTest::newRow("nF 49999") << "nF" << 49999.0 << "1000" << "50";
-    QTest::newRow("nF 4999") << "nF" << 4999.0 << "100" << "50";
-    QTest::newRow("nF 0.2 has no 0.5 band") << "nF" << 0.2 << "1" << "5";
-    QTest::newRow("nF 0") << "nF" << 0.0 << "1" << "5";
-    QTest::newRow("nF negative") << "nF" << -1.0 << "" << "";
-    QTest::newRow("kHz keeps") << "kHz" << 700.0 << "" << "";
-    QTest::newRow("dBm keeps") << "dBm" << 700.0 << "" << "";
+    QTest::newRow("V above top") << "V" << 3000.0 << "100"
+                                 << "12";
+    QTest::newRow("V 500") << "V" << 500.0 << "100"
+                           << "12";
+    QTest::newRow("V 499") << "V" << 499.0 << "10"
+                           << "50";
+    QTest::newRow("V 50") << "V" << 50.0 << "10"
+                          << "50";
+    QTest::newRow("V 5") << "V" << 5.0 << "1"
+                         << "50";
+    QTest::newRow("V 3") << "V" << 3.0 << "1"
+                         << "5";
+    QTest::newRow("V 0.2") << "V" << 0.2 << "1"
+                           << "0.5";
+    QTest::newRow("V -0.5 open end") << "V" << -0.5 << ""
+                                     << "";
+    QTest::newRow("empty unit as volts") << "" << 700.0 << "100"
+                                         << "12";
+    QTest::newRow("mA 20000") << "mA" << 25000.0 << "1000"
+                              << "20";
+    QTest::newRow("mA 2000") << "mA" << 2000.0 << "1000"
+                             << "20";
+    QTest::newRow("mA 1999") << "mA" << 1999.0 << "100"
+                             << "20";
+    QTest::newRow("mA 60") << "mA" << 60.0 << "10"
+                           << "50";
+    QTest::newRow("mA 0.1") << "mA" << 0.1 << "1"
+                            << "0.5";
+    QTest::newRow("kohm 5000") << "kohm" << 5000.0 << "1000"
+                               << "20";
+    QTest::newRow("kohm 4999") << "kohm" << 4999.0 << "100"
+                               << "50";
+    QTest::newRow("kohm 0.4") << "kohm" << 0.4 << "1"
+                              << "0.5";
+    QTest::newRow("nF 60000 falls back to 20000") << "nF" << 60000.0 << "1000"
+                                                  << "20";
+    QTest::newRow("nF 50000 falls back to 20000") << "nF" << 50000.0 << "1000"
+                                                  << "20";
+    QTest::newRow("nF 49999") << "nF" << 49999.0 << "1000"
+                              << "50";
+    QTest::newRow("nF 4999") << "nF" << 4999.0 << "100"
+                             << "50";
+    QTest::newRow("nF 0.2 has no 0.5 band") << "nF" << 0.2 << "1"
+                                            << "5";
+    QTest::newRow("nF 0") << "nF" << 0.0 << "1"
+                          << "5";
+    QTest::newRow("nF negative") << "nF" << -1.0 << ""
+                                 << "";
+    QTest::newRow("kHz keeps") << "kHz" << 700.0 << ""
+                               << "";
+    QTest::newRow("dBm keeps") << "dBm" << 700.0 << ""
+                               << "";
 }
 
 void ViewRulesTest::meterScaleTable() {
@@ -184,10 +210,14 @@ void ViewRulesTest::clockTexts_data() {
     QTest::addColumn<double>("seconds");
     QTest::addColumn<QString>("tick");
     QTest::addColumn<QString>("hhmmss");
-    QTest::newRow("origin") << 0.0 << "0:0:00" << "00:00:00";
-    QTest::newRow("100 s") << 100.0 << "0:1:40" << "00:01:40";
-    QTest::newRow("hour") << 3725.0 << "1:2:05" << "01:02:05";
-    QTest::newRow("wraps at a day") << 86400.0 + 61 << "0:1:01" << "00:01:01";
+    QTest::newRow("origin") << 0.0 << "0:0:00"
+                            << "00:00:00";
+    QTest::newRow("100 s") << 100.0 << "0:1:40"
+                           << "00:01:40";
+    QTest::newRow("hour") << 3725.0 << "1:2:05"
+                          << "01:02:05";
+    QTest::newRow("wraps at a day") << 86400.0 + 61 << "0:1:01"
+                                    << "00:01:01";
 }
 
 void ViewRulesTest::clockTexts() {
@@ -202,11 +232,21 @@ void ViewRulesTest::periodBetweenRows_data() {
     QTest::addColumn<QString>("first");
     QTest::addColumn<QString>("second");
     QTest::addColumn<QString>("period");
-    QTest::newRow("same date") << "2026/01/05 10:00:00" << "2026/01/05 10:01:40" << "00:01:40";
-    QTest::newRow("earlier second cursor") << "2026/01/05 12:00:00" << "2026/01/05 10:30:00" << "01:30:00";
-    QTest::newRow("across midnight") << "2026/01/05 23:59:50" << "2026/01/06 00:00:10" << "00 00:00:20";
-    QTest::newRow("two days") << "2026/01/05 10:00:00" << "2026/01/07 11:00:05" << "02 01:00:05";
-    QTest::newRow("empty time") << "" << "2026/01/05 10:00:00" << "";
+    QTest::newRow("same date") << "2026/01/05 10:00:00"
+                               << "2026/01/05 10:01:40"
+                               << "00:01:40";
+    QTest::newRow("earlier second cursor") << "2026/01/05 12:00:00"
+                                           << "2026/01/05 10:30:00"
+                                           << "01:30:00";
+    QTest::newRow("across midnight") << "2026/01/05 23:59:50"
+                                     << "2026/01/06 00:00:10"
+                                     << "00 00:00:20";
+    QTest::newRow("two days") << "2026/01/05 10:00:00"
+                              << "2026/01/07 11:00:05"
+                              << "02 01:00:05";
+    QTest::newRow("empty time") << ""
+                                << "2026/01/05 10:00:00"
+                                << "";
 }
 
 void ViewRulesTest::periodBetweenRows() {
