@@ -249,6 +249,10 @@ QMdiSubWindow* mdiMain::loadForm(const QString& formName) {
     // Closing a child unloads it; the Window menu loads it again.
     sub->setAttribute(Qt::WA_DeleteOnClose);
     sub->setObjectName(formName + QStringLiteral("Frame"));
+    // The state panel is a strip along the bottom that the frame keeps in place
+    // itself; without a title bar it fits the space below the 7300-twip line.
+    if (formName == QLatin1String(kFormState))
+        sub->setWindowFlags(Qt::FramelessWindowHint);
     m_area->addSubWindow(sub);
     return sub;
 }

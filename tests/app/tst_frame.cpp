@@ -18,6 +18,7 @@
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QtTest>
@@ -90,7 +91,8 @@ private slots:
     void startUpPlacesWindows();
     void startUpStacksGraphOverTableAndRestoresFunction();
     void firstRunCreatesDatabase();
-    void nonDatabaseFileEndsStartUp();
+    void unusableDatabaseEndsStartUp_data();
+    void unusableDatabaseEndsStartUp();
 
     void digitalScreenToggles();
     void toggleMaximisesAndRestores_data();
@@ -230,18 +232,39 @@ void TestFrame::firstRunCreatesDatabase() {
     QSqlDatabase::removeDatabase("firstRunCheck");
 }
 
-void TestFrame::nonDatabaseFileEndsStartUp() {
+void TestFrame::unusableDatabaseEndsStartUp_data() {
+    QTest::addColumn<bool>("locked");
+    QTest::newRow("not a database") << false;
+    QTest::newRow("locked by another program") << true;
+}
+
+void TestFrame::unusableDatabaseEndsStartUp() {
+    QFETCH(bool, locked);
     const QString path = session().pathInFolder(kDatabaseFile);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray("These are the operator's notes, not a record database.\n").repeated(200));
-    file.close();
+    const QString holder = QStringLiteral("otherProgram");
+    if (locked) {
+        QSqlDatabase other = QSqlDatabase::addDatabase("QSQLITE", holder);
+        other.setDatabaseName(path);
+        QVERIFY(other.open());
+        QSqlQuery query(other);
+        for (const char* statement : {"PRAGMA locking_mode=EXCLUSIVE", "BEGIN EXCLUSIVE",
+                                      "CREATE TABLE notes (line TEXT)"})
+            QVERIFY2(query.exec(statement), statement);
+    } else {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray("These are the operator's notes, not a record database.\n").repeated(200));
+    }
 
     m_frame = std::make_unique<mdiMain>(m_parts);
     QVERIFY(!m_frame->load());
     QCOMPARE(m_messages->shown().size(), size_t(1));
     QVERIFY2(m_messages->texts().first().contains(path), qPrintable(m_messages->texts().first()));
     QVERIFY(m_frame->area()->subWindowList().isEmpty());
+    if (locked) {
+        QSqlDatabase::database(holder).close();
+        QSqlDatabase::removeDatabase(holder);
+    }
 }
 
 // ----- Window menu -----
