@@ -118,12 +118,17 @@ void MeterDial::paintEvent(QPaintEvent*) {
                    labels[i]);
     }
 
-    // Marks: small triangles on the arc pointing inwards.
+    // Marks: small triangles under the arc pointing up at the scale, clear of the numbers.
     auto drawMark = [&](double value, const QColor& color) {
         const double angle = angleOf(value);
-        const QPointF tip = onArc(g, angle, g.radius - 1);
-        const QPointF left = onArc(g, angle - 3.2, g.radius + 9);
-        const QPointF right = onArc(g, angle + 3.2, g.radius + 9);
+        const double size = std::clamp(g.radius * 0.07, 9.0, 20.0);
+        const QPointF tip = onArc(g, angle, g.radius + 1);
+        const QPointF baseCentre = onArc(g, angle, g.radius - size);
+        const double a = qDegreesToRadians(angle);
+        const double halfBase = size * 0.45;
+        const QPointF across(halfBase * std::cos(a), halfBase * std::sin(a)); // along the arc there
+        const QPointF left = baseCentre - across;
+        const QPointF right = baseCentre + across;
         QPainterPath path(tip);
         path.lineTo(left);
         path.lineTo(right);

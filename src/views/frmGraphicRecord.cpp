@@ -246,8 +246,9 @@ void frmGraphicRecord::setupPlot() {
         line->point1->setCoords(0, 0);
         line->point2->setCoords(0, 1);
         auto* tracer = new QCPItemTracer(m_plot);
-        tracer->setGraph(plot(PlotTrace));
-        tracer->setInterpolating(false);
+        // Placed on the cursor's point by hand: a tracer bound to a graph complains
+        // whenever that graph is empty.
+        tracer->position->setType(QCPItemPosition::ptPlotCoords);
         tracer->setStyle(QCPItemTracer::tsCircle);
         tracer->setSize(7);
         m_cursorLine[i] = line;
@@ -534,6 +535,9 @@ void frmGraphicRecord::setGraphMode(int mode) {
     }
     showCursors(cursors);
     m_plot->setCursor(cursors ? Qt::SizeHorCursor : Qt::CrossCursor);
+    m_plot->setToolTip(cursors ? QStringLiteral("Drag a cursor, or click to bring cursor 1 there "
+                                                "(Shift+click: cursor 2)")
+                               : QString());
     scheduleReplot();
 }
 
@@ -564,7 +568,7 @@ void frmGraphicRecord::placeCursor(int cursor, int pointIndex) {
     const double key = count == 0 ? 0.0 : data->at(pointIndex)->key;
     m_cursorLine[cursor]->point1->setCoords(key, 0);
     m_cursorLine[cursor]->point2->setCoords(key, 1);
-    m_cursorTracer[cursor]->setGraphKey(key);
+    m_cursorTracer[cursor]->position->setCoords(key, count == 0 ? 0.0 : data->at(pointIndex)->value);
     m_cursorTracer[cursor]->setVisible(m_cursorLine[cursor]->visible() && count > 0);
     scheduleReplot();
 }
