@@ -244,7 +244,7 @@ void frmKVX5130::setStartKeyLook(const QString& caption, const QColor& colour, c
     palette.setColor(QPalette::ButtonText, Qt::black);
     m_cmdStart->setPalette(palette);
     m_cmdStart->setStyleSheet(QStringLiteral("QPushButton#cmdStart { background-color: %1; color: black; "
-                                             "border: 1px solid #404040; border-radius: 2px; }")
+                                             "border: 1px solid #404040; border-radius: 2px; font-size: 11px; }")
                                   .arg(colour.name()));
 }
 
@@ -260,7 +260,15 @@ void frmKVX5130::SaveOperation() {
     saveOperationTo(operationFilePath());
 }
 
-void frmKVX5130::LoadOperation() { loadOperationFromPath(operationFilePath()); }
+void frmKVX5130::LoadOperation() {
+    if (loadOperationFromPath(operationFilePath()))
+        return;
+    // No usable file (a first run): a blank total time would end every trace at its
+    // first reading, so the trace runs until it is stopped instead.
+    OperationRecord& op = session().operation;
+    if (trimBlanks(op.totalTime).isEmpty())
+        op.totalTime = QStringLiteral("Continuous");
+}
 
 bool frmKVX5130::saveOperationTo(const QString& path) {
     QString error;

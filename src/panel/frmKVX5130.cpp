@@ -26,13 +26,14 @@ constexpr int twips(int value) { return value / 15; }
 
 constexpr int kPanelWidthTwips = 4100;
 constexpr int kPanelHeightTwips = 3420;
-constexpr int kKeyHeight = 17;
-constexpr int kFontPixels = 10;
-constexpr int kOptionHeight = 14;
+constexpr int kKeyHeight = 16;
+constexpr int kFontPixels = 11;
 
+// A small, narrow face: the captions must fit keys a fifth of the panel wide.
 QFont panelFont(const QFont& base, int pixelSize) {
     QFont f = base;
     f.setPixelSize(pixelSize);
+    f.setStretch(QFont::SemiCondensed);
     return f;
 }
 
@@ -80,6 +81,30 @@ void frmKVX5130::buildUi() {
     tabs->setCornerWidget(m_timeDisplay, Qt::TopRightCorner);
     layout->addWidget(tabs, 1);
     layout->addWidget(buildTraceFrame());
+
+    applyCompactLook();
+}
+
+void frmKVX5130::applyCompactLook() {
+    // The child window is small: frame titles sit on the frame line instead of above
+    // it, and option captions sit close to their circles. Only the frames are styled,
+    // so that the keys keep the platform's look.
+    const QString frameStyle = QStringLiteral(
+        "QGroupBox { border: 1px solid palette(mid); border-radius: 2px; margin-top: 6px; padding-top: 3px; }"
+        "QGroupBox::title { subcontrol-origin: margin; subcontrol-position: top left; left: 6px; padding: 0 2px; }"
+        "QRadioButton, QCheckBox { spacing: 3px; }");
+    for (QGroupBox* frame : findChildren<QGroupBox*>())
+        frame->setStyleSheet(frameStyle);
+    // Polishing under a style sheet, and the theme's own fonts for keys, would both
+    // replace the panel's small font; every control is polished now and then given
+    // it explicitly (the record list keeps its fixed-width face).
+    const QList<QWidget*> controls = findChildren<QWidget*>();
+    for (QWidget* control : controls)
+        control->ensurePolished();
+    for (QWidget* control : controls) {
+        if (!qobject_cast<QListWidget*>(control))
+            control->setFont(font());
+    }
 }
 
 QWidget* frmKVX5130::buildFunctionPage() {
@@ -180,18 +205,21 @@ QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& f
     frame->setObjectName(frameName);
     frame->setProperty("Tag", QString());
     auto* grid = new QGridLayout(frame);
-    grid->setContentsMargins(4, 2, 2, 1);
-    grid->setHorizontalSpacing(4);
+    grid->setContentsMargins(4, 1, 2, 1);
+    grid->setHorizontalSpacing(3);
     grid->setVerticalSpacing(0);
     auto* options = new QButtonGroup(frame);
     const auto& table = panel::rangeOptions(group);
-    for (int i = 0; i < static_cast<int>(table.size()); ++i) {
+    const int count = static_cast<int>(table.size());
+    for (int i = 0; i < count; ++i) {
         auto* option = new QRadioButton(table[static_cast<size_t>(i)].caption, frame);
         option->setObjectName(optionPrefix + QLatin1Char('_') + QString::number(i));
         option->setChecked(table[static_cast<size_t>(i)].value == 0.0);
-        option->setFixedHeight(kOptionHeight);
         options->addButton(option, i);
-        grid->addWidget(option, i / columns, i % columns);
+        // A last option alone in its row may take the room of two, so that its
+        // caption does not widen the first column.
+        const bool aloneInRow = i == count - 1 && i % columns == 0;
+        grid->addWidget(option, i / columns, i % columns, 1, aloneInRow ? 2 : 1);
     }
     connect(options, &QButtonGroup::idClicked, this, [this, group](int index) { onRangeOption(group, index); });
     return frame;

@@ -76,6 +76,7 @@ private:
     static size_t groupIndex(panel::RangeGroup group) { return static_cast<size_t>(group); }
 
     void buildUi();
+    void applyCompactLook();
     QWidget* buildFunctionPage();
     QWidget* buildFunctionKeys();
     QWidget* buildRangeFrames();

@@ -34,6 +34,7 @@ private slots:
     void linkOverrideReplacesTheRecordsLink_data();
     void linkOverrideReplacesTheRecordsLink();
     void damagedOperationFileKeepsSettingsAndSaysSo();
+    void firstRunTracesUntilStopped();
     void fileSaveAndLoadUnderAChosenName();
     void recordKeysListAndLoadRecords();
 };
@@ -121,6 +122,14 @@ void PanelFilesTest::damagedOperationFileKeepsSettingsAndSaysSo() {
     QCOMPARE(f.messages->shown().size(), size_t(1));
     QVERIFY(f.messages->shown().front().text.contains(operationPath()));
     QCOMPARE(kvx::session().operation.totalTime, QStringLiteral("7"));
+}
+
+void PanelFilesTest::firstRunTracesUntilStopped() {
+    PanelFixture f;
+    kvx::session().operation.totalTime.clear();
+    f.panel->load();
+    QCOMPARE(kvx::session().operation.totalTime, QStringLiteral("Continuous"));
+    QVERIFY(f.messages->shown().empty());
 }
 
 void PanelFilesTest::fileSaveAndLoadUnderAChosenName() {
