@@ -24,8 +24,8 @@ namespace {
 class SimulatedMeter : public QObject {
 public:
     explicit SimulatedMeter(QObject* parent) : QObject(parent) {
-        m_process.start(QStringLiteral(KVX_SIM_BINARY), {QStringLiteral("--pty"), QStringLiteral("--seed"),
-                                                         QStringLiteral("1")});
+        m_process.start(QStringLiteral(KVX_SIM_BINARY),
+                        {QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("1")});
         if (m_process.waitForStarted() && m_process.waitForReadyRead(5000))
             m_device = QString::fromUtf8(m_process.readLine()).trimmed();
     }
@@ -101,8 +101,12 @@ void runStartUps(benchmark::State& state, bool firstRun) {
     }
 }
 
-void BM_StartUpToAllWindowsShown(benchmark::State& state) { runStartUps(state, false); }
-void BM_FirstRunStartUpCreatingDatabase(benchmark::State& state) { runStartUps(state, true); }
+void BM_StartUpToAllWindowsShown(benchmark::State& state) {
+    runStartUps(state, false);
+}
+void BM_FirstRunStartUpCreatingDatabase(benchmark::State& state) {
+    runStartUps(state, true);
+}
 
 } // namespace
 

@@ -31,7 +31,9 @@ Options:
 
 } // namespace
 
-QString appUsageText() { return QString::fromUtf8(kUsage); }
+QString appUsageText() {
+    return QString::fromUtf8(kUsage);
+}
 
 AppOptions parseAppOptions(const QStringList& arguments) {
     QCommandLineParser parser;

@@ -7,13 +7,13 @@
 namespace kvx {
 
 struct AppOptions {
-    QString folder;         // --folder DIR: the program folder
-    QString link;           // --link TEXT: connection text, overrides the saved link
-    bool start = false;     // --start: start a trace once the windows are up
-    QString screenshotFile; // --screenshot FILE (not in --help): save the main window and exit
+    QString folder;               // --folder DIR: the program folder
+    QString link;                 // --link TEXT: connection text, overrides the saved link
+    bool start = false;           // --start: start a trace once the windows are up
+    QString screenshotFile;       // --screenshot FILE (not in --help): save the main window and exit
     int screenshotDelayMs = 1500; // --screenshot-delay MS: time for the first readings
     bool helpRequested = false;
-    QString error;          // non-empty: the command line was refused
+    QString error; // non-empty: the command line was refused
 };
 
 // `arguments` includes the program name first, as QCoreApplication::arguments() gives it.

@@ -15,7 +15,9 @@ namespace kvx {
 
 namespace {
 
-void printError(const QString& text) { std::fprintf(stderr, "kvx5130: %s\n", qPrintable(text)); }
+void printError(const QString& text) {
+    std::fprintf(stderr, "kvx5130: %s\n", qPrintable(text));
+}
 
 // Traditional Chinese first: the panel's captions use its forms.
 const char* const kCjkFamilies[] = {"Noto Sans CJK TC", "Noto Sans CJK JP", "Noto Sans CJK SC",

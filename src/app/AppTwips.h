@@ -8,7 +8,11 @@ namespace kvx::app {
 
 inline constexpr double kTwipsPerPixel = 15.0;
 
-inline int twipsToPixels(double twips) { return qRound(twips / kTwipsPerPixel); }
-inline double pixelsToTwips(int pixels) { return pixels * kTwipsPerPixel; }
+inline int twipsToPixels(double twips) {
+    return qRound(twips / kTwipsPerPixel);
+}
+inline double pixelsToTwips(int pixels) {
+    return pixels * kTwipsPerPixel;
+}
 
 } // namespace kvx::app

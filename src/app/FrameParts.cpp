@@ -33,6 +33,8 @@ FrameParts realFrameParts() {
     parts.state = parts::createState;
     parts.setting = parts::createSetting;
     parts.openDatabase = parts::openRecordDatabase;
+    parts.applyDisplayColors = parts::applyDisplayColors;
+    parts.watchColorChanges = parts::watchColorChanges;
     parts.panelFirstActivation = parts::panelFirstActivation;
     parts.panelQuit = parts::panelQuit;
     parts.panelStartTrace = parts::panelStartTrace;

@@ -38,10 +38,15 @@ struct FrameParts {
     // Opens the one database connection for the run. False with the reason (naming the file).
     std::function<bool(const QString& path, QString* error)> openDatabase;
 
-    PanelRoutine panelFirstActivation; // presses the saved function's key once
-    PanelRoutine panelQuit;            // cmdQuit: saves, writes the log, ends the process
-    PanelRoutine panelStartTrace;      // as if "Start" had been pressed
-    PanelRoutine panelSaveOperationAs; // File "Save"
+    // Gives a view the display colours of the operation record; other windows are left alone.
+    std::function<void(QWidget* window)> applyDisplayColors;
+    // Calls `changed` whenever the settings dialog has stored new colours.
+    std::function<void(QWidget* setting, std::function<void()> changed)> watchColorChanges;
+
+    PanelRoutine panelFirstActivation;   // presses the saved function's key once
+    PanelRoutine panelQuit;              // cmdQuit: saves, writes the log, ends the process
+    PanelRoutine panelStartTrace;        // as if "Start" had been pressed
+    PanelRoutine panelSaveOperationAs;   // File "Save"
     PanelRoutine panelLoadOperationFrom; // File "Load"
 
     // The creator for a form name, or an empty function for a name the frame does not load.

@@ -4,6 +4,7 @@
 // one translation unit.
 
 #include <QString>
+#include <functional>
 
 class QWidget;
 
@@ -18,6 +19,9 @@ QWidget* createState();
 QWidget* createSetting();
 
 bool openRecordDatabase(const QString& path, QString* error);
+
+void applyDisplayColors(QWidget* window);
+void watchColorChanges(QWidget* setting, std::function<void()> changed);
 
 void panelFirstActivation(QWidget* panel);
 void panelQuit(QWidget* panel);

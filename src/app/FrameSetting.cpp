@@ -6,6 +6,13 @@
 
 namespace kvx::parts {
 
-QWidget* createSetting() { return new frmSetting; }
+QWidget* createSetting() {
+    return new frmSetting;
+}
+
+void watchColorChanges(QWidget* setting, std::function<void()> changed) {
+    if (auto* dialog = qobject_cast<frmSetting*>(setting))
+        QObject::connect(dialog, &frmSetting::colorsChanged, dialog, std::move(changed));
+}
 
 } // namespace kvx::parts

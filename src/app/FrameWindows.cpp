@@ -2,6 +2,7 @@
 #include "FramePartsReal.h"
 
 #include "RecordStore.h"
+#include "Session.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmDataTable.h"
@@ -10,22 +11,35 @@
 #include "frmState.h"
 
 #include <QAbstractButton>
+#include <algorithm>
 
 namespace kvx::parts {
 
 namespace {
 
-frmKVX5130* asPanel(QWidget* panel) { return qobject_cast<frmKVX5130*>(panel); }
+frmKVX5130* asPanel(QWidget* panel) {
+    return qobject_cast<frmKVX5130*>(panel);
+}
 
 } // namespace
 
-QWidget* createDataTable() { return new frmDataTable; }
+QWidget* createDataTable() {
+    return new frmDataTable;
+}
 
-QWidget* createGraphic() { return new frmGraphicRecord; }
+QWidget* createGraphic() {
+    return new frmGraphicRecord;
+}
 
-QWidget* createAnalog() { return new frmANALOGMETER; }
-QWidget* createDigital() { return new frmDIGITALMETERMaster; }
-QWidget* createState() { return new frmState; }
+QWidget* createAnalog() {
+    return new frmANALOGMETER;
+}
+QWidget* createDigital() {
+    return new frmDIGITALMETERMaster;
+}
+QWidget* createState() {
+    return new frmState;
+}
 
 QWidget* createPanel() {
     auto* panel = new frmKVX5130;
@@ -39,6 +53,19 @@ bool openRecordDatabase(const QString& path, QString* error) {
     if (error)
         *error = recordStore().openMessage();
     return false;
+}
+
+void applyDisplayColors(QWidget* window) {
+    const DisplayColors& colors = session().operation.colors;
+    // A record that never held colours (a first run) keeps the views' factory colours.
+    if (std::all_of(colors.begin(), colors.end(), [](quint32 c) { return c == 0; }))
+        return;
+    if (auto* digital = qobject_cast<frmDIGITALMETERMaster*>(window))
+        digital->applyColors(colors);
+    else if (auto* analog = qobject_cast<frmANALOGMETER*>(window))
+        analog->applyColors(colors);
+    else if (auto* graphic = qobject_cast<frmGraphicRecord*>(window))
+        graphic->applyColors(colors);
 }
 
 void panelFirstActivation(QWidget* panel) {

@@ -42,8 +42,9 @@ frmHelp::frmHelp(const QString& guidePath, QWidget* parent) : QWidget(parent, Qt
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_browser);
     if (guidePath.isEmpty()) {
-        m_browser->setHtml(tr("<h2>The user guide is not installed</h2><p>It was looked for at:</p><ul><li>%1</li></ul>")
-                               .arg(userGuideCandidates().join(QStringLiteral("</li><li>"))));
+        m_browser->setHtml(
+            tr("<h2>The user guide is not installed</h2><p>It was looked for at:</p><ul><li>%1</li></ul>")
+                .arg(userGuideCandidates().join(QStringLiteral("</li><li>"))));
     } else {
         m_browser->setSource(QUrl::fromLocalFile(guidePath));
     }

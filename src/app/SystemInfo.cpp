@@ -27,13 +27,16 @@ namespace {
 
 // A /proc/meminfo line "Name:   123456 kB" as kibibytes, -1 when absent.
 qint64 meminfoKiB(const QString& text, const QString& name) {
-    const QRegularExpression line(QStringLiteral("^%1:\\s*(\\d+)\\s*kB").arg(QRegularExpression::escape(name)),
-                                  QRegularExpression::MultilineOption);
+    const QRegularExpression line(
+        QStringLiteral("^%1:\\s*(\\d+)\\s*kB").arg(QRegularExpression::escape(name)),
+        QRegularExpression::MultilineOption);
     const QRegularExpressionMatch match = line.match(text);
     return match.hasMatch() ? match.captured(1).toLongLong() : -1;
 }
 
-QString gibText(qint64 kib) { return QString::number(kib / (1024.0 * 1024.0), 'f', 1) + QStringLiteral(" GiB"); }
+QString gibText(qint64 kib) {
+    return QString::number(kib / (1024.0 * 1024.0), 'f', 1) + QStringLiteral(" GiB");
+}
 
 } // namespace
 

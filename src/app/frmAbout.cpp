@@ -2,7 +2,6 @@
 
 #include "SystemInfo.h"
 
-#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -36,7 +35,8 @@ frmAbout::frmAbout(QWidget* parent)
     titleFont.setPointSizeF(titleFont.pointSizeF() * 1.8);
     titleFont.setBold(true);
     title->setFont(titleFont);
-    QLabel* product = namedLabel(QStringLiteral("lblProduct"), QStringLiteral("DUAL DISPLAY DIGITAL MULTIMETER"), this);
+    QLabel* product =
+        namedLabel(QStringLiteral("lblProduct"), QStringLiteral("DUAL DISPLAY DIGITAL MULTIMETER"), this);
     QLabel* version = namedLabel(QStringLiteral("lblVersion"), QString::fromLatin1(kVersionText), this);
     QLabel* description = namedLabel(
         QStringLiteral("lblDescription"),

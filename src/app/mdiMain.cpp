@@ -1,10 +1,10 @@
 #include "mdiMain.h"
 
+#include "AppTwips.h"
 #include "Forms.h"
 #include "HelpGuide.h"
 #include "Services.h"
 #include "Session.h"
-#include "AppTwips.h"
 #include "frmAbout.h"
 
 #include <QAbstractButton>
@@ -121,8 +121,8 @@ const FunctionEntry kFunctionEntries[] = {
     {"mnuContinuity", "Coutinuity", "cmdContinue"},
 };
 
-const char* const kWindowAreaCaptions[] = {"&Digital Meter", "&Analog meter", "&Graphic Record", "Data &Table",
-                                           "Default Position"};
+const char* const kWindowAreaCaptions[] = {"&Digital Meter", "&Analog meter", "&Graphic Record",
+                                           "Data &Table", "Default Position"};
 
 QMenu* addNamedMenu(QMenuBar* bar, const char* name, const QString& caption) {
     QMenu* menu = bar->addMenu(caption);
@@ -202,8 +202,8 @@ void mdiMain::buildWindowMenu() {
     QMenu* window = addNamedMenu(menuBar(), "mnuWindow", QStringLiteral("&Window"));
     int index = 0;
     for (const char* caption : kWindowAreaCaptions) {
-        QAction* action = addNamedAction(window, QStringLiteral("mnuWindowArea_%1").arg(index),
-                                         QString::fromUtf8(caption));
+        QAction* action =
+            addNamedAction(window, QStringLiteral("mnuWindowArea_%1").arg(index), QString::fromUtf8(caption));
         action->setProperty("index", index);
         connect(action, &QAction::triggered, this, [this, index] { arrangeWindow(index); });
         ++index;
@@ -244,6 +244,8 @@ QMdiSubWindow* mdiMain::loadForm(const QString& formName) {
     QWidget* form = create ? create() : nullptr;
     if (!form)
         return nullptr;
+    if (m_parts.applyDisplayColors)
+        m_parts.applyDisplayColors(form);
     auto* sub = new FormFrame;
     sub->setWidget(form);
     // Closing a child unloads it; the Window menu loads it again.
@@ -286,6 +288,8 @@ bool mdiMain::load() {
     setFrameSizeTwips(kStartFrameWidth, kStartFrameHeight);
     try {
         loadChildrenInOrder();
+        // The views were made before the panel read the settings that hold their colours.
+        applyDisplayColorsToViews();
     } catch (const WindowMenuFailure& failure) {
         messages().notice(tr("The program cannot start: %1.").arg(QString::fromStdString(failure.what())));
         return false;
@@ -316,12 +320,23 @@ void mdiMain::loadChildrenInOrder() {
     loadFormOrFail(kFormState);
     QMdiSubWindow* panel = loadFormOrFail(kFormPanel);
     const int digitalHeight = qRound(pixelsToTwips(digital->height()));
-    placeTwips(panel, graphicWidthTwips(), analogHeightTwips() + digitalHeight, kColumnWidth, kStartPanelHeight);
+    placeTwips(panel, graphicWidthTwips(), analogHeightTwips() + digitalHeight, kColumnWidth,
+               kStartPanelHeight);
     panel->show();
 
     QMdiSubWindow* state = loadFormOrFail(kFormState);
     state->move(0, twipsToPixels(kStateTop));
     state->show();
+}
+
+void mdiMain::applyDisplayColorsToViews() {
+    if (!m_parts.applyDisplayColors)
+        return;
+    const auto subs = m_area->subWindowList();
+    for (QMdiSubWindow* sub : subs) {
+        if (sub->widget())
+            m_parts.applyDisplayColors(sub->widget());
+    }
 }
 
 void mdiMain::activatePanel() {
@@ -487,6 +502,8 @@ void mdiMain::showSetting() {
         if (!m_setting)
             return;
         m_setting->setParent(this, (m_setting->windowFlags() & ~Qt::WindowType_Mask) | Qt::Dialog);
+        if (m_parts.watchColorChanges)
+            m_parts.watchColorChanges(m_setting, [this] { applyDisplayColorsToViews(); });
     }
     m_setting->move(m_area->mapToGlobal(QPoint(twipsToPixels(kSettingLeft), twipsToPixels(kSettingTop))));
     m_setting->show();

@@ -67,6 +67,7 @@ private:
     QMdiSubWindow* loadForm(const QString& formName);
     QMdiSubWindow* loadFormOrFail(const QString& formName);
     void loadChildrenInOrder();
+    void applyDisplayColorsToViews();
 
     void arrangeDigitalScreen();
     void toggleOrReload(const QString& formName);

@@ -32,11 +32,14 @@ void TestAppOptions::parse_data() {
     QTest::addColumn<QString>("screenshot");
     QTest::addColumn<int>("delay");
 
-    QTest::newRow("nothing") << QStringList{} << "" << "" << false << "" << 1500;
-    QTest::newRow("folder and link") << QStringList{"--folder", "/tmp/x", "--link", "serial:/dev/ttyUSB0@9600"}
-                                     << "/tmp/x" << "serial:/dev/ttyUSB0@9600" << false << "" << 1500;
-    QTest::newRow("equals form") << QStringList{"--link=gpib:0:7", "--start"} << "" << "gpib:0:7" << true << ""
-                                 << 1500;
+    QTest::newRow("nothing") << QStringList{} << ""
+                             << "" << false << "" << 1500;
+    QTest::newRow("folder and link") << QStringList{"--folder", "/tmp/x", "--link",
+                                                    "serial:/dev/ttyUSB0@9600"}
+                                     << "/tmp/x"
+                                     << "serial:/dev/ttyUSB0@9600" << false << "" << 1500;
+    QTest::newRow("equals form") << QStringList{"--link=gpib:0:7", "--start"} << ""
+                                 << "gpib:0:7" << true << "" << 1500;
     QTest::newRow("screenshot") << QStringList{"--screenshot", "/tmp/a.png", "--screenshot-delay", "0"} << ""
                                 << "" << false << "/tmp/a.png" << 0;
 }
@@ -73,10 +76,13 @@ void TestAppOptions::memory_data() {
     QTest::addColumn<QString>("summary");
     QTest::newRow("both") << "MemTotal:       16384000 kB\nMemFree:  1 kB\nMemAvailable:    8192000 kB\n"
                           << "15.6 GiB total, 7.8 GiB available";
-    QTest::newRow("total only") << "MemTotal: 1048576 kB\n" << "1.0 GiB total";
+    QTest::newRow("total only") << "MemTotal: 1048576 kB\n"
+                                << "1.0 GiB total";
     // A field name that merely ends like a wanted one must not be taken for it.
-    QTest::newRow("look-alike") << "HugeMemTotal: 1048576 kB\n" << "";
-    QTest::newRow("empty") << "" << "";
+    QTest::newRow("look-alike") << "HugeMemTotal: 1048576 kB\n"
+                                << "";
+    QTest::newRow("empty") << ""
+                           << "";
 }
 
 void TestAppOptions::memory() {

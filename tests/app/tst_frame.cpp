@@ -4,15 +4,17 @@
 // Setting, Help and About entries.
 #include "Forms.h"
 #include "HelpGuide.h"
+#include "NumericDisplay.h"
 #include "Services.h"
 #include "Session.h"
 #include "frmAbout.h"
+#include "frmDIGITALMETERMaster.h"
 #include "frmKVX5130.h"
 #include "mdiMain.h"
 
 #include <QAbstractButton>
-#include <QLabel>
 #include <QAction>
+#include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPlainTextEdit>
@@ -31,7 +33,9 @@ using namespace kvx;
 namespace {
 
 // Twips of the design to the pixels of the screen (15 to a pixel).
-int px(double twips) { return qRound(twips / 15.0); }
+int px(double twips) {
+    return qRound(twips / 15.0);
+}
 QRect twipsRect(int left, int top, int width, int height) {
     return QRect(px(left), px(top), px(width), px(height));
 }
@@ -64,7 +68,8 @@ public:
     double secondaryValue() const override { return 0; }
     void setSecondaryFormat(const QString&) override {}
     QString secondaryFormat() const override { return {}; }
-    void layoutDisplays(int vmWidth, int vmHeight, int secondTop, int secondWidth, double secondHeight) override {
+    void layoutDisplays(int vmWidth, int vmHeight, int secondTop, int secondWidth,
+                        double secondHeight) override {
         layouts.push_back({vmWidth, vmHeight, secondTop, secondWidth, secondHeight});
     }
     std::vector<Layout> layouts;
@@ -116,6 +121,7 @@ private slots:
     void startTraceStartsPolling();
 
     void settingShowsDialogModeless();
+    void recordColoursReachViews();
     void helpShowsGuide();
     void aboutAndSystemInfo();
 
@@ -247,8 +253,8 @@ void TestFrame::unusableDatabaseEndsStartUp() {
         other.setDatabaseName(path);
         QVERIFY(other.open());
         QSqlQuery query(other);
-        for (const char* statement : {"PRAGMA locking_mode=EXCLUSIVE", "BEGIN EXCLUSIVE",
-                                      "CREATE TABLE notes (line TEXT)"})
+        for (const char* statement :
+             {"PRAGMA locking_mode=EXCLUSIVE", "BEGIN EXCLUSIVE", "CREATE TABLE notes (line TEXT)"})
             QVERIFY2(query.exec(statement), statement);
     } else {
         QFile file(path);
@@ -312,7 +318,8 @@ void TestFrame::closedWindowReloadsAtItsPlace_data() {
     QTest::addColumn<QString>("form");
     QTest::addColumn<QRect>("place");
     // "graphic width" and "analog height" are the open graph's width and analog meter's height.
-    QTest::newRow("digital screen, 1820 high") << 0 << "frmDIGITALMETERMaster" << twipsRect(7850, 1860, 4100, 1820);
+    QTest::newRow("digital screen, 1820 high")
+        << 0 << "frmDIGITALMETERMaster" << twipsRect(7850, 1860, 4100, 1820);
     QTest::newRow("analog meter, 2350 high") << 1 << "frmANALOGMETER" << twipsRect(7850, 0, 4100, 2350);
     QTest::newRow("graphic record") << 2 << "frmGraphicRecord" << twipsRect(0, 0, 7850, 7300);
     QTest::newRow("data table") << 3 << "frmDataTable" << twipsRect(0, 0, 7850, 7300);
@@ -417,19 +424,45 @@ void TestFrame::functionMenuPressesKeys_data() {
     QTest::addColumn<QString>("entry");
     QTest::addColumn<QString>("caption");
     QTest::addColumn<QString>("key"); // empty: nothing is pressed
-    QTest::newRow("DC voltage") << "mnuDCV" << "DC Voltage" << "cmdDCV";
-    QTest::newRow("AC voltage") << "mnuACV" << "AC Voltage" << "cmdACV";
-    QTest::newRow("AC+DC voltage") << "mnuACDCVol" << "AC+DC Voltage" << "cmdACDC_Vol";
-    QTest::newRow("ACV+Frequency runs the current key") << "mnuACVFEQ" << "ACV+Frequency" << "cmdACA_Frq";
-    QTest::newRow("ripple") << "mnuRipple" << "Ripple" << "cmdRipple";
-    QTest::newRow("DC current") << "mnuDCC" << "DC Current" << "cmdDCA";
-    QTest::newRow("AC current") << "mnuACC" << "AC Current" << "cmdACA";
-    QTest::newRow("AC+DC current does nothing") << "mnuACDCCur" << "AC+DC Current" << "";
-    QTest::newRow("ACA+Frequency") << "mnuACAFeq" << "ACA+Frequency" << "cmdACA_Frq";
-    QTest::newRow("resistance") << "mnuResitance" << "Resistance" << "cmdOhm";
-    QTest::newRow("capacitance") << "mnuCapacitance" << "Capacitance" << "cmdCapacitance";
-    QTest::newRow("diode") << "mnuDiode" << "Diode" << "cmdDIODE";
-    QTest::newRow("continuity, spelt as ever") << "mnuContinuity" << "Coutinuity" << "cmdContinue";
+    QTest::newRow("DC voltage") << "mnuDCV"
+                                << "DC Voltage"
+                                << "cmdDCV";
+    QTest::newRow("AC voltage") << "mnuACV"
+                                << "AC Voltage"
+                                << "cmdACV";
+    QTest::newRow("AC+DC voltage") << "mnuACDCVol"
+                                   << "AC+DC Voltage"
+                                   << "cmdACDC_Vol";
+    QTest::newRow("ACV+Frequency runs the current key") << "mnuACVFEQ"
+                                                        << "ACV+Frequency"
+                                                        << "cmdACA_Frq";
+    QTest::newRow("ripple") << "mnuRipple"
+                            << "Ripple"
+                            << "cmdRipple";
+    QTest::newRow("DC current") << "mnuDCC"
+                                << "DC Current"
+                                << "cmdDCA";
+    QTest::newRow("AC current") << "mnuACC"
+                                << "AC Current"
+                                << "cmdACA";
+    QTest::newRow("AC+DC current does nothing") << "mnuACDCCur"
+                                                << "AC+DC Current"
+                                                << "";
+    QTest::newRow("ACA+Frequency") << "mnuACAFeq"
+                                   << "ACA+Frequency"
+                                   << "cmdACA_Frq";
+    QTest::newRow("resistance") << "mnuResitance"
+                                << "Resistance"
+                                << "cmdOhm";
+    QTest::newRow("capacitance") << "mnuCapacitance"
+                                 << "Capacitance"
+                                 << "cmdCapacitance";
+    QTest::newRow("diode") << "mnuDiode"
+                           << "Diode"
+                           << "cmdDIODE";
+    QTest::newRow("continuity, spelt as ever") << "mnuContinuity"
+                                               << "Coutinuity"
+                                               << "cmdContinue";
 }
 
 void TestFrame::functionMenuPressesKeys() {
@@ -440,8 +473,9 @@ void TestFrame::functionMenuPressesKeys() {
     QVERIFY(action);
     QTEST(action->text(), "caption");
 
-    const QStringList functionKeys{"cmdDCV", "cmdACV", "cmdACDC_Vol", "cmdACVFeq", "cmdRipple", "cmdDIODE", "cmdDCA",
-                                   "cmdACA", "cmdACDC_Cur", "cmdACA_Frq", "cmdOhm", "cmdCapacitance", "cmdContinue"};
+    const QStringList functionKeys{"cmdDCV",   "cmdACV",         "cmdACDC_Vol", "cmdACVFeq",   "cmdRipple",
+                                   "cmdDIODE", "cmdDCA",         "cmdACA",      "cmdACDC_Cur", "cmdACA_Frq",
+                                   "cmdOhm",   "cmdCapacitance", "cmdContinue"};
     std::map<QString, std::unique_ptr<QSignalSpy>> presses;
     for (const QString& name : functionKeys) {
         auto* button = panel()->findChild<QAbstractButton*>(name);
@@ -521,6 +555,27 @@ void TestFrame::settingShowsDialogModeless() {
     QCOMPARE(m_frame->findChildren<QWidget*>("frmSetting").size(), 1);
 }
 
+void TestFrame::recordColoursReachViews() {
+    // A first run's record holds no colours: the screen keeps its factory green digits.
+    startFrame();
+    auto digits = [this] {
+        auto* screen = qobject_cast<frmDIGITALMETERMaster*>(m_frame->loadedForm("frmDIGITALMETERMaster"));
+        return screen->DigVM()->digitColor();
+    };
+    QCOMPARE(digits(), QColor(0, 255, 0));
+    m_frame.reset();
+
+    session().operation.colors = {0x0000FF, 0xA800A8, 0x00FFFF, 0, 0x58ACA8, 0xFFFF00, 0}; // text red
+    startFrame();
+    QCOMPARE(digits(), QColor(255, 0, 0));
+
+    // OK in the settings dialog stores new colours and says so.
+    m_frame->showSetting();
+    session().operation.colors[0] = 0xFF0000; // blue
+    QVERIFY(QMetaObject::invokeMethod(m_frame->findChild<QWidget*>("frmSetting"), "colorsChanged"));
+    QCOMPARE(digits(), QColor(0, 0, 255));
+}
+
 void TestFrame::helpShowsGuide() {
     startFrame();
     m_frame->findChild<QAction*>("munHelp")->trigger();
@@ -548,7 +603,8 @@ void TestFrame::aboutAndSystemInfo() {
     QVERIFY(!about->systemInfoWindow());
 
     // No tool installed: the program shows the system's information itself.
-    about->setSystemInfoTool([] { return QString(); }, [&started](const QString& tool) { return started << tool, true; });
+    about->setSystemInfoTool([] { return QString(); },
+                             [&started](const QString& tool) { return started << tool, true; });
     about->findChild<QAbstractButton*>("cmdSysInfo")->click();
     QCOMPARE(started.size(), 1);
     QVERIFY(about->systemInfoWindow() && about->systemInfoWindow()->isVisible());
