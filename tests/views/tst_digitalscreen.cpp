@@ -1,6 +1,5 @@
 // The digital screen: format texts shown on the displays and the display layout.
 #include "NumericDisplay.h"
-#include "ViewColors.h"
 #include "frmDIGITALMETERMaster.h"
 
 #include <QtTest>
@@ -14,7 +13,6 @@ private slots:
     void displaysShowValueThroughFormat();
     void layoutInTwips_data();
     void layoutInTwips();
-    void colorsApply();
     void registersAndLeaves();
     void sevenSegmentFontIsFound();
 };
@@ -72,16 +70,6 @@ void DigitalScreenTest::layoutInTwips() {
     screen.layoutDisplays(twips[0], twips[1], twips[2], twips[3], secondHeight);
     QCOMPARE(screen.DigVM()->geometry(), vm);
     QCOMPARE(screen.DigSecondM()->geometry(), second);
-}
-
-void DigitalScreenTest::colorsApply() {
-    frmDIGITALMETERMaster screen;
-    DisplayColors colors = kDefaultDisplayColors;
-    colors[TextColor] = 0x0000FFu;       // red in the low byte
-    colors[BackgroundColor] = 0x402010u; // blue high
-    screen.applyColors(colors);
-    QCOMPARE(screen.DigVM()->digitColor(), QColor(255, 0, 0));
-    QCOMPARE(screen.DigSecondM()->backgroundColor(), QColor(0x10, 0x20, 0x40));
 }
 
 void DigitalScreenTest::registersAndLeaves() {

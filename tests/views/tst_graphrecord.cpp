@@ -48,7 +48,6 @@ private slots:
     void matchIsStrictlyInsideTheBand_data();
     void matchIsStrictlyInsideTheBand();
     void limitFieldsChartOnlyNumbers();
-    void panelsAfterAppending();
     void yRangeOnlyWidens();
     void frequencyAndUnknownUnits();
     void clearKeepsMatchCountAndPeak_data();
@@ -134,30 +133,19 @@ void GraphRecordTest::matchIsStrictlyInsideTheBand_data() {
     QTest::addColumn<QString>("high");
     QTest::addColumn<QString>("low");
     QTest::addColumn<int>("matches");
-    QTest::newRow("inside") << "5"
-                            << "10"
-                            << "0" << 1;
-    QTest::newRow("on the high limit") << "10"
-                                       << "10"
-                                       << "0" << 0;
-    QTest::newRow("on the low limit") << "-3"
-                                      << "10"
-                                      << "-3" << 0;
-    QTest::newRow("above") << "11"
-                           << "10"
-                           << "0" << 0;
-    QTest::newRow("both limits empty") << "0"
-                                       << ""
-                                       << "" << 0;
-    QTest::newRow("empty low reads 0") << "4"
-                                       << "10"
-                                       << "" << 1;
-    QTest::newRow("empty low, negative reading") << "-4"
-                                                 << "10"
-                                                 << "" << 0;
-    QTest::newRow("limit text with unit still read") << "4"
-                                                     << "10 V"
-                                                     << "1" << 1;
+    const auto row = [](const char* name, const char* reading, const char* high, const char* low,
+                        int matches) {
+        QTest::newRow(name) << QString::fromLatin1(reading) << QString::fromLatin1(high)
+                            << QString::fromLatin1(low) << matches;
+    };
+    row("inside", "5", "10", "0", 1);
+    row("on the high limit", "10", "10", "0", 0);
+    row("on the low limit", "-3", "10", "-3", 0);
+    row("above", "11", "10", "0", 0);
+    row("both limits empty", "0", "", "", 0);
+    row("empty low reads 0", "4", "10", "", 1);
+    row("empty low, negative reading", "-4", "10", "", 0);
+    row("limit text with a unit still read", "4", "10 V", "1", 1);
 }
 
 void GraphRecordTest::matchIsStrictlyInsideTheBand() {
@@ -189,17 +177,6 @@ void GraphRecordTest::limitFieldsChartOnlyNumbers() {
     QCOMPARE(g.trace().lowValues, (std::vector<double>{0, 0, -5}));
     QCOMPARE(g.trace().highValues, (std::vector<double>{10, 10, 10}));
     QCOMPARE(g.trace().plotValues, (std::vector<double>{1, 2, 3}));
-}
-
-void GraphRecordTest::panelsAfterAppending() {
-    frmGraphicRecord g;
-    QStringList readings;
-    for (int i = 0; i < 100; ++i)
-        readings << QString::number(i);
-    feed(g, readings);
-    QCOMPARE(text(g, "pnlTotCount"), QStringLiteral("Total Sampling:100"));
-    QCOMPARE(text(g, "pnlIncrementTime"), QStringLiteral("interval:1sec"));
-    QCOMPARE(text(g, "pnlTotTimes"), QStringLiteral("Total Time:0:1:40"));
 }
 
 void GraphRecordTest::yRangeOnlyWidens() {
