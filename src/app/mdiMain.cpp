@@ -63,8 +63,9 @@ constexpr int kGapMaximised = 30;
 constexpr int kGapNormal = 5;
 constexpr int kGapDefaultPosition = 0;
 
-// Raised inside the arrangement routine; any failure there ends it with one message.
-struct WindowMenuFailure : std::runtime_error {
+// A child window that cannot be loaded: it ends start-up, or the arrangement
+// routine with its one message.
+struct FormLoadFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
@@ -262,7 +263,7 @@ QMdiSubWindow* mdiMain::loadForm(const QString& formName) {
 QMdiSubWindow* mdiMain::loadFormOrFail(const QString& formName) {
     QMdiSubWindow* sub = loadForm(formName);
     if (!sub)
-        throw WindowMenuFailure("cannot load " + formName.toStdString());
+        throw FormLoadFailure("cannot load " + formName.toStdString());
     return sub;
 }
 
@@ -290,7 +291,7 @@ bool mdiMain::load() {
         loadChildrenInOrder();
         // The views were made before the panel read the settings that hold their colours.
         applyDisplayColorsToViews();
-    } catch (const WindowMenuFailure& failure) {
+    } catch (const FormLoadFailure& failure) {
         messages().notice(tr("The program cannot start: %1.").arg(QString::fromStdString(failure.what())));
         return false;
     }
@@ -388,7 +389,7 @@ void mdiMain::arrangeWindow(int index) {
 void mdiMain::setDigitalDisplays(bool maximised, int gapTwips) {
     DigitalScreen* screen = forms().digital;
     if (!screen)
-        throw WindowMenuFailure("the digital screen offers no displays");
+        throw FormLoadFailure("the digital screen offers no displays");
     const DisplayLayout& layout = maximised ? kLargeDisplays : kSmallDisplays;
     screen->layoutDisplays(layout.vmWidth, layout.vmHeight, layout.vmHeight + gapTwips, layout.secondWidth,
                            layout.secondHeight);
