@@ -19,7 +19,9 @@ using panel::RangeGroup;
 
 namespace {
 
-StatePanel* statePanel() { return forms().state; }
+StatePanel* statePanel() {
+    return forms().state;
+}
 
 } // namespace
 
@@ -267,9 +269,13 @@ void frmKVX5130::onMaxMin() {
         state->setMathText(next);
 }
 
-void frmKVX5130::onREL() { driver().setRelState(true); }
+void frmKVX5130::onREL() {
+    driver().setRelState(true);
+}
 
-void frmKVX5130::onComp() { driver().setLimitState(true); }
+void frmKVX5130::onComp() {
+    driver().setLimitState(true);
+}
 
 void frmKVX5130::onDBM() {
     if (driver().sUnitPrimary() != QLatin1String("V"))

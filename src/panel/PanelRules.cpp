@@ -10,17 +10,16 @@ namespace kvx::panel {
 
 const std::vector<RangeOption>& rangeOptions(RangeGroup group) {
     // Captions are the meter's own labels, spacing included.
-    static const std::vector<RangeOption> voltage{
-        {"0.5V", 0.5}, {"5 V", 5}, {"50V", 50}, {"500V", 500}, {"1200V", 1200}, {"Auto", 0}};
-    static const std::vector<RangeOption> current{{"0.5mA", 0.5},     {"5mA", 5},       {"50mA", 50},
-                                                  {"500mA", 500},     {"2000mA", 2000}, {"20000mA", 20000},
+    static const std::vector<RangeOption> voltage{{"0.5V", 0.5}, {"5 V", 5},      {"50V", 50},
+                                                  {"500V", 500}, {"1200V", 1200}, {"Auto", 0}};
+    static const std::vector<RangeOption> current{{"0.5mA", 0.5}, {"5mA", 5},       {"50mA", 50},
+                                                  {"500mA", 500}, {"2000mA", 2000}, {"20000mA", 20000},
                                                   {"Auto", 0}};
-    static const std::vector<RangeOption> resistance{{"Auto", 0},         {"0.5kOhm", 0.5},
-                                                     {"5kOhm", 5},        {"50kOhm", 50},
-                                                     {"500kOhm", 500},    {"5000kOhm", 5000},
-                                                     {"20000kOhm", 20000}};
-    static const std::vector<RangeOption> capacitance{{"Auto", 0},      {"5 nF", 5},       {"50 nF", 50},
-                                                      {"500 nF", 500},  {"5000nF", 5000},  {"50000 nF", 50000}};
+    static const std::vector<RangeOption> resistance{
+        {"Auto", 0},      {"0.5kOhm", 0.5},   {"5kOhm", 5},        {"50kOhm", 50},
+        {"500kOhm", 500}, {"5000kOhm", 5000}, {"20000kOhm", 20000}};
+    static const std::vector<RangeOption> capacitance{{"Auto", 0},     {"5 nF", 5},      {"50 nF", 50},
+                                                      {"500 nF", 500}, {"5000nF", 5000}, {"50000 nF", 50000}};
     switch (group) {
     case RangeGroup::Voltage:
         return voltage;
@@ -127,7 +126,9 @@ QString triggerIntervalCaption(double seconds) {
     return QStringLiteral("間隔Time: ") + fixedDecimals(seconds, 2) + QStringLiteral("sec");
 }
 
-QString initialIntervalCaption() { return QStringLiteral("間隔Time: 1sec"); }
+QString initialIntervalCaption() {
+    return QStringLiteral("間隔Time: 1sec");
+}
 
 QString clockDisplayText(const QDateTime& when) {
     return when.toString(QStringLiteral("hh:mm:ss MM d, yyyy"));

@@ -42,7 +42,9 @@ void frmKVX5130::onTimer2Tick() {
     m_tickRunning = false;
 }
 
-void frmKVX5130::updateClockDisplay() { m_timeDisplay->setText(panel::clockDisplayText(clock().now())); }
+void frmKVX5130::updateClockDisplay() {
+    m_timeDisplay->setText(panel::clockDisplayText(clock().now()));
+}
 
 void frmKVX5130::ReadMeterValue() {
     updateClockDisplay();
@@ -131,6 +133,8 @@ void frmKVX5130::SetPrimaryFormat() {
         screen->setPrimaryFormat(panel::primaryFormatText(driver().sUnitPrimary(), m_largestMagnitude));
 }
 
-void frmKVX5130::resetLargestMagnitude() { m_largestMagnitude = 0.0; }
+void frmKVX5130::resetLargestMagnitude() {
+    m_largestMagnitude = 0.0;
+}
 
 } // namespace kvx

@@ -23,7 +23,9 @@ namespace {
 const QString kLive = QStringLiteral("LIVE");
 const QString kDead = QStringLiteral("DEAD");
 
-QString operationFilePath() { return session().pathInFolder(QLatin1String(kOperationFile)); }
+QString operationFilePath() {
+    return session().pathInFolder(QLatin1String(kOperationFile));
+}
 
 // The sampling interval as the state panel shows it: "1" stands for an unset (0) interval.
 QString sampleIntervalForDisplay() {
@@ -56,8 +58,8 @@ void frmKVX5130::firstActivation() {
     showRestoredSettings();
     const QString saved = trimBlanks(session().operation.sFunction);
     // Without a set-up link the saved function cannot be trusted to match the meter.
-    const QString keyName = (!saved.isEmpty() && driver().Ready()) ? panel::restoreKeyFor(saved)
-                                                                    : QStringLiteral("cmdDCV");
+    const QString keyName =
+        (!saved.isEmpty() && driver().Ready()) ? panel::restoreKeyFor(saved) : QStringLiteral("cmdDCV");
     key(keyName)->click();
 }
 
@@ -100,8 +102,10 @@ void frmKVX5130::applyLinkSettings() {
     gpib.setPrimaryAddress(op.gpibAddress);
     serial.setDevicePath(trimBlanks(op.serialDevice));
 
+    // The LAN socket is one of the message link's paths; the flags still choose the link.
     const bool overLan = trimBlanks(op.lanFlag) == QLatin1String("1");
-    gpib.setBackend(overLan ? QStringLiteral("tcp:") + trimBlanks(op.lanAddress) : trimBlanks(op.gpibBackend));
+    gpib.setBackend(overLan ? QStringLiteral("tcp:") + trimBlanks(op.lanAddress)
+                            : trimBlanks(op.gpibBackend));
 
     QString method;
     const QString serialFlag = trimBlanks(op.serialFlag);
@@ -110,9 +114,6 @@ void frmKVX5130::applyLinkSettings() {
     const QString gpibFlag = trimBlanks(op.gpibFlag);
     if (!gpibFlag.isEmpty())
         method = gpibFlag == QLatin1String("1") ? QStringLiteral("GPIB") : QStringLiteral("RS232");
-    // The LAN socket is reached through the message link.
-    if (overLan)
-        method = QStringLiteral("GPIB");
     meter.setConnectMethod(method);
 }
 
@@ -243,9 +244,10 @@ void frmKVX5130::setStartKeyLook(const QString& caption, const QColor& colour, c
     palette.setColor(QPalette::Button, colour);
     palette.setColor(QPalette::ButtonText, Qt::black);
     m_cmdStart->setPalette(palette);
-    m_cmdStart->setStyleSheet(QStringLiteral("QPushButton#cmdStart { background-color: %1; color: black; "
-                                             "border: 1px solid #404040; border-radius: 2px; font-size: 11px; }")
-                                  .arg(colour.name()));
+    m_cmdStart->setStyleSheet(
+        QStringLiteral("QPushButton#cmdStart { background-color: %1; color: black; "
+                       "border: 1px solid #404040; border-radius: 2px; font-size: 11px; }")
+            .arg(colour.name()));
 }
 
 void frmKVX5130::onSampleStyle() {
@@ -314,7 +316,9 @@ void frmKVX5130::loadOperationFrom() {
 
 // --- Quit ---
 
-void frmKVX5130::quit() { onQuit(); }
+void frmKVX5130::quit() {
+    onQuit();
+}
 
 void frmKVX5130::onQuit() {
     m_timer2->stop();

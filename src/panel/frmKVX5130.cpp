@@ -22,7 +22,9 @@ namespace kvx {
 namespace {
 
 // Window sizes are kept in twips, 15 to a pixel on the screens this runs on.
-constexpr int twips(int value) { return value / 15; }
+constexpr int twips(int value) {
+    return value / 15;
+}
 
 constexpr int kPanelWidthTwips = 4100;
 constexpr int kPanelHeightTwips = 3420;
@@ -91,7 +93,8 @@ void frmKVX5130::applyCompactLook() {
     // so that the keys keep the platform's look.
     const QString frameStyle = QStringLiteral(
         "QGroupBox { border: 1px solid palette(mid); border-radius: 2px; margin-top: 6px; padding-top: 3px; }"
-        "QGroupBox::title { subcontrol-origin: margin; subcontrol-position: top left; left: 6px; padding: 0 2px; }"
+        "QGroupBox::title { subcontrol-origin: margin; subcontrol-position: top left; left: 6px; padding: 0 "
+        "2px; }"
         "QRadioButton, QCheckBox { spacing: 3px; }");
     for (QGroupBox* frame : findChildren<QGroupBox*>())
         frame->setStyleSheet(frameStyle);
@@ -118,8 +121,7 @@ QWidget* frmKVX5130::buildFunctionPage() {
     return page;
 }
 
-QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption,
-                                void (frmKVX5130::*handler)()) {
+QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption, void (frmKVX5130::*handler)()) {
     auto* button = new QPushButton(caption, this);
     button->setObjectName(name);
     button->setFixedHeight(kKeyHeight);
@@ -199,8 +201,8 @@ QWidget* frmKVX5130::buildRangeFrames() {
     return m_rangeStack;
 }
 
-QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& frameName, const QString& title,
-                                       const QString& optionPrefix, int columns) {
+QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& frameName,
+                                       const QString& title, const QString& optionPrefix, int columns) {
     auto* frame = new QGroupBox(title, this);
     frame->setObjectName(frameName);
     frame->setProperty("Tag", QString());
@@ -221,7 +223,8 @@ QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& f
         const bool aloneInRow = i == count - 1 && i % columns == 0;
         grid->addWidget(option, i / columns, i % columns, 1, aloneInRow ? 2 : 1);
     }
-    connect(options, &QButtonGroup::idClicked, this, [this, group](int index) { onRangeOption(group, index); });
+    connect(options, &QButtonGroup::idClicked, this,
+            [this, group](int index) { onRangeOption(group, index); });
     return frame;
 }
 
@@ -287,9 +290,13 @@ QWidget* frmKVX5130::buildTraceFrame() {
     return frame;
 }
 
-QPushButton* frmKVX5130::key(const QString& name) const { return findChild<QPushButton*>(name); }
+QPushButton* frmKVX5130::key(const QString& name) const {
+    return findChild<QPushButton*>(name);
+}
 
-bool frmKVX5130::continuousStyleSelected() const { return m_sampleStyle->button(0)->isChecked(); }
+bool frmKVX5130::continuousStyleSelected() const {
+    return m_sampleStyle->button(0)->isChecked();
+}
 
 void frmKVX5130::setSampleStyle(int index) {
     // A stored record may name neither style; the group must then show no choice.
@@ -299,8 +306,12 @@ void frmKVX5130::setSampleStyle(int index) {
     m_sampleStyle->setExclusive(true);
 }
 
-void frmKVX5130::setCursorText(const QString& text) { m_cursorText->setText(text); }
+void frmKVX5130::setCursorText(const QString& text) {
+    m_cursorText->setText(text);
+}
 
-void frmKVX5130::setExitAction(std::function<void()> exitAction) { m_exitAction = std::move(exitAction); }
+void frmKVX5130::setExitAction(std::function<void()> exitAction) {
+    m_exitAction = std::move(exitAction);
+}
 
 } // namespace kvx

@@ -15,13 +15,25 @@ struct CallLog {
     QStringList calls;
 };
 
-class FakeState final : public kvx::StatePanel {
+// Takes the window's slot in forms() for its lifetime.
+template <class View, View* kvx::Forms::*Slot> class Registered : public View {
 public:
-    explicit FakeState(CallLog& log) : m_log(log) { kvx::forms().state = this; }
-    ~FakeState() override {
-        if (kvx::forms().state == this)
-            kvx::forms().state = nullptr;
+    explicit Registered(CallLog& log) : m_log(log) { kvx::forms().*Slot = this; }
+    ~Registered() override {
+        if (kvx::forms().*Slot == this)
+            kvx::forms().*Slot = nullptr;
     }
+
+protected:
+    void note(const QString& call) { m_log.calls << call; }
+
+private:
+    CallLog& m_log;
+};
+
+class FakeState final : public Registered<kvx::StatePanel, &kvx::Forms::state> {
+public:
+    using Registered::Registered;
     void setFunctionText(const QString& t) override { function = t; }
     QString functionText() const override { return function; }
     void setUnitText(const QString& t) override { unit = t; }
@@ -36,7 +48,7 @@ public:
     QString connText() const override { return conn; }
     void setConnText(const QString& t) override {
         conn = t;
-        m_log.calls << QStringLiteral("conn:") + t;
+        note(QStringLiteral("conn:") + t);
     }
     void setSampleIntervalText(const QString& t) override { interval = t; }
     QString sampleIntervalText() const override { return interval; }
@@ -45,28 +57,21 @@ public:
 
     QString function, unit, range, math, conn, interval, refOhm;
     bool dbmActive = false;
-
-private:
-    CallLog& m_log;
 };
 
-class FakeDigital final : public kvx::DigitalScreen {
+class FakeDigital final : public Registered<kvx::DigitalScreen, &kvx::Forms::digital> {
 public:
-    explicit FakeDigital(CallLog& log) : m_log(log) { kvx::forms().digital = this; }
-    ~FakeDigital() override {
-        if (kvx::forms().digital == this)
-            kvx::forms().digital = nullptr;
-    }
+    using Registered::Registered;
     void setPrimaryValue(double v) override {
         primary = v;
-        m_log.calls << QStringLiteral("DigVM");
+        note(QStringLiteral("DigVM"));
     }
     double primaryValue() const override { return primary; }
     void setPrimaryFormat(const QString& f) override { primaryFmt = f; }
     QString primaryFormat() const override { return primaryFmt; }
     void setSecondaryValue(double v) override {
         secondary = v;
-        m_log.calls << QStringLiteral("DigSecondM");
+        note(QStringLiteral("DigSecondM"));
     }
     double secondaryValue() const override { return secondary; }
     void setSecondaryFormat(const QString& f) override { secondaryFmt = f; }
@@ -75,88 +80,67 @@ public:
 
     double primary = 0, secondary = 0;
     QString primaryFmt, secondaryFmt;
-
-private:
-    CallLog& m_log;
 };
 
-class FakeAnalog final : public kvx::AnalogMeter {
+class FakeAnalog final : public Registered<kvx::AnalogMeter, &kvx::Forms::analog> {
 public:
-    explicit FakeAnalog(CallLog& log) : m_log(log) { kvx::forms().analog = this; }
-    ~FakeAnalog() override {
-        if (kvx::forms().analog == this)
-            kvx::forms().analog = nullptr;
-    }
+    using Registered::Registered;
     void setValueText(const QString& t) override {
         value = t;
-        m_log.calls << QStringLiteral("analog:") + t;
+        note(QStringLiteral("analog:") + t);
     }
     QString valueText() const override { return value; }
     void setLimHighText(const QString&) override {}
     void setLimLowText(const QString&) override {}
     void setRelText(const QString&) override {}
     void ChooseMeterScale(double) override {}
-    void ResetMeter() override { m_log.calls << QStringLiteral("ResetMeter"); }
+    void ResetMeter() override { note(QStringLiteral("ResetMeter")); }
     void unitChanged(const QString&) override {}
 
     QString value;
-
-private:
-    CallLog& m_log;
 };
 
-class FakeGraph final : public kvx::GraphRecord {
+class FakeGraph final : public Registered<kvx::GraphRecord, &kvx::Forms::graph> {
 public:
-    explicit FakeGraph(CallLog& log) : m_log(log) { kvx::forms().graph = this; }
-    ~FakeGraph() override {
-        if (kvx::forms().graph == this)
-            kvx::forms().graph = nullptr;
-    }
+    using Registered::Registered;
     void setValueText(const QString& t) override {
         value = t;
-        m_log.calls << QStringLiteral("graph:") + t;
+        note(QStringLiteral("graph:") + t);
     }
     QString valueText() const override { return value; }
     void setLimHighText(const QString&) override {}
     void setLimLowText(const QString&) override {}
     void setRelText(const QString&) override {}
-    void ReDraw() override { m_log.calls << QStringLiteral("ReDraw"); }
+    void ReDraw() override { note(QStringLiteral("ReDraw")); }
     void Redraw1() override {}
-    void ClearGraph() override { m_log.calls << QStringLiteral("ClearGraph"); }
-    void ShowGraph() override { m_log.calls << QStringLiteral("ShowGraph"); }
+    void ClearGraph() override { note(QStringLiteral("ClearGraph")); }
+    void ShowGraph() override { note(QStringLiteral("ShowGraph")); }
     double GetRandomValue() override { return 0; }
     void ScaleYAxis(double) override {}
     void setLiveTrace(bool on) override {
         live = on;
-        m_log.calls << QStringLiteral("live:%1").arg(on);
+        note(QStringLiteral("live:%1").arg(on));
     }
     QWidget* plotWidget() override { return nullptr; }
 
     QString value;
     bool live = false;
-
-private:
-    CallLog& m_log;
 };
 
-class FakeDataTable final : public kvx::DataTable {
+class FakeDataTable final : public Registered<kvx::DataTable, &kvx::Forms::dataTable> {
 public:
-    explicit FakeDataTable(CallLog& log) : m_log(log) { kvx::forms().dataTable = this; }
-    ~FakeDataTable() override {
-        if (kvx::forms().dataTable == this)
-            kvx::forms().dataTable = nullptr;
-    }
+    using Registered::Registered;
     void setValuePrimary(double v) override {
         primary = v;
-        m_log.calls << QStringLiteral("dValuePrimary");
+        note(QStringLiteral("dValuePrimary"));
     }
     void setValueSecond(double v) override {
         second = v;
-        m_log.calls << QStringLiteral("dValueSecond");
+        note(QStringLiteral("dValueSecond"));
     }
     void AppendData() override {
         ++appended;
-        m_log.calls << QStringLiteral("AppendData");
+        note(QStringLiteral("AppendData"));
         if (onAppend)
             onAppend();
     }
@@ -164,7 +148,7 @@ public:
     QString GetValuePrimary(int) const override { return {}; }
     QString GetValueSecond(int) const override { return {}; }
     void RowSelected(int) override {}
-    void ClearData() override { m_log.calls << QStringLiteral("ClearData"); }
+    void ClearData() override { note(QStringLiteral("ClearData")); }
     void refreshRows() override {}
     int rowCount() const override { return appended; }
     QString field(kvx::RecordField which) const override {
@@ -178,9 +162,6 @@ public:
     std::map<kvx::RecordField, QString> fields;
     // Runs inside AppendData: lets a test make a tick take time.
     std::function<void()> onAppend;
-
-private:
-    CallLog& m_log;
 };
 
 // All five views, registered for the lifetime of the object.

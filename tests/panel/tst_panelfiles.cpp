@@ -17,7 +17,9 @@ using namespace paneltest;
 
 namespace {
 
-QString operationPath() { return kvx::session().pathInFolder(kvx::kOperationFile); }
+QString operationPath() {
+    return kvx::session().pathInFolder(kvx::kOperationFile);
+}
 
 void writeOperationFile(const kvx::OperationRecord& record) {
     QVERIFY(kvx::OperationFile::save(operationPath(), record));
@@ -45,12 +47,41 @@ void PanelFilesTest::loadAppliesTheRecordsLink_data() {
     QTest::addColumn<QString>("lanFlag");
     QTest::addColumn<QString>("method");
     QTest::addColumn<QString>("backend");
-    QTest::newRow("serial") << "1" << " " << "" << "RS232" << "prologix:/nonexistent/tty";
-    QTest::newRow("serial flag other than 1") << "0" << "" << "" << "GPIB" << "prologix:/nonexistent/tty";
-    QTest::newRow("GPIB flag decides") << "1" << "1" << "" << "GPIB" << "prologix:/nonexistent/tty";
-    QTest::newRow("GPIB flag 0 means serial") << "0" << "0" << "" << "RS232" << "prologix:/nonexistent/tty";
-    QTest::newRow("no flags, no link") << "" << "" << "" << "" << "prologix:/nonexistent/tty";
-    QTest::newRow("LAN") << "1" << "" << "1" << "GPIB" << "tcp:127.0.0.1:1";
+    QTest::newRow("serial") << "1"
+                            << " "
+                            << ""
+                            << "RS232"
+                            << "prologix:/nonexistent/tty";
+    QTest::newRow("serial flag other than 1") << "0"
+                                              << ""
+                                              << ""
+                                              << "GPIB"
+                                              << "prologix:/nonexistent/tty";
+    QTest::newRow("GPIB flag decides") << "1"
+                                       << "1"
+                                       << ""
+                                       << "GPIB"
+                                       << "prologix:/nonexistent/tty";
+    QTest::newRow("GPIB flag 0 means serial") << "0"
+                                              << "0"
+                                              << ""
+                                              << "RS232"
+                                              << "prologix:/nonexistent/tty";
+    QTest::newRow("no flags, no link") << ""
+                                       << ""
+                                       << ""
+                                       << ""
+                                       << "prologix:/nonexistent/tty";
+    QTest::newRow("LAN under GPIB") << "0"
+                                    << "1"
+                                    << "1"
+                                    << "GPIB"
+                                    << "tcp:127.0.0.1:1";
+    QTest::newRow("LAN kept while serial chosen") << "1"
+                                                  << "0"
+                                                  << "1"
+                                                  << "RS232"
+                                                  << "tcp:127.0.0.1:1";
 }
 
 void PanelFilesTest::loadAppliesTheRecordsLink() {
@@ -91,9 +122,12 @@ void PanelFilesTest::linkOverrideReplacesTheRecordsLink_data() {
     QTest::addColumn<QString>("method");
     QTest::addColumn<int>("baud");
     QTest::addColumn<int>("messages");
-    QTest::newRow("serial with rate") << "serial:/nonexistent/ttyUSB3@38400" << "RS232" << 38400 << 0;
-    QTest::newRow("raw socket") << "tcp:127.0.0.1:1" << "GPIB" << 9600 << 0;
-    QTest::newRow("unreadable: record's link, and a message") << "bogus" << "GPIB" << 9600 << 1;
+    QTest::newRow("serial with rate") << "serial:/nonexistent/ttyUSB3@38400"
+                                      << "RS232" << 38400 << 0;
+    QTest::newRow("raw socket") << "tcp:127.0.0.1:1"
+                                << "GPIB" << 9600 << 0;
+    QTest::newRow("unreadable: record's link, and a message") << "bogus"
+                                                              << "GPIB" << 9600 << 1;
 }
 
 void PanelFilesTest::linkOverrideReplacesTheRecordsLink() {
@@ -160,7 +194,8 @@ void PanelFilesTest::recordKeysListAndLoadRecords() {
     kvx::RecordStore& store = kvx::recordStore();
     QVERIFY(store.open(f.folder.filePath(kvx::kDatabaseFile)));
     QVERIFY(store.insertSample(1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0));
-    QVERIFY(store.insertHeader({"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
+    QVERIFY(store.insertHeader(
+        {"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
     QVERIFY(store.copyTraceToRecord("3"));
     QVERIFY(store.insertHeader({"12", "2026/01/06 09:00:00", "2026/01/06 09:30:00", "long", "V", "", "0"}));
 

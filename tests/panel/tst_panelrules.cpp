@@ -70,12 +70,21 @@ void PanelRulesTest::rangeOptionsOnPanel_data() {
         QStringList captions;
         QList<double> values;
     } groups[] = {
-        {"OptVolSetting", RangeGroup::Voltage, {"0.5V", "5 V", "50V", "500V", "1200V", "Auto"}, {0.5, 5, 50, 500, 1200, 0}},
-        {"OptCurSetting", RangeGroup::Current, {"0.5mA", "5mA", "50mA", "500mA", "2000mA", "20000mA", "Auto"},
+        {"OptVolSetting",
+         RangeGroup::Voltage,
+         {"0.5V", "5 V", "50V", "500V", "1200V", "Auto"},
+         {0.5, 5, 50, 500, 1200, 0}},
+        {"OptCurSetting",
+         RangeGroup::Current,
+         {"0.5mA", "5mA", "50mA", "500mA", "2000mA", "20000mA", "Auto"},
          {0.5, 5, 50, 500, 2000, 20000, 0}},
-        {"optkOhm", RangeGroup::Resistance, {"Auto", "0.5kOhm", "5kOhm", "50kOhm", "500kOhm", "5000kOhm", "20000kOhm"},
+        {"optkOhm",
+         RangeGroup::Resistance,
+         {"Auto", "0.5kOhm", "5kOhm", "50kOhm", "500kOhm", "5000kOhm", "20000kOhm"},
          {0, 0.5, 5, 50, 500, 5000, 20000}},
-        {"optCapacity", RangeGroup::Capacitance, {"Auto", "5 nF", "50 nF", "500 nF", "5000nF", "50000 nF"},
+        {"optCapacity",
+         RangeGroup::Capacitance,
+         {"Auto", "5 nF", "50 nF", "500 nF", "5000nF", "50000 nF"},
          {0, 5, 50, 500, 5000, 50000}},
     };
     for (const auto& g : groups) {
@@ -109,22 +118,38 @@ void PanelRulesTest::outOfTableOptionMeansAuto() {
 void PanelRulesTest::restoreKey_data() {
     QTest::addColumn<QString>("saved");
     QTest::addColumn<QString>("key");
-    QTest::newRow("short DCV") << "DCV" << "cmdDCV";
-    QTest::newRow("long AC Voltage") << "AC Voltage" << "cmdACV";
-    QTest::newRow("AC+DCV") << "AC+DCV" << "cmdACDC_Vol";
-    QTest::newRow("Hz+ACV") << "Hz+ACV" << "cmdACVFeq";
-    QTest::newRow("ACV + Frequence") << "ACV + Frequence" << "cmdACVFeq";
-    QTest::newRow("lower case falls back") << "hz+acv" << "cmdDCV";
-    QTest::newRow("AC+DC Current") << "AC+DC Current" << "cmdACDC_Cur";
-    QTest::newRow("ACA + Frequence") << "ACA + Frequence" << "cmdACA_Frq";
-    QTest::newRow("Resitance as spelt") << "Resitance" << "cmdOhm";
-    QTest::newRow("Resistance spelt right is unknown") << "Resistance" << "cmdDCV";
-    QTest::newRow("CAPACITANCE") << "CAPACITANCE" << "cmdCapacitance";
-    QTest::newRow("Diode") << "Diode" << "cmdDIODE";
-    QTest::newRow("blank-padded CONT") << "CONT      " << "cmdContinue";
-    QTest::newRow("RIPPLE") << "RIPPLE" << "cmdRipple";
-    QTest::newRow("Ripple") << "Ripple" << "cmdRipple";
-    QTest::newRow("empty") << "" << "cmdDCV";
+    QTest::newRow("short DCV") << "DCV"
+                               << "cmdDCV";
+    QTest::newRow("long AC Voltage") << "AC Voltage"
+                                     << "cmdACV";
+    QTest::newRow("AC+DCV") << "AC+DCV"
+                            << "cmdACDC_Vol";
+    QTest::newRow("Hz+ACV") << "Hz+ACV"
+                            << "cmdACVFeq";
+    QTest::newRow("ACV + Frequence") << "ACV + Frequence"
+                                     << "cmdACVFeq";
+    QTest::newRow("lower case falls back") << "hz+acv"
+                                           << "cmdDCV";
+    QTest::newRow("AC+DC Current") << "AC+DC Current"
+                                   << "cmdACDC_Cur";
+    QTest::newRow("ACA + Frequence") << "ACA + Frequence"
+                                     << "cmdACA_Frq";
+    QTest::newRow("Resitance as spelt") << "Resitance"
+                                        << "cmdOhm";
+    QTest::newRow("Resistance spelt right is unknown") << "Resistance"
+                                                       << "cmdDCV";
+    QTest::newRow("CAPACITANCE") << "CAPACITANCE"
+                                 << "cmdCapacitance";
+    QTest::newRow("Diode") << "Diode"
+                           << "cmdDIODE";
+    QTest::newRow("blank-padded CONT") << "CONT      "
+                                       << "cmdContinue";
+    QTest::newRow("RIPPLE") << "RIPPLE"
+                            << "cmdRipple";
+    QTest::newRow("Ripple") << "Ripple"
+                            << "cmdRipple";
+    QTest::newRow("empty") << ""
+                           << "cmdDCV";
 }
 
 void PanelRulesTest::restoreKey() {
@@ -136,11 +161,12 @@ void PanelRulesTest::restoreKey() {
 void PanelRulesTest::functionKeyCaptions() {
     kvx::frmKVX5130 panel;
     const QList<QPair<QString, QString>> keys{
-        {"cmdDCV", "DCV"},       {"cmdACV", "ACV"},         {"cmdACDC_Vol", "ACDCV"}, {"cmdACVFeq", "ACV Feq"},
-        {"cmdRipple", "Ripple"}, {"cmdDIODE", "Diode"},     {"cmdDCA", "DCA"},        {"cmdACA", "ACA"},
-        {"cmdACDC_Cur", "ACDCA"}, {"cmdACA_Frq", "ACA Feq"}, {"cmdOhm", "Ω"},          {"cmdContinue", "Continue"},
-        {"cmdHold", "Hold"},     {"cmdMaxMin", "Max/Min"},  {"cmdREL", "Rel"},        {"cmdComp", "Comp"},
-        {"cmdDBM", "dbm"},       {"cmdStart", "Start"},
+        {"cmdDCV", "DCV"},         {"cmdACV", "ACV"},        {"cmdACDC_Vol", "ACDCV"},
+        {"cmdACVFeq", "ACV Feq"},  {"cmdRipple", "Ripple"},  {"cmdDIODE", "Diode"},
+        {"cmdDCA", "DCA"},         {"cmdACA", "ACA"},        {"cmdACDC_Cur", "ACDCA"},
+        {"cmdACA_Frq", "ACA Feq"}, {"cmdOhm", "Ω"},          {"cmdContinue", "Continue"},
+        {"cmdHold", "Hold"},       {"cmdMaxMin", "Max/Min"}, {"cmdREL", "Rel"},
+        {"cmdComp", "Comp"},       {"cmdDBM", "dbm"},        {"cmdStart", "Start"},
     };
     for (const auto& [name, caption] : keys) {
         auto* key = panel.findChild<QPushButton*>(name);
@@ -178,7 +204,8 @@ void PanelRulesTest::panelLooksRight() {
         frames->setCurrentIndex(page);
         for (auto* option : frames->widget(page)->findChildren<QRadioButton*>()) {
             QVERIFY2(option->width() >= option->sizeHint().width(), qPrintable(option->objectName()));
-            QVERIFY2(option->height() >= option->minimumSizeHint().height(), qPrintable(option->objectName()));
+            QVERIFY2(option->height() >= option->minimumSizeHint().height(),
+                     qPrintable(option->objectName()));
         }
         if (!png.isEmpty())
             window->grab().save(QStringLiteral("%1-%2.png").arg(png).arg(page));

@@ -89,12 +89,12 @@ void PanelSimTest::functionKeysSendTheirCommands_data() {
     QTest::newRow("DCA") << "cmdDCA" << QStringList{":CONF:CURR:DC 0", kFunc, kFunc} << "0";
     QTest::newRow("ACA") << "cmdACA" << QStringList{":CONF:CURR:AC 0", kFunc, kFunc} << "0";
     QTest::newRow("ACDCA") << "cmdACDC_Cur" << QStringList{":CONF:CURR:ACDC 0", kFunc, kFunc} << "0";
-    QTest::newRow("ACA Feq") << "cmdACA_Frq" << QStringList{":CONF:CURR:AC 0", kFunc, kFunc, "CONF:SFR", kFunc}
-                             << "0";
+    QTest::newRow("ACA Feq") << "cmdACA_Frq"
+                             << QStringList{":CONF:CURR:AC 0", kFunc, kFunc, "CONF:SFR", kFunc} << "0";
     QTest::newRow("Ohm") << "cmdOhm" << QStringList{":CONF:RES 0", kFunc} << "0";
     QTest::newRow("Capacitance") << "cmdCapacitance" << QStringList{":CONF:CAP 0", kFunc} << "0";
-    QTest::newRow("Continuity keeps the range field") << "cmdContinue" << QStringList{":CONF:CONT", kFunc}
-                                                      << "unchanged";
+    QTest::newRow("Continuity keeps the range field")
+        << "cmdContinue" << QStringList{":CONF:CONT", kFunc} << "unchanged";
 }
 
 void PanelSimTest::functionKeysSendTheirCommands() {
@@ -117,19 +117,36 @@ void PanelSimTest::rangeOptionsResendTheActiveFunction_data() {
     QTest::addColumn<QString>("range");
     QTest::addColumn<QString>("voltageTag");
     const QStringList acaFreq{":CONF:CURR:AC 0", kFunc, kFunc, "CONF:SFR", kFunc};
-    QTest::newRow("500V in AC+DC") << "cmdACDC_Vol" << "OptVolSetting_3"
-                                   << QStringList{":CONF:VOLT:ACDC 500", kFunc, kFunc} << "500" << "ACDCV";
-    QTest::newRow("0.5V in DC") << "cmdDCV" << "OptVolSetting_0" << QStringList{":CONF:VOLT:DC 0.5", kFunc, kFunc}
-                                << "0.5" << "DCV";
-    QTest::newRow("voltage option in ACA Feq") << "cmdACA_Frq" << "OptVolSetting_1" << acaFreq << "0" << "ACAFREQ";
-    QTest::newRow("voltage option in Ripple") << "cmdRipple" << "OptVolSetting_2" << QStringList{} << "50"
+    QTest::newRow("500V in AC+DC") << "cmdACDC_Vol"
+                                   << "OptVolSetting_3" << QStringList{":CONF:VOLT:ACDC 500", kFunc, kFunc}
+                                   << "500"
+                                   << "ACDCV";
+    QTest::newRow("0.5V in DC") << "cmdDCV"
+                                << "OptVolSetting_0" << QStringList{":CONF:VOLT:DC 0.5", kFunc, kFunc}
+                                << "0.5"
+                                << "DCV";
+    QTest::newRow("voltage option in ACA Feq") << "cmdACA_Frq"
+                                               << "OptVolSetting_1" << acaFreq << "0"
+                                               << "ACAFREQ";
+    QTest::newRow("voltage option in Ripple") << "cmdRipple"
+                                              << "OptVolSetting_2" << QStringList{} << "50"
                                               << "RIPPLE";
-    QTest::newRow("current option, no current function") << "" << "OptCurSetting_2" << QStringList{} << "50" << "";
-    QTest::newRow("20000mA in DCA") << "cmdDCA" << "OptCurSetting_5"
-                                    << QStringList{":CONF:CURR:DC 20000", kFunc, kFunc} << "20000" << "";
-    QTest::newRow("ohm Auto") << "" << "optkOhm_0" << QStringList{":CONF:RES 0", kFunc} << "0" << "";
-    QTest::newRow("5000kOhm") << "" << "optkOhm_5" << QStringList{":CONF:RES 5000", kFunc} << "5000" << "";
-    QTest::newRow("50000 nF") << "" << "optCapacity_5" << QStringList{":CONF:CAP 50000", kFunc} << "50000" << "";
+    QTest::newRow("current option, no current function") << ""
+                                                         << "OptCurSetting_2" << QStringList{} << "50"
+                                                         << "";
+    QTest::newRow("20000mA in DCA") << "cmdDCA"
+                                    << "OptCurSetting_5" << QStringList{":CONF:CURR:DC 20000", kFunc, kFunc}
+                                    << "20000"
+                                    << "";
+    QTest::newRow("ohm Auto") << ""
+                              << "optkOhm_0" << QStringList{":CONF:RES 0", kFunc} << "0"
+                              << "";
+    QTest::newRow("5000kOhm") << ""
+                              << "optkOhm_5" << QStringList{":CONF:RES 5000", kFunc} << "5000"
+                              << "";
+    QTest::newRow("50000 nF") << ""
+                              << "optCapacity_5" << QStringList{":CONF:CAP 50000", kFunc} << "50000"
+                              << "";
 }
 
 void PanelSimTest::rangeOptionsResendTheActiveFunction() {
@@ -154,16 +171,22 @@ void PanelSimTest::modeKeysCycle_data() {
     QTest::addColumn<QString>("keyName");
     QTest::addColumn<QStringList>("commands"); // one entry per press, blank-separated for several
     QTest::addColumn<QStringList>("mathTexts");
-    QTest::newRow("Hold") << "" << "cmdHold" << QStringList{":CALC:HOLD 1", ":CALC:HOLD 2", ":CALC:HOLD 0"}
+    QTest::newRow("Hold") << ""
+                          << "cmdHold" << QStringList{":CALC:HOLD 1", ":CALC:HOLD 2", ":CALC:HOLD 0"}
                           << QStringList{"HOLD", "AutoHold", ""};
-    QTest::newRow("Max/Min") << "" << "cmdMaxMin"
+    QTest::newRow("Max/Min") << ""
+                             << "cmdMaxMin"
                              << QStringList{":CALC:MAX 1", ":CALC:MIN 1", ":CALC:MAX 1", ":CALC:MIN 1"}
                              << QStringList{"MAX", "MIN", "MAX", "MIN"};
-    QTest::newRow("Rel") << "" << "cmdREL" << QStringList{":CALC:REL:STAT 1"} << QStringList{""};
-    QTest::newRow("Comp") << "" << "cmdComp" << QStringList{":CALC:LIMI:STAT 1"} << QStringList{""};
-    QTest::newRow("dbm in volts") << "cmdDCV" << "cmdDBM" << QStringList{":CALC:SDBM:STAT 1|:CALC:SDBM:REF?"}
+    QTest::newRow("Rel") << ""
+                         << "cmdREL" << QStringList{":CALC:REL:STAT 1"} << QStringList{""};
+    QTest::newRow("Comp") << ""
+                          << "cmdComp" << QStringList{":CALC:LIMI:STAT 1"} << QStringList{""};
+    QTest::newRow("dbm in volts") << "cmdDCV"
+                                  << "cmdDBM" << QStringList{":CALC:SDBM:STAT 1|:CALC:SDBM:REF?"}
                                   << QStringList{""};
-    QTest::newRow("dbm in current does nothing") << "cmdACA" << "cmdDBM" << QStringList{""} << QStringList{""};
+    QTest::newRow("dbm in current does nothing") << "cmdACA"
+                                                 << "cmdDBM" << QStringList{""} << QStringList{""};
 }
 
 void PanelSimTest::modeKeysCycle() {
@@ -323,7 +346,8 @@ void PanelSimTest::droppedLinkDuringTraceRecovers() {
     // The meter's cable falls out after a few commands and is back 300 ms later,
     // at the same device name.
     QTemporaryDir linkFolder;
-    SimProcess flaky({"--pty", "--pty-link", linkFolder.filePath("meter"), "--drop-after", "12", "--down-ms", "300"});
+    SimProcess flaky(
+        {"--pty", "--pty-link", linkFolder.filePath("meter"), "--drop-after", "12", "--down-ms", "300"});
     QString error;
     QVERIFY2(flaky.start(&error), qPrintable(error));
     SimPanel f(flaky);

@@ -54,7 +54,9 @@ void PanelTraceTest::tickRearmsOnWholeSecondGrid() {
     f.key("cmdStart")->click();
     f.panel->timer2()->setInterval(1234);
     // The meter takes its time over the reading: the tick lasts that long.
-    f.meter->delay = [tickSeconds](const QString& c) { return c == QLatin1String(":READ?") ? tickSeconds : 0; };
+    f.meter->delay = [tickSeconds](const QString& c) {
+        return c == QLatin1String(":READ?") ? tickSeconds : 0;
+    };
     f.panel->onTimer2Tick();
     QCOMPARE(f.panel->timer2()->interval(), interval);
     QVERIFY(f.panel->timer2()->isActive());
@@ -119,8 +121,8 @@ void PanelTraceTest::tickHandsReadingToViewsInOrder() {
     QCOMPARE(f.views.table.primary, primary);
     QCOMPARE(f.views.table.second, secondary);
     const QString text = kvx::numberToText(primary);
-    const QStringList order{"DigVM",         "DigSecondM",       "dValuePrimary",    "dValueSecond",
-                            "AppendData",    "analog:" + text,   "graph:" + text,    "ShowGraph"};
+    const QStringList order{"DigVM",      "DigSecondM",     "dValuePrimary", "dValueSecond",
+                            "AppendData", "analog:" + text, "graph:" + text, "ShowGraph"};
     QCOMPARE(f.views.log.calls, order);
     QCOMPARE(f.panel->findChild<QLabel*>("TimeDisplay")->text(), QStringLiteral("10:00:00 01 5, 2026"));
     QCOMPARE(kvx::session().lastReadingTime, 36000.0);
@@ -191,10 +193,14 @@ void PanelTraceTest::startAndStopChangeKeyAndTimeFields() {
 void PanelTraceTest::sampleIntervalShownAtStart_data() {
     QTest::addColumn<QString>("interval");
     QTest::addColumn<QString>("shown");
-    QTest::newRow("set") << "2.5 " << "2.5";
-    QTest::newRow("zero") << "0" << "1";
-    QTest::newRow("blank") << "   " << "1";
-    QTest::newRow("not a number") << "x" << "1";
+    QTest::newRow("set") << "2.5 "
+                         << "2.5";
+    QTest::newRow("zero") << "0"
+                          << "1";
+    QTest::newRow("blank") << "   "
+                           << "1";
+    QTest::newRow("not a number") << "x"
+                                  << "1";
 }
 
 void PanelTraceTest::sampleIntervalShownAtStart() {
