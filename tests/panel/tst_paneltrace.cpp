@@ -28,7 +28,6 @@ private slots:
     void sampleIntervalShownAtStart();
     void triggerPressesTakeOneReadingEach();
     void deadLinkWarnsAndKeyStillReadsStart();
-    void meterGoingAwayMidTraceReadsZeroAndRecovers();
     void stoppingNeverWaitsForTheMeter();
     void simulatedReadingsStayOffTheLink();
     void startTraceNowStartsEvenAfterATriggerPress();
@@ -261,31 +260,6 @@ void PanelTraceTest::deadLinkWarnsAndKeyStillReadsStart() {
     f.key("cmdStart")->click();
     QCOMPARE(f.views.state.conn, QStringLiteral("LIVE"));
     QVERIFY(f.panel->timer2()->isActive());
-}
-
-void PanelTraceTest::meterGoingAwayMidTraceReadsZeroAndRecovers() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.meter->reading = QStringLiteral("50.1,4.5");
-    f.key("cmdStart")->click();
-    f.panel->onTimer2Tick();
-    QCOMPARE(f.views.digital.primary, 4.5);
-
-    f.meter->answering = false;
-    f.clock->advance(1);
-    f.panel->onTimer2Tick();
-    QCOMPARE(f.views.state.conn, QStringLiteral("DEAD"));
-    QCOMPARE(f.views.digital.primary, 0.0);
-    QCOMPARE(f.views.table.appended, 2);
-    QVERIFY(f.panel->timer2()->isActive());
-    QVERIFY(f.messages->shown().empty());
-
-    f.meter->answering = true;
-    f.clock->advance(1);
-    f.panel->onTimer2Tick();
-    QCOMPARE(f.views.state.conn, QStringLiteral("LIVE"));
-    QCOMPARE(f.views.digital.primary, 4.5);
-    QCOMPARE(f.views.digital.secondary, 50.1);
 }
 
 void PanelTraceTest::stoppingNeverWaitsForTheMeter() {
