@@ -418,4 +418,89 @@ RecordStore& recordStore() {
     return *store;
 }
 
+// ---------------------------------------------------------------- whole traces: record files, reports
+
+namespace {
+
+// A text value to bind: a null QString would be stored as SQL null, while the
+// record statements always store texts, empty ones as ''.
+QVariant boundText(const QString& text) {
+    return text.isNull() ? QVariant(QString(0, QChar())) : QVariant(text);
+}
+
+// Time columns are whole numbers or null; a null value binds as SQL null.
+QVariant boundTime(const QVariant& value) {
+    return value.isNull() ? QVariant() : value;
+}
+
+TempSample sampleOfRow(const QSqlQuery& query) {
+    TempSample row;
+    row.seqNo = query.value(0).toLongLong();
+    row.recTime = textOf(query.value(1));
+    row.pVal = textOf(query.value(2));
+    row.sVal = textOf(query.value(3));
+    row.reason = textOf(query.value(4));
+    row.comment = textOf(query.value(5));
+    row.timeTick = query.value(6);
+    row.diffLastTime = query.value(7);
+    return row;
+}
+
+} // namespace
+
+bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+    if (!db.transaction())
+        return fail(db.lastError().nativeErrorCode(), db.lastError().databaseText());
+    QSqlQuery query(db);
+    const auto rollBack = [&](const QSqlError& error) {
+        query.finish();
+        db.rollback();
+        return fail(error.nativeErrorCode(), error.databaseText());
+    };
+    if (!query.exec(QStringLiteral("delete from datatemp")))
+        return rollBack(query.lastError());
+    if (!query.prepare(QStringLiteral("insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
+                                      "DiffLastTime) values (?,?,?,?,?,?,?,?)")))
+        return rollBack(query.lastError());
+    for (const TempSample& row : rows) {
+        query.addBindValue(row.seqNo);
+        query.addBindValue(boundText(row.recTime));
+        query.addBindValue(boundText(row.pVal));
+        query.addBindValue(boundText(row.sVal));
+        query.addBindValue(boundText(row.reason));
+        query.addBindValue(boundText(row.comment));
+        query.addBindValue(boundTime(row.timeTick));
+        query.addBindValue(boundTime(row.diffLastTime));
+        if (!query.exec())
+            return rollBack(query.lastError());
+    }
+    query.finish();
+    if (!db.commit())
+        return rollBack(db.lastError());
+    m_lastError = {};
+    return true;
+}
+
+bool RecordStore::readRecordSamples(const QString& recNo,
+                                    const std::function<void(const TempSample&)>& each) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.prepare(
+            QStringLiteral("select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime "
+                           "from datadetail where recno = ? order by SeqNo asc")))
+        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    query.addBindValue(recNo);
+    if (!query.exec())
+        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    while (query.next())
+        each(sampleOfRow(query));
+    m_lastError = {};
+    return true;
+}
+
 } // namespace kvx

@@ -139,6 +139,19 @@ public:
     // S16: the highest sample number; an empty inner optional when the trace is empty.
     std::optional<std::optional<qint64>> highestSampleNumber();
 
+    // ---- Whole traces, for record files, printed reports and exports -------------
+    // Unlike the numbered statements above these bind their values, so every text,
+    // quotes included, goes into the database and comes back unchanged. The whole
+    // working trace is read with readSamples(0, ...).
+
+    // Replaces every row of `datatemp` with `rows` in one transaction: when any
+    // row fails the working trace is left exactly as it was. Texts are stored as
+    // given (a null text as empty text); a null TimeTick or DiffLastTime stays null.
+    bool replaceTrace(const std::vector<TempSample>& rows);
+    // The samples of the saved record `recNo` from `datadetail`, every column, in
+    // sample order. A record without samples calls `each` never and returns true.
+    bool readRecordSamples(const QString& recNo, const std::function<void(const TempSample&)>& each);
+
 private:
     bool execute(const QString& jetStatement);
     bool fail(const QString& number, const QString& description);

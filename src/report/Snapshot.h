@@ -1,0 +1,29 @@
+#pragma once
+// The snapshot key: the trend graph as a JPEG picture named after the moment it
+// was taken ("20260105_100000.jpg"), in the snapshot folder of the settings.
+
+#include <QDateTime>
+#include <QString>
+
+class QWidget;
+
+namespace kvx {
+
+class Snapshot {
+public:
+    // The folder of the settings without its padding; the program folder's
+    // "Working" folder when the setting is empty.
+    static QString folder();
+    // "YYYYMMDD_HHMMSS.jpg"
+    static QString fileName(const QDateTime& when);
+
+    // Saves the trend graph window's plot in the snapshot folder, creating the
+    // folder when it is missing. Returns the picture's path, or empty text after
+    // telling the operator why nothing was saved (no graph, a folder that cannot
+    // be made or written).
+    static QString save();
+    // The same for a given plot widget and folder.
+    static QString save(QWidget* plot, const QString& folder, const QDateTime& when);
+};
+
+} // namespace kvx

@@ -1,0 +1,436 @@
+#include "TraceReport.h"
+
+#include "Forms.h"
+#include "MeterScales.h"
+#include "Services.h"
+#include "Session.h"
+#include "ValueRules.h"
+
+#include <QFileInfo>
+#include <QFontMetricsF>
+#include <QPagedPaintDevice>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
+#include <QSaveFile>
+
+#include <array>
+#include <memory>
+#include <vector>
+
+namespace kvx {
+
+namespace {
+
+constexpr double kMarginMm = 12.0;
+
+QFont reportFont(double points, bool bold = false) {
+    QFont font;
+    font.setPointSizeF(points);
+    font.setBold(bold);
+    return font;
+}
+
+QString styleName(const QString& recStyle) {
+    if (recStyle == QLatin1String("0"))
+        return QStringLiteral("Continuous");
+    if (recStyle == QLatin1String("1"))
+        return QStringLiteral("Trigger");
+    return QString();
+}
+
+// The sample table's columns: heading, share of the page width, alignment.
+struct Column {
+    QString heading;
+    double share;
+    Qt::Alignment align;
+};
+
+std::array<Column, 6> tableColumns(const RecordHeader& h) {
+    return {{{QStringLiteral("SeqNo"), 0.08, Qt::AlignRight},
+             {QStringLiteral("Time"), 0.21, Qt::AlignLeft},
+             {headingWithUnit(QStringLiteral("Primary"), h.pUnit), 0.15, Qt::AlignRight},
+             {headingWithUnit(QStringLiteral("Secondary"), h.sUnit), 0.15, Qt::AlignRight},
+             {QStringLiteral("Condition"), 0.17, Qt::AlignLeft},
+             {QStringLiteral("Comment"), 0.24, Qt::AlignLeft}}};
+}
+
+std::array<QString, 6> rowCells(const TempSample& s, const RecordHeader& h) {
+    return {QString::number(s.seqNo),
+            s.recTime,
+            readingNumberText(s.pVal, h.pUnit),
+            readingNumberText(s.sVal, h.sUnit),
+            reasonCaption(s.reason),
+            s.comment};
+}
+
+// Paints one report on one device. All lengths are in device pixels.
+class ReportPainter {
+public:
+    ReportPainter(const ReportContent& content, QPagedPaintDevice& device)
+        : m_content(content), m_device(device), m_dpi(device.logicalDpiY()),
+          m_page(QPointF(0, 0), device.pageLayout().paintRectPixels(device.logicalDpiX()).size()),
+          m_columns(tableColumns(content.trace.header)) {}
+
+    int paint() {
+        QPainter painter;
+        if (!painter.begin(&m_device))
+            return 0;
+        m_painter = &painter;
+        paginateTable();
+        const int pages = 1 + int(m_tablePages.size());
+        paintFirstPage();
+        paintFooter(1, pages);
+        for (size_t i = 0; i < m_tablePages.size(); ++i) {
+            m_device.newPage();
+            paintTablePage(m_tablePages[i].first, m_tablePages[i].second);
+            paintFooter(int(i) + 2, pages);
+        }
+        painter.end();
+        return pages;
+    }
+
+private:
+    double mm(double millimetres) const { return millimetres * m_dpi / 25.4; }
+    QFontMetricsF metrics(const QFont& font) const { return QFontMetricsF(font, &m_device); }
+
+    double footerHeight() const { return metrics(reportFont(8)).height() + mm(3); }
+    double bodyBottom() const { return m_page.height() - footerHeight(); }
+
+    void text(const QRectF& box, const QString& s, const QFont& font, Qt::Alignment align,
+              const QColor& color = Qt::black) {
+        m_painter->setFont(font);
+        m_painter->setPen(color);
+        const QString shown = metrics(font).elidedText(s, Qt::ElideRight, box.width());
+        m_painter->drawText(box, int(align | Qt::AlignVCenter), shown);
+    }
+
+    // ------------------------------------------------------------ page one
+
+    void paintFirstPage() {
+        double y = paintTitle();
+        y = paintRecordBlock(y + mm(4));
+        y = paintStatistics(y + mm(4));
+        paintGraph(QRectF(0, y + mm(5), m_page.width(), bodyBottom() - y - mm(7)));
+    }
+
+    double paintTitle() {
+        double logoWidth = 0.0;
+        double logoHeight = 0.0;
+        if (!m_content.logo.isNull()) {
+            const QSizeF box(mm(45), mm(20));
+            const QSizeF logo = QSizeF(m_content.logo.size()).scaled(box, Qt::KeepAspectRatio);
+            m_painter->drawImage(QRectF(QPointF(0, 0), logo), m_content.logo);
+            logoWidth = logo.width() + mm(5);
+            logoHeight = logo.height();
+        }
+        const QFont titleFont = reportFont(16, true);
+        const QFont noteFont = reportFont(9);
+        const double titleHeight = metrics(titleFont).height();
+        const double noteHeight = metrics(noteFont).height();
+        const double textTop = std::max(0.0, (logoHeight - titleHeight - noteHeight) / 2);
+        const double textWidth = m_page.width() - logoWidth;
+        text(QRectF(logoWidth, textTop, textWidth, titleHeight), m_content.title, titleFont, Qt::AlignLeft);
+        const QString note =
+            QStringLiteral("KVX-5130 trace report, printed ") + dateTimeText(m_content.printedAt);
+        text(QRectF(logoWidth, textTop + titleHeight, textWidth, noteHeight), note, noteFont, Qt::AlignLeft,
+             Qt::darkGray);
+        const double bottom = std::max(logoHeight, textTop + titleHeight + noteHeight) + mm(2);
+        m_painter->setPen(QPen(Qt::black, mm(0.4)));
+        m_painter->drawLine(QPointF(0, bottom), QPointF(m_page.width(), bottom));
+        return bottom;
+    }
+
+    double paintRecordBlock(double top) {
+        const RecordHeader& h = m_content.trace.header;
+        const QString recNo = h.recNo.isEmpty() ? QStringLiteral("(not saved as a record)") : h.recNo;
+        const std::pair<QString, QString> left[] = {{QStringLiteral("Record No.:"), recNo},
+                                                    {QStringLiteral("Start Time:"), h.startTime},
+                                                    {QStringLiteral("End Time:"), h.endTime}};
+        const std::pair<QString, QString> right[] = {
+            {QStringLiteral("Sample Style:"), styleName(h.recStyle)},
+            {QStringLiteral("Primary Unit:"), displayUnit(h.pUnit)},
+            {QStringLiteral("Secondary Unit:"), displayUnit(h.sUnit)}};
+        const QFont label = reportFont(10, true);
+        const QFont value = reportFont(10);
+        const double line = metrics(value).height() * 1.25;
+        const double labelWidth = mm(32);
+        const double half = m_page.width() / 2;
+        for (int i = 0; i < 3; ++i) {
+            const double y = top + i * line;
+            text(QRectF(0, y, labelWidth, line), left[i].first, label, Qt::AlignLeft);
+            text(QRectF(labelWidth, y, half - labelWidth, line), left[i].second, value, Qt::AlignLeft);
+            text(QRectF(half, y, labelWidth, line), right[i].first, label, Qt::AlignLeft);
+            text(QRectF(half + labelWidth, y, half - labelWidth, line), right[i].second, value,
+                 Qt::AlignLeft);
+        }
+        double y = top + 3 * line;
+        text(QRectF(0, y, labelWidth, line), QStringLiteral("Description:"), label, Qt::AlignLeft);
+        // The description is the one free text here: it wraps instead of being cut.
+        m_painter->setFont(value);
+        const QRectF descriptionBox(labelWidth, y + (line - metrics(value).height()) / 2,
+                                    m_page.width() - labelWidth, mm(30));
+        QRectF used;
+        m_painter->drawText(descriptionBox, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, h.comment,
+                            &used);
+        return y + std::max(line, used.height() + (line - metrics(value).height()));
+    }
+
+    double paintStatistics(double top) {
+        // Laid out like the graph window's panels: three over two.
+        const QStringList& stats = m_content.graph.statistics;
+        const QFont font = reportFont(10, true);
+        const double cellHeight = metrics(font).height() + mm(3);
+        const double cellWidth = m_page.width() / 3;
+        m_painter->setPen(QPen(Qt::darkGray, mm(0.25)));
+        for (int i = 0; i < stats.size(); ++i) {
+            const QRectF cell((i % 3) * cellWidth, top + (i / 3) * cellHeight, cellWidth, cellHeight);
+            m_painter->fillRect(cell, QColor(240, 240, 240));
+            m_painter->setPen(QPen(Qt::darkGray, mm(0.25)));
+            m_painter->drawRect(cell);
+            text(cell.adjusted(mm(2), 0, -mm(2), 0), stats[i], font, Qt::AlignLeft);
+        }
+        const int rows = (int(stats.size()) + 2) / 3;
+        return top + rows * cellHeight;
+    }
+
+    void paintGraph(const QRectF& area) {
+        const GraphCapture& graph = m_content.graph;
+        if (graph.size.isEmpty() || area.height() <= 0)
+            return;
+        const QSizeF fitted = QSizeF(graph.size).scaled(area.size(), Qt::KeepAspectRatio);
+        const QPointF origin(area.left() + (area.width() - fitted.width()) / 2, area.top());
+        m_painter->save();
+        m_painter->translate(origin);
+        m_painter->scale(fitted.width() / graph.size.width(), fitted.height() / graph.size.height());
+        m_painter->setClipRect(QRectF(QPointF(0, 0), QSizeF(graph.size)));
+        m_painter->drawPicture(QPointF(0, 0), graph.picture);
+        m_painter->restore();
+    }
+
+    // ------------------------------------------------------------ the table
+
+    QFont cellFont() const { return reportFont(9); }
+    QFont headingFont() const { return reportFont(9, true); }
+    double cellPadding() const { return mm(0.8); }
+    double headingHeight() const { return metrics(headingFont()).height() + 2 * cellPadding(); }
+    double captionHeight() const { return metrics(reportFont(9)).height() + mm(2); }
+
+    double columnWidth(int c) const { return m_page.width() * m_columns[size_t(c)].share; }
+
+    double rowHeight(const TempSample& s) const {
+        const QFontMetricsF fm = metrics(cellFont());
+        double height = fm.height();
+        if (!s.comment.isEmpty()) {
+            const QRectF wrapped = fm.boundingRect(QRectF(0, 0, columnWidth(5) - 2 * cellPadding(), 1e9),
+                                                   Qt::TextWordWrap, s.comment);
+            height = std::max(height, wrapped.height());
+        }
+        return height + 2 * cellPadding();
+    }
+
+    // Rows [first, last) of each table page.
+    void paginateTable() {
+        m_tablePages.clear();
+        const auto& samples = m_content.trace.samples;
+        const double room = bodyBottom() - captionHeight() - headingHeight();
+        size_t first = 0;
+        double used = 0.0;
+        for (size_t i = 0; i < samples.size(); ++i) {
+            // A row taller than a whole page still gets a page of its own.
+            const double height = std::min(rowHeight(samples[i]), room);
+            if (used + height > room && i > first) {
+                m_tablePages.emplace_back(first, i);
+                first = i;
+                used = 0.0;
+            }
+            used += height;
+        }
+        if (first < samples.size())
+            m_tablePages.emplace_back(first, samples.size());
+    }
+
+    void paintTablePage(size_t first, size_t last) {
+        const RecordHeader& h = m_content.trace.header;
+        QString caption = QStringLiteral("Samples");
+        if (!h.recNo.isEmpty())
+            caption += QStringLiteral(" of record ") + h.recNo;
+        if (!h.startTime.isEmpty())
+            caption += QStringLiteral(", ") + h.startTime + QStringLiteral(" to ") + h.endTime;
+        text(QRectF(0, 0, m_page.width(), captionHeight()), caption, reportFont(9), Qt::AlignLeft,
+             Qt::darkGray);
+
+        double y = captionHeight();
+        const QRectF headingRow(0, y, m_page.width(), headingHeight());
+        m_painter->fillRect(headingRow, QColor(220, 220, 220));
+        double x = 0.0;
+        for (int c = 0; c < int(m_columns.size()); ++c) {
+            const QRectF cell(x, y, columnWidth(c), headingHeight());
+            text(cell.adjusted(cellPadding(), 0, -cellPadding(), 0), m_columns[size_t(c)].heading,
+                 headingFont(), m_columns[size_t(c)].align);
+            x += columnWidth(c);
+        }
+        y += headingHeight();
+        m_painter->setPen(QPen(Qt::black, mm(0.3)));
+        m_painter->drawLine(QPointF(0, y), QPointF(m_page.width(), y));
+
+        const auto& samples = m_content.trace.samples;
+        for (size_t i = first; i < last; ++i) {
+            const double height = std::min(rowHeight(samples[i]), bodyBottom() - y);
+            paintRow(samples[i], y, height, (i - first) % 2 == 1);
+            y += height;
+        }
+    }
+
+    void paintRow(const TempSample& s, double top, double height, bool shaded) {
+        if (shaded)
+            m_painter->fillRect(QRectF(0, top, m_page.width(), height), QColor(246, 246, 246));
+        const auto cells = rowCells(s, m_content.trace.header);
+        double x = 0.0;
+        for (int c = 0; c < int(cells.size()); ++c) {
+            const QRectF cell = QRectF(x, top, columnWidth(c), height)
+                                    .adjusted(cellPadding(), cellPadding(), -cellPadding(), -cellPadding());
+            if (c == 5) {
+                m_painter->setFont(cellFont());
+                m_painter->setPen(Qt::black);
+                m_painter->drawText(cell, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, cells[size_t(c)]);
+            } else {
+                const QFontMetricsF fm = metrics(cellFont());
+                text(QRectF(cell.left(), cell.top(), cell.width(), fm.height()), cells[size_t(c)], cellFont(),
+                     m_columns[size_t(c)].align);
+            }
+            x += columnWidth(c);
+        }
+    }
+
+    void paintFooter(int page, int pages) {
+        const QFont font = reportFont(8);
+        const double height = metrics(font).height();
+        const double top = m_page.height() - height;
+        m_painter->setPen(QPen(Qt::darkGray, mm(0.2)));
+        m_painter->drawLine(QPointF(0, top - mm(1)), QPointF(m_page.width(), top - mm(1)));
+        const QRectF line(0, top, m_page.width(), height);
+        text(line, m_content.title, font, Qt::AlignLeft, Qt::darkGray);
+        text(line, QStringLiteral("Page %1 of %2").arg(page).arg(pages), font, Qt::AlignRight, Qt::darkGray);
+    }
+
+    const ReportContent& m_content;
+    QPagedPaintDevice& m_device;
+    const double m_dpi;
+    const QRectF m_page;
+    const std::array<Column, 6> m_columns;
+    QPainter* m_painter = nullptr;
+    std::vector<std::pair<size_t, size_t>> m_tablePages;
+};
+
+ReportContent contentHeader(TraceRecord trace) {
+    ReportContent content;
+    const QString header = settingText(session().operation.reportHeader);
+    content.title = header.isEmpty() ? TraceReport::defaultTitle() : header;
+    const QString logoFile = settingText(session().operation.logoFile);
+    if (!logoFile.isEmpty())
+        content.logo.load(logoFile);
+    content.trace = std::move(trace);
+    content.printedAt = clock().now();
+    return content;
+}
+
+} // namespace
+
+QString TraceReport::defaultTitle() {
+    return QStringLiteral("KVX-5130 Trace Report");
+}
+
+std::optional<TraceReport> TraceReport::forWorkingTrace(QString* error) {
+    std::optional<TraceRecord> trace = workingTrace(recordStore(), error);
+    if (!trace)
+        return std::nullopt;
+    const int samples = int(trace->samples.size());
+    ReportContent content = contentHeader(std::move(*trace));
+    std::optional<GraphCapture> shown;
+    if (forms().graph)
+        shown = captureGraphWindow(*forms().graph, samples);
+    content.graph = shown ? std::move(*shown) : captureTraceGraph(content.trace);
+    return TraceReport(std::move(content));
+}
+
+TraceReport TraceReport::forTrace(const TraceRecord& trace) {
+    ReportContent content = contentHeader(trace);
+    content.graph = captureTraceGraph(content.trace);
+    return TraceReport(std::move(content));
+}
+
+int TraceReport::render(QPagedPaintDevice& device) const {
+    return ReportPainter(m_content, device).paint();
+}
+
+bool TraceReport::writePdf(const QString& path, QString* error) const {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        if (error)
+            *error = file.errorString();
+        return false;
+    }
+    {
+        QPdfWriter pdf(&file);
+        pdf.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
+                                      QMarginsF(kMarginMm, kMarginMm, kMarginMm, kMarginMm),
+                                      QPageLayout::Millimeter));
+        pdf.setTitle(m_content.title);
+        pdf.setCreator(QStringLiteral("kvx5130"));
+        if (render(pdf) == 0) {
+            file.cancelWriting();
+            if (error)
+                *error = QStringLiteral("the report could not be drawn");
+            return false;
+        }
+    }
+    if (!file.commit()) {
+        if (error)
+            *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+void prepareReportPrinter(QPrinter& printer, const TraceReport& report) {
+    printer.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
+                                      QMarginsF(kMarginMm, kMarginMm, kMarginMm, kMarginMm),
+                                      QPageLayout::Millimeter));
+    const QString recNo = report.content().trace.header.recNo;
+    printer.setDocName(recNo.isEmpty() ? QStringLiteral("KVX-5130 trace")
+                                       : QStringLiteral("KVX-5130 record ") + recNo);
+}
+
+QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* parent) {
+    auto* dialog = new QPrintPreviewDialog(parent);
+    dialog->setObjectName(QStringLiteral("dlgPrintPreview"));
+    dialog->setWindowTitle(QStringLiteral("Print Trace Report"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    prepareReportPrinter(*dialog->printer(), report);
+    // The report was put together when the key was pressed; the preview repaints
+    // that same report on every change of page setup, even while a trace runs on.
+    auto shown = std::make_shared<TraceReport>(report);
+    QObject::connect(dialog, &QPrintPreviewDialog::paintRequested, dialog,
+                     [shown](QPrinter* target) { shown->render(*target); });
+    return dialog;
+}
+
+bool showPrintPreview(QWidget* parent) {
+    QString error;
+    const std::optional<TraceReport> report = TraceReport::forWorkingTrace(&error);
+    if (!report) {
+        messages().notice(QStringLiteral("System Error caused by ") + error);
+        return false;
+    }
+    if (report->content().trace.samples.empty()) {
+        messages().notice(QStringLiteral("You have to measure first"));
+        return false;
+    }
+    QPrintPreviewDialog* dialog = createPrintPreview(*report, parent);
+    dialog->exec();
+    return true;
+}
+
+} // namespace kvx

@@ -1,0 +1,71 @@
+#pragma once
+// The printed trace report of the print key: on page one the report header and
+// logo of the settings, the record's number, times, description and units, the
+// statistics as the graph shows them and the graph over the whole trace; from
+// page two on the table of samples, its column headings repeated on every page.
+// Each page carries "Page n of m" at its foot.
+//
+// A report is put together once (the windows and the database are read then) and
+// can be painted any number of times, on a printer, in the print preview or into
+// a PDF file.
+
+#include "ReportGraph.h"
+#include "ReportTrace.h"
+
+#include <QDateTime>
+#include <QImage>
+#include <QString>
+
+#include <optional>
+
+class QPagedPaintDevice;
+class QPrinter;
+class QPrintPreviewDialog;
+class QWidget;
+
+namespace kvx {
+
+struct ReportContent {
+    QString title;
+    QImage logo;
+    TraceRecord trace;
+    GraphCapture graph;
+    QDateTime printedAt;
+};
+
+class TraceReport {
+public:
+    explicit TraceReport(ReportContent content) : m_content(std::move(content)) {}
+
+    // The working trace: header fields of the data table window, `datatemp`, and
+    // the graph window as it stands (a hidden graph when there is no window).
+    // nullopt, with the reason in `error`, when the working trace cannot be read.
+    static std::optional<TraceReport> forWorkingTrace(QString* error = nullptr);
+    // A saved or opened trace, its graph rebuilt in a hidden graph window.
+    static TraceReport forTrace(const TraceRecord& trace);
+
+    // Paints every page on `device` (a printer or a PDF writer); returns the page
+    // count, 0 when the device cannot be painted on.
+    int render(QPagedPaintDevice& device) const;
+    // A4 portrait PDF, written atomically.
+    bool writePdf(const QString& path, QString* error = nullptr) const;
+
+    const ReportContent& content() const { return m_content; }
+    // "KVX-5130 Trace Report" when the settings give no report header.
+    static QString defaultTitle();
+
+private:
+    ReportContent m_content;
+};
+
+// Sets the page, margins and document name a report is printed with.
+void prepareReportPrinter(QPrinter& printer, const TraceReport& report);
+
+// The print key: a print preview of the working trace's report, from which the
+// operator prints on any printer or into a PDF file. Tells the operator when
+// there is nothing to print. Returns false when no preview was shown.
+bool showPrintPreview(QWidget* parent);
+// The same preview, not yet shown; the dialog owns the report and its printer.
+QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* parent);
+
+} // namespace kvx
