@@ -42,9 +42,9 @@ QPointF onArc(const Geometry& g, double angleDegrees, double radius) {
 } // namespace
 
 MeterDial::MeterDial(QWidget* parent) : QWidget(parent) {
-    const DisplayColors& d = kDefaultDisplayColors;
-    m_colors = {colorFromBgr(d[BackgroundColor]), colorFromBgr(d[GridColor]), colorFromBgr(d[TextColor]),
-                colorFromBgr(d[MarkerColor]),     colorFromBgr(d[PlayColor]), colorFromBgr(d[TraceColor])};
+    const DisplayColors& d = kFactoryViewColors;
+    m_colors = {colorFromBgr(d[SlotBackground]), colorFromBgr(d[SlotGrid]), colorFromBgr(d[SlotText]),
+                colorFromBgr(d[SlotTrace]), colorFromBgr(d[SlotMarker])};
     setMinimumSize(60, 30);
 }
 
@@ -119,7 +119,8 @@ void MeterDial::paintEvent(QPaintEvent*) {
     }
 
     // Marks: small triangles under the arc pointing up at the scale, clear of the numbers.
-    auto drawMark = [&](double value, const QColor& color) {
+    // The relative mark is drawn hollow so it stays apart from the limit marks.
+    auto drawMark = [&](double value, bool hollow) {
         const double angle = angleOf(value);
         const double size = std::clamp(g.radius * 0.07, 9.0, 20.0);
         const QPointF tip = onArc(g, angle, g.radius + 1);
@@ -133,11 +134,14 @@ void MeterDial::paintEvent(QPaintEvent*) {
         path.lineTo(left);
         path.lineTo(right);
         path.closeSubpath();
-        p.fillPath(path, color);
+        if (hollow)
+            p.strokePath(path, QPen(m_colors.marks, 1.2));
+        else
+            p.fillPath(path, m_colors.marks);
     };
-    drawMark(m_pointers[RelMark], m_colors.relMark);
-    drawMark(m_pointers[LowMark], m_colors.limitMarks);
-    drawMark(m_pointers[HighMark], m_colors.limitMarks);
+    drawMark(m_pointers[RelMark], true);
+    drawMark(m_pointers[LowMark], false);
+    drawMark(m_pointers[HighMark], false);
 
     // Caption at the lower left of the face.
     QFont captionFont = labelFont;

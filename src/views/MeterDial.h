@@ -28,7 +28,7 @@ public:
     QString caption() const { return m_caption; }
 
     struct Colors {
-        QColor face, scale, text, needle, limitMarks, relMark;
+        QColor face, scale, text, needle, marks;
     };
     void setColors(const Colors& colors);
 

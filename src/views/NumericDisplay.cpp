@@ -49,8 +49,8 @@ QString sevenSegmentFamily() {
 }
 
 NumericDisplay::NumericDisplay(QWidget* parent)
-    : QWidget(parent), m_digits(colorFromBgr(kDefaultDisplayColors[TextColor])),
-      m_background(colorFromBgr(kDefaultDisplayColors[BackgroundColor])) {
+    : QWidget(parent), m_digits(colorFromBgr(kFactoryViewColors[SlotText])),
+      m_background(colorFromBgr(kFactoryViewColors[SlotDisplay])) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMinimumSize(40, 16);
 }

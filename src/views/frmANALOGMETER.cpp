@@ -64,7 +64,7 @@ frmANALOGMETER::frmANALOGMETER(QWidget* parent)
     m_gridMax->setText(QStringLiteral("12"));
     meterPeak = 0.0;
     showReading(0.0);
-    applyColors(kDefaultDisplayColors);
+    applyColors(kFactoryViewColors);
     resize(twipsToPixels(4100), twipsToPixels(1860));
     forms().analog = this;
 }
@@ -186,17 +186,16 @@ void frmANALOGMETER::showReading(double value) {
 
 void frmANALOGMETER::applyColors(const DisplayColors& colors) {
     MeterDial::Colors dial;
-    dial.face = colorFromBgr(colors[BackgroundColor]);
-    dial.scale = colorFromBgr(colors[GridColor]);
-    dial.text = colorFromBgr(colors[TextColor]);
-    dial.needle = colorFromBgr(colors[MarkerColor]);
-    dial.limitMarks = colorFromBgr(colors[PlayColor]);
-    dial.relMark = colorFromBgr(colors[TraceColor]);
+    dial.face = colorFromBgr(colors[SlotBackground]);
+    dial.scale = colorFromBgr(colors[SlotGrid]);
+    dial.text = colorFromBgr(colors[SlotText]);
+    dial.needle = colorFromBgr(colors[SlotTrace]);
+    dial.marks = colorFromBgr(colors[SlotMarker]);
     m_dial->setColors(dial);
     m_degree->setStyleSheet(
         QStringLiteral("QLabel { color: %1; background: transparent; }").arg(dial.text.name()));
     QPalette pal = palette();
-    pal.setColor(QPalette::Window, colorFromBgr(colors[FrameColor]));
+    pal.setColor(QPalette::Window, dial.face);
     setPalette(pal);
     setAutoFillBackground(true);
 }

@@ -18,7 +18,7 @@ frmDIGITALMETERMaster::frmDIGITALMETERMaster(QWidget* parent)
     m_secondary->setObjectName(QStringLiteral("DigSecondM"));
     m_secondary->setFormat(QStringLiteral(".##0 \"\""));
     setAutoFillBackground(true);
-    applyColors(kDefaultDisplayColors);
+    applyColors(kFactoryViewColors);
     // The displays' normal layout, as the window arrangement restores it.
     layoutDisplays(3825, 825, 825 + 5, 3825, 615);
     resize(twipsToPixels(4100), twipsToPixels(1860));
@@ -63,12 +63,12 @@ void frmDIGITALMETERMaster::layoutDisplays(int vmWidth, int vmHeight, int second
 }
 
 void frmDIGITALMETERMaster::applyColors(const DisplayColors& colors) {
-    const QColor digits = colorFromBgr(colors[TextColor]);
-    const QColor background = colorFromBgr(colors[BackgroundColor]);
+    const QColor digits = colorFromBgr(colors[SlotText]);
+    const QColor background = colorFromBgr(colors[SlotDisplay]);
     m_primary->setColors(digits, background);
     m_secondary->setColors(digits, background);
     QPalette pal = palette();
-    pal.setColor(QPalette::Window, colorFromBgr(colors[FrameColor]));
+    pal.setColor(QPalette::Window, background);
     setPalette(pal);
 }
 

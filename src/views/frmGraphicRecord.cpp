@@ -82,7 +82,7 @@ frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
     setWindowTitle(QStringLiteral("Graphic Record"));
     buildControls();
     setupPlot();
-    applyColors(kDefaultDisplayColors);
+    applyColors(kFactoryViewColors);
 
     m_replotTimer.setSingleShot(true);
     m_replotTimer.setInterval(kReplotIntervalMs);
@@ -343,6 +343,7 @@ void frmGraphicRecord::ClearGraph() {
     m_amplitudeVal->clear();
     m_periodVal->clear();
     setDefaultXAxis();
+    setReplayed(false);
     scheduleReplot();
 }
 
@@ -376,6 +377,8 @@ void frmGraphicRecord::ShowGraph() {
     t.lowValues.resize(size_t(k) + 1, 0.0);
     t.relValues.resize(size_t(k) + 1, 0.0);
     t.plotValues[k] = value;
+    if (m_replayed)
+        setReplayed(false);
     chartPoint(PlotTrace, key, value);
 
     const std::pair<QLineEdit*, std::pair<std::vector<double>*, int>> lines[] = {
@@ -468,6 +471,7 @@ void frmGraphicRecord::ReDraw() {
         plot(plotIndex)->data()->set(points, true);
     };
     plotArray(PlotTrace, t.plotValues);
+    setReplayed(true);
     if (high)
         plotArray(PlotHigh, t.highValues);
     if (low)
@@ -729,15 +733,13 @@ void frmGraphicRecord::onActivated() {
 }
 
 void frmGraphicRecord::applyColors(const DisplayColors& colors) {
-    const QColor text = colorFromBgr(colors[TextColor]);
-    const QColor grid = colorFromBgr(colors[GridColor]);
-    const QColor marker = colorFromBgr(colors[MarkerColor]);
-    const QColor background = colorFromBgr(colors[BackgroundColor]);
-    const QColor play = colorFromBgr(colors[PlayColor]);
-    const QColor traceColor = colorFromBgr(colors[TraceColor]);
-    const QColor frame = colorFromBgr(colors[FrameColor]);
+    m_colors = colors;
+    const QColor text = colorFromBgr(colors[SlotText]);
+    const QColor grid = colorFromBgr(colors[SlotGrid]);
+    const QColor marker = colorFromBgr(colors[SlotMarker]);
+    const QColor background = colorFromBgr(colors[SlotBackground]);
 
-    m_plot->setBackground(frame);
+    m_plot->setBackground(background);
     m_plot->axisRect()->setBackground(background);
     for (QCPAxis* axis : {m_plot->xAxis, m_plot->yAxis}) {
         axis->setBasePen(QPen(text));
@@ -753,15 +755,20 @@ void frmGraphicRecord::applyColors(const DisplayColors& colors) {
     }
     // Cosmetic one-pixel pens: a wider pen makes the raster engine stroke the whole
     // polyline as an outline, some fifty times slower with long traces.
-    plot(PlotTrace)->setPen(QPen(traceColor, 0));
-    plot(PlotHigh)->setPen(QPen(play, 0));
-    plot(PlotLow)->setPen(QPen(play, 0));
-    plot(PlotRel)->setPen(QPen(play, 0, Qt::DashLine));
+    plot(PlotHigh)->setPen(QPen(marker, 0));
+    plot(PlotLow)->setPen(QPen(marker, 0));
+    plot(PlotRel)->setPen(QPen(marker, 0, Qt::DashLine));
     for (int i = 0; i < 2; ++i) {
         m_cursorLine[i]->setPen(QPen(marker, 1, i == 0 ? Qt::SolidLine : Qt::DashLine));
         m_cursorTracer[i]->setPen(QPen(marker, 1.5));
     }
+    setReplayed(m_replayed);
     scheduleReplot();
+}
+
+void frmGraphicRecord::setReplayed(bool replayed) {
+    m_replayed = replayed;
+    plot(PlotTrace)->setPen(QPen(colorFromBgr(m_colors[replayed ? SlotPlay : SlotTrace]), 0));
 }
 
 } // namespace kvx

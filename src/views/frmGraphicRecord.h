@@ -113,6 +113,8 @@ private:
     void onPlotMouseRelease(QMouseEvent* event);
     int pointIndexAt(double key) const;
     void onActivated();
+    // The trace line in the replay colour (rebuilt from the store) or the live one.
+    void setReplayed(bool replayed);
     void toggleDemoFeed();
     void onDemoTick();
     RecordStore& store();
@@ -142,6 +144,8 @@ private:
     QTimer* m_demoTimer = nullptr;
     QTimer m_replotTimer;
     RecordStore* m_store = nullptr;
+    DisplayColors m_colors = kFactoryViewColors;
+    bool m_replayed = false;
 };
 
 } // namespace kvx
