@@ -1,5 +1,6 @@
 #include "ValueRules.h"
 
+#include <charconv>
 #include <cmath>
 
 namespace kvx {
@@ -8,6 +9,8 @@ namespace {
 
 bool isBlank(QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('\t'); }
 
+bool isAsciiDigit(QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); }
+
 // Length of the longest numeric prefix of `text` starting at `pos`; 0 when none.
 int numericPrefixLength(const QString& text, int pos) {
     const int start = pos;
@@ -15,13 +18,13 @@ int numericPrefixLength(const QString& text, int pos) {
     if (pos < n && (text[pos] == '+' || text[pos] == '-'))
         ++pos;
     int digits = 0;
-    while (pos < n && text[pos].isDigit()) {
+    while (pos < n && isAsciiDigit(text[pos])) {
         ++pos;
         ++digits;
     }
     if (pos < n && text[pos] == '.') {
         ++pos;
-        while (pos < n && text[pos].isDigit()) {
+        while (pos < n && isAsciiDigit(text[pos])) {
             ++pos;
             ++digits;
         }
@@ -34,7 +37,7 @@ int numericPrefixLength(const QString& text, int pos) {
         if (e < n && (text[e] == '+' || text[e] == '-'))
             ++e;
         const int expDigitsStart = e;
-        while (e < n && text[e].isDigit())
+        while (e < n && isAsciiDigit(text[e]))
             ++e;
         if (e > expDigitsStart)
             pos = e;
@@ -51,9 +54,20 @@ double parseLeadingNumber(const QString& text) {
     const int len = numericPrefixLength(text, pos);
     if (len == 0)
         return 0.0;
-    bool ok = false;
-    const double value = text.mid(pos, len).toDouble(&ok);
-    return ok && std::isfinite(value) ? value : 0.0;
+    // The prefix is already known to be a plain number of ASCII characters, so it
+    // is converted through a small buffer: this parse runs once per stored row
+    // when a long trace is rebuilt.
+    char buffer[64];
+    if (len >= int(sizeof buffer))
+        return text.mid(pos, len).toDouble();
+    for (int i = 0; i < len; ++i)
+        buffer[i] = static_cast<char>(text[pos + i].unicode());
+    const char* begin = buffer[0] == '+' ? buffer + 1 : buffer;
+    double value = 0.0;
+    const auto result = std::from_chars(begin, buffer + len, value);
+    if (result.ec != std::errc() || !std::isfinite(value))
+        return 0.0;
+    return value;
 }
 
 bool isNumeric(const QString& text) {

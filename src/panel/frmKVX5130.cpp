@@ -1,5 +1,7 @@
 #include "frmKVX5130.h"
 
+#include "Twips.h"
+
 #include "RecordKeys.h"
 
 #include <QButtonGroup>
@@ -20,11 +22,6 @@
 namespace kvx {
 
 namespace {
-
-// Window sizes are kept in twips, 15 to a pixel on the screens this runs on.
-constexpr int twips(int value) {
-    return value / 15;
-}
 
 constexpr int kPanelWidthTwips = 4100;
 constexpr int kPanelHeightTwips = 3420;
@@ -54,7 +51,7 @@ frmKVX5130::frmKVX5130(QWidget* parent) : QWidget(parent) {
     connect(m_timer2, &QTimer::timeout, this, &frmKVX5130::onTimer2Tick);
 
     buildUi();
-    resize(twips(kPanelWidthTwips), twips(kPanelHeightTwips));
+    resize(twipsToPixels(kPanelWidthTwips), twipsToPixels(kPanelHeightTwips));
     forms().panel = this;
 }
 

@@ -1,5 +1,7 @@
 #include "frmDataTable.h"
 
+#include "Twips.h"
+
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
@@ -22,9 +24,6 @@
 namespace kvx {
 
 namespace {
-
-// Sizes are kept in twips, 15 to the pixel.
-constexpr int px(int twips) { return twips / 15; }
 
 // The window's own margins: the grid gets the inner size less these.
 constexpr int kHeightLeftForHeader = 1200;
@@ -67,7 +66,7 @@ frmDataTable::frmDataTable(QWidget* parent) : QWidget(parent) {
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Data Table"));
     buildControls();
-    resize(px(7850), px(7300));
+    resize(twipsToPixels(7850), twipsToPixels(7300));
     layoutControls();
     forms().dataTable = this;
     // The last trace is still in the working table after a restart: show it.
@@ -191,12 +190,12 @@ void frmDataTable::setUnitHeadings() {
     const QFontMetrics cellFont = grdHelQuest->fontMetrics();
     for (int column = 0; column < TraceTableModel::ColumnCount - 1; ++column) {
         const QString heading = m_model.headerData(column, Qt::Horizontal).toString();
-        int width = qMax(px(kColumnWidths[column]), headingFont.horizontalAdvance(heading) + 16);
+        int width = qMax(twipsToPixels(kColumnWidths[column]), headingFont.horizontalAdvance(heading) + 16);
         if (column == TraceTableModel::RecTimeColumn)
             width = qMax(width, cellFont.horizontalAdvance(QStringLiteral("2026/01/05 00:00:00")) + 12);
         grdHelQuest->setColumnWidth(column, width);
     }
-    grdHelQuest->setColumnWidth(TraceTableModel::CommentColumn, px(kColumnWidths[TraceTableModel::CommentColumn]));
+    grdHelQuest->setColumnWidth(TraceTableModel::CommentColumn, twipsToPixels(kColumnWidths[TraceTableModel::CommentColumn]));
 }
 
 void frmDataTable::resizeEvent(QResizeEvent* event) {
@@ -205,11 +204,11 @@ void frmDataTable::resizeEvent(QResizeEvent* event) {
 }
 
 void frmDataTable::layoutControls() {
-    const int gridHeight = qMax(0, height() - px(kHeightLeftForHeader));
-    const int gridWidth = qMax(0, width() - px(kWidthLeftForBorder));
-    const int headerHeight = px(kHeightLeftForHeader) - 6;
-    m_header->setGeometry(px(kGridLeft), 0, gridWidth, headerHeight);
-    grdHelQuest->setGeometry(px(kGridLeft), headerHeight, gridWidth, gridHeight);
+    const int gridHeight = qMax(0, height() - twipsToPixels(kHeightLeftForHeader));
+    const int gridWidth = qMax(0, width() - twipsToPixels(kWidthLeftForBorder));
+    const int headerHeight = twipsToPixels(kHeightLeftForHeader) - 6;
+    m_header->setGeometry(twipsToPixels(kGridLeft), 0, gridWidth, headerHeight);
+    grdHelQuest->setGeometry(twipsToPixels(kGridLeft), headerHeight, gridWidth, gridHeight);
     const int rowHeight = qMax(1, grdHelQuest->verticalHeader()->defaultSectionSize());
     m_visibleRows = gridHeight / rowHeight;
 

@@ -88,14 +88,14 @@ ColorSwatch::ColorSwatch(QWidget* parent) : QPushButton(parent) {
 void ColorSwatch::setColorValue(quint32 bgr) {
     m_bgr = bgr;
     setStyleSheet(QStringLiteral("QPushButton { background-color: %1; border: 1px solid #606060; }")
-                      .arg(colorFromRecord(bgr).name()));
+                      .arg(colorFromBgr(bgr).name()));
 }
 
 void ColorSwatch::chooseColor() {
     const QColor chosen =
-        QColorDialog::getColor(colorFromRecord(m_bgr), this, QStringLiteral("Display Color"));
+        QColorDialog::getColor(colorFromBgr(m_bgr), this, QStringLiteral("Display Color"));
     if (chosen.isValid())
-        setColorValue(colorToRecord(chosen));
+        setColorValue(colorToBgr(chosen));
 }
 
 // --- Pure rules ---

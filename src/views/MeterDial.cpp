@@ -1,7 +1,7 @@
 #include "MeterDial.h"
 
 #include "ValueRules.h"
-#include "ViewColors.h"
+#include "DisplayColors.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -42,7 +42,7 @@ QPointF onArc(const Geometry& g, double angleDegrees, double radius) {
 } // namespace
 
 MeterDial::MeterDial(QWidget* parent) : QWidget(parent) {
-    const DisplayColors& d = kFactoryViewColors;
+    const DisplayColors& d = kDefaultDisplayColors;
     m_colors = {colorFromBgr(d[SlotBackground]), colorFromBgr(d[SlotGrid]), colorFromBgr(d[SlotText]),
                 colorFromBgr(d[SlotTrace]), colorFromBgr(d[SlotMarker])};
     setMinimumSize(60, 30);

@@ -2,7 +2,7 @@
 
 #include "DisplayFormat.h"
 #include "MeterScales.h"
-#include "ViewColors.h"
+#include "DisplayColors.h"
 
 #include <QFontDatabase>
 #include <QPainter>
@@ -49,8 +49,8 @@ QString sevenSegmentFamily() {
 }
 
 NumericDisplay::NumericDisplay(QWidget* parent)
-    : QWidget(parent), m_digits(colorFromBgr(kFactoryViewColors[SlotText])),
-      m_background(colorFromBgr(kFactoryViewColors[SlotDisplay])) {
+    : QWidget(parent), m_digits(colorFromBgr(kDefaultDisplayColors[SlotText])),
+      m_background(colorFromBgr(kDefaultDisplayColors[SlotDisplay])) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMinimumSize(40, 16);
 }

@@ -13,8 +13,6 @@
 
 namespace kvx {
 
-using views::pixelsToTwips;
-using views::twipsToPixels;
 
 namespace {
 
@@ -64,7 +62,7 @@ frmANALOGMETER::frmANALOGMETER(QWidget* parent)
     m_gridMax->setText(QStringLiteral("12"));
     meterPeak = 0.0;
     showReading(0.0);
-    applyColors(kFactoryViewColors);
+    applyColors(kDefaultDisplayColors);
     resize(twipsToPixels(4100), twipsToPixels(1860));
     forms().analog = this;
 }

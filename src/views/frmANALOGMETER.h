@@ -4,7 +4,7 @@
 // come in and never narrowing during a trace.
 
 #include "Forms.h"
-#include "ViewColors.h"
+#include "DisplayColors.h"
 
 #include <QWidget>
 

@@ -7,7 +7,6 @@
 
 namespace kvx {
 
-using views::twipsToPixels;
 
 frmDIGITALMETERMaster::frmDIGITALMETERMaster(QWidget* parent)
     : QWidget(parent), m_primary(new NumericDisplay(this)), m_secondary(new NumericDisplay(this)) {
@@ -18,7 +17,7 @@ frmDIGITALMETERMaster::frmDIGITALMETERMaster(QWidget* parent)
     m_secondary->setObjectName(QStringLiteral("DigSecondM"));
     m_secondary->setFormat(QStringLiteral(".##0 \"\""));
     setAutoFillBackground(true);
-    applyColors(kFactoryViewColors);
+    applyColors(kDefaultDisplayColors);
     // The displays' normal layout, as the window arrangement restores it.
     layoutDisplays(3825, 825, 825 + 5, 3825, 615);
     resize(twipsToPixels(4100), twipsToPixels(1860));

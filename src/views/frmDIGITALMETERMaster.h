@@ -4,7 +4,7 @@
 // values and formats, and the window arrangement sizes the displays.
 
 #include "Forms.h"
-#include "ViewColors.h"
+#include "DisplayColors.h"
 
 #include <QWidget>
 

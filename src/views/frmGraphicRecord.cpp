@@ -82,7 +82,7 @@ frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
     setWindowTitle(QStringLiteral("Graphic Record"));
     buildControls();
     setupPlot();
-    applyColors(kFactoryViewColors);
+    applyColors(kDefaultDisplayColors);
 
     m_replotTimer.setSingleShot(true);
     m_replotTimer.setInterval(kReplotIntervalMs);
@@ -90,7 +90,7 @@ frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
 
     ClearGraph();
     setGraphMode(ZoomMode);
-    resize(views::twipsToPixels(7850), views::twipsToPixels(7300));
+    resize(twipsToPixels(7850), twipsToPixels(7300));
     forms().graph = this;
 }
 

@@ -4,7 +4,7 @@
 // copy of the trace; `datatemp` is read only when the whole graph is rebuilt.
 
 #include "Forms.h"
-#include "ViewColors.h"
+#include "DisplayColors.h"
 
 #include <QTimer>
 #include <QWidget>
@@ -144,7 +144,7 @@ private:
     QTimer* m_demoTimer = nullptr;
     QTimer m_replotTimer;
     RecordStore* m_store = nullptr;
-    DisplayColors m_colors = kFactoryViewColors;
+    DisplayColors m_colors = kDefaultDisplayColors;
     bool m_replayed = false;
 };
 

@@ -325,7 +325,7 @@ void TestSettings::opensWithTheRecord() {
     QCOMPARE(child<QComboBox>("cboGpibBackend")->currentIndex(), int(GpibBackendKind::LanSocket));
     QCOMPARE(child<QComboBox>("cboGpibPlace")->currentText(), QStringLiteral("10.0.0.7:5025"));
     QCOMPARE(child<ColorSwatch>("txtColor_3")->colorValue(), 0x0000FFu);
-    QCOMPARE(colorFromRecord(0x0000FF), QColor(Qt::red));
+    QCOMPARE(colorFromBgr(0x0000FF), QColor(Qt::red));
 }
 
 void TestSettings::logoFilterInQtForm() {
