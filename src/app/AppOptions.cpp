@@ -26,6 +26,10 @@ Options:
                    tcp:192.168.0.60:5025             raw SCPI socket
   --start        Start a trace as soon as the windows are up, as if "Start"
                  had been pressed (unattended logging).
+  --export-record N --pdf FILE --csv FILE
+                 Write saved record N's printed report (PDF) and/or its
+                 samples (CSV) and exit, without showing a window. Exits
+                 non-zero with a message when the record does not exist.
   --help         Show this text.
 )";
 
@@ -33,6 +37,15 @@ Options:
 
 QString appUsageText() {
     return QString::fromUtf8(kUsage);
+}
+
+bool exportAsked(const QStringList& arguments) {
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("--export-record") ||
+            argument.startsWith(QLatin1String("--export-record=")))
+            return true;
+    }
+    return false;
 }
 
 AppOptions parseAppOptions(const QStringList& arguments) {
@@ -46,7 +59,10 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     screenshot.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption screenshotDelay(QStringLiteral("screenshot-delay"), QString(), QStringLiteral("MS"));
     screenshotDelay.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({folder, link, start, help, screenshot, screenshotDelay});
+    const QCommandLineOption exportRecord(QStringLiteral("export-record"), QString(), QStringLiteral("N"));
+    const QCommandLineOption pdf(QStringLiteral("pdf"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption csv(QStringLiteral("csv"), QString(), QStringLiteral("FILE"));
+    parser.addOptions({folder, link, start, help, screenshot, screenshotDelay, exportRecord, pdf, csv});
 
     AppOptions options;
     if (!parser.parse(arguments)) {
@@ -71,8 +87,22 @@ AppOptions parseAppOptions(const QStringList& arguments) {
         }
         options.screenshotDelayMs = delay;
     }
-    if (parser.isSet(link) && options.link.trimmed().isEmpty())
+    if (parser.isSet(link) && options.link.trimmed().isEmpty()) {
         options.error = QStringLiteral("--link needs a connection text");
+        return options;
+    }
+    options.pdfFile = parser.value(pdf);
+    options.csvFile = parser.value(csv);
+    if (parser.isSet(exportRecord)) {
+        bool ok = false;
+        options.exportRecord = parser.value(exportRecord).toInt(&ok);
+        if (!ok || options.exportRecord < 1)
+            options.error = QStringLiteral("--export-record needs a record number");
+        else if (options.pdfFile.isEmpty() && options.csvFile.isEmpty())
+            options.error = QStringLiteral("--export-record needs --pdf FILE or --csv FILE");
+    } else if (parser.isSet(pdf) || parser.isSet(csv)) {
+        options.error = QStringLiteral("--pdf and --csv go with --export-record N");
+    }
     return options;
 }
 

@@ -12,12 +12,17 @@ struct AppOptions {
     bool start = false;           // --start: start a trace once the windows are up
     QString screenshotFile;       // --screenshot FILE (not in --help): save the main window and exit
     int screenshotDelayMs = 1500; // --screenshot-delay MS: time for the first readings
+    int exportRecord = -1;        // --export-record N: write record N's files and exit, showing no window
+    QString pdfFile;              // --pdf FILE: its printed report
+    QString csvFile;              // --csv FILE: its samples for spreadsheets
     bool helpRequested = false;
     QString error; // non-empty: the command line was refused
 };
 
 // `arguments` includes the program name first, as QCoreApplication::arguments() gives it.
 AppOptions parseAppOptions(const QStringList& arguments);
+// True when the arguments ask for an export, which needs no display.
+bool exportAsked(const QStringList& arguments);
 QString appUsageText();
 
 } // namespace kvx

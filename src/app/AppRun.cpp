@@ -1,5 +1,6 @@
 #include "AppRun.h"
 
+#include "ExportRecord.h"
 #include "Link.h"
 #include "Session.h"
 #include "mdiMain.h"
@@ -8,6 +9,7 @@
 #include <QFont>
 #include <QImageWriter>
 #include <QPixmap>
+#include <QTextStream>
 #include <QTimer>
 #include <cstdio>
 
@@ -65,6 +67,10 @@ int runApplication(QApplication& app, const AppOptions& options) {
         }
     }
     applyOptionsToSession(options);
+    if (options.exportRecord >= 0) {
+        QTextStream err(stderr);
+        return exportRecord(options.exportRecord, options.pdfFile, options.csvFile, err);
+    }
 
     mdiMain frame;
     if (!frame.load()) {

@@ -24,6 +24,12 @@ int main(int argc, char** argv) {
         std::fputs(qPrintable(kvx::appUsageText()), stdout);
         return 0;
     }
+    QStringList rawArguments;
+    for (int i = 0; i < argc; ++i)
+        rawArguments << QString::fromLocal8Bit(argv[i]);
+    // An export draws its report off screen and must work without a desktop.
+    if (kvx::exportAsked(rawArguments) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     kvx::prepareApplication(app);
     const kvx::AppOptions options = kvx::parseAppOptions(QApplication::arguments());

@@ -31,17 +31,29 @@ void TestAppOptions::parse_data() {
     QTest::addColumn<bool>("start");
     QTest::addColumn<QString>("screenshot");
     QTest::addColumn<int>("delay");
+    QTest::addColumn<int>("exportRecord");
+    QTest::addColumn<QString>("pdf");
+    QTest::addColumn<QString>("csv");
 
-    QTest::newRow("nothing") << QStringList{} << ""
-                             << "" << false << "" << 1500;
+    const QStringList none;
+    QTest::newRow("nothing") << none << ""
+                             << "" << false << "" << 1500 << -1 << ""
+                             << "";
     QTest::newRow("folder and link") << QStringList{"--folder", "/tmp/x", "--link",
                                                     "serial:/dev/ttyUSB0@9600"}
                                      << "/tmp/x"
-                                     << "serial:/dev/ttyUSB0@9600" << false << "" << 1500;
+                                     << "serial:/dev/ttyUSB0@9600" << false << "" << 1500 << -1 << ""
+                                     << "";
     QTest::newRow("equals form") << QStringList{"--link=gpib:0:7", "--start"} << ""
-                                 << "gpib:0:7" << true << "" << 1500;
+                                 << "gpib:0:7" << true << "" << 1500 << -1 << ""
+                                 << "";
     QTest::newRow("screenshot") << QStringList{"--screenshot", "/tmp/a.png", "--screenshot-delay", "0"} << ""
-                                << "" << false << "/tmp/a.png" << 0;
+                                << "" << false << "/tmp/a.png" << 0 << -1 << ""
+                                << "";
+    QTest::newRow("export") << QStringList{"--folder", "/tmp/x", "--export-record", "12", "--csv", "r.csv"}
+                            << "/tmp/x"
+                            << "" << false << "" << 1500 << 12 << ""
+                            << "r.csv";
 }
 
 void TestAppOptions::parse() {
@@ -54,6 +66,10 @@ void TestAppOptions::parse() {
     QTEST(options.start, "start");
     QTEST(options.screenshotFile, "screenshot");
     QTEST(options.screenshotDelayMs, "delay");
+    QTEST(options.exportRecord, "exportRecord");
+    QTEST(options.pdfFile, "pdf");
+    QTEST(options.csvFile, "csv");
+    QCOMPARE(exportAsked(arguments), options.exportRecord > 0);
 }
 
 void TestAppOptions::refused_data() {
@@ -63,6 +79,9 @@ void TestAppOptions::refused_data() {
     QTest::newRow("link without text") << QStringList{"--link"};
     QTest::newRow("blank link") << QStringList{"--link", "  "};
     QTest::newRow("delay not a number") << QStringList{"--screenshot-delay", "soon"};
+    QTest::newRow("export without a file") << QStringList{"--export-record", "3"};
+    QTest::newRow("export of no number") << QStringList{"--export-record", "last", "--pdf", "r.pdf"};
+    QTest::newRow("pdf without a record") << QStringList{"--pdf", "r.pdf"};
 }
 
 void TestAppOptions::refused() {
