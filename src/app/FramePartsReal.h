@@ -1,7 +1,6 @@
 #pragma once
-// The real parts, one function per window library. They live in separate files
-// because the settings and views libraries each bring headers that cannot share
-// one translation unit.
+// The real parts: the functions behind `realFrameParts()`, the only code of the
+// application that knows the window libraries' types.
 
 #include <QString>
 #include <functional>

@@ -1,4 +1,4 @@
-// The child windows of the frame and the database they share.
+// The child windows of the frame, the settings dialog and the database they share.
 #include "FramePartsReal.h"
 
 #include "RecordStore.h"
@@ -8,6 +8,7 @@
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 #include "frmKVX5130.h"
+#include "frmSetting.h"
 #include "frmState.h"
 
 #include <QAbstractButton>
@@ -66,6 +67,13 @@ void applyDisplayColors(QWidget* window) {
         analog->applyColors(colors);
     else if (auto* graphic = qobject_cast<frmGraphicRecord*>(window))
         graphic->applyColors(colors);
+}
+
+QWidget* createSetting() { return new frmSetting; }
+
+void watchColorChanges(QWidget* setting, std::function<void()> changed) {
+    if (auto* dialog = qobject_cast<frmSetting*>(setting))
+        QObject::connect(dialog, &frmSetting::colorsChanged, dialog, std::move(changed));
 }
 
 void panelFirstActivation(QWidget* panel) {

@@ -1,10 +1,10 @@
 #include "mdiMain.h"
 
-#include "AppTwips.h"
 #include "Forms.h"
 #include "HelpGuide.h"
 #include "Services.h"
 #include "Session.h"
+#include "Twips.h"
 #include "frmAbout.h"
 
 #include <QAbstractButton>
@@ -18,9 +18,6 @@
 #include <stdexcept>
 
 namespace kvx {
-
-using app::pixelsToTwips;
-using app::twipsToPixels;
 
 namespace {
 
