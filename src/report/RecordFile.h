@@ -7,8 +7,8 @@
 //
 //   {"format":"kvx5130-record","version":1,
 //   "application":"kvx5130 1.0.1","saved":"2026/01/05 10:00:00",
-//   "header":{"recNo":"3","startTime":"2026/01/05 09:58:20","endTime":"2026/01/05 10:01:40",
-//             "comment":"bench 4","pUnit":"V","sUnit":"kHz","recStyle":"0"},
+//   "header":{"comment":"bench 4","endTime":"2026/01/05 10:01:40","pUnit":"V","recNo":"3",
+//             "recStyle":"0","sUnit":"kHz","startTime":"2026/01/05 09:58:20"},
 //   "columns":["SeqNo","RecTime","PVal","SVal","Reason","Comment","TimeTick","DiffLastTime"],
 //   "samples":[
 //   [0,"2026/01/05 09:58:20","1.25 V","0.5 kHz","0","",0,0],
@@ -19,8 +19,8 @@
 //   bytes identify it; "version" is a whole number. A reader refuses a version it
 //   does not know, and a later version that stays readable by this one is not
 //   allowed to change the meaning of the members below.
-// - "header" holds the seven texts of a record header, named as above; all are
-//   required and all are JSON strings. "recNo" is the number the trace had in
+// - "header" holds the seven texts of a record header, named as above, in any
+//   order; all are required and all are JSON strings. "recNo" is the number the trace had in
 //   the database it was saved from ("" for a trace never saved as a record).
 // - "columns" names the sample columns in order; version 1 requires exactly the
 //   list above.

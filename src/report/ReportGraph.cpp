@@ -7,10 +7,12 @@
 #include "frmGraphicRecord.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <qcustomplot.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace kvx {
@@ -19,6 +21,8 @@ namespace {
 
 constexpr double kDefaultXSpan = 100.0; // seconds the graph window opens on
 constexpr double kPaperLineWidth = 1.6; // logical pixels: a screen's one-pixel line is a hairline on paper
+constexpr double kScreenDpi = 96.0;     // the resolution QCustomPlot lays its plot out for
+constexpr double kMostPixelsPerPoint = 4.0; // a raster plot at 384 dpi: sharp on paper, a few MB at most
 
 QStringList statisticsOf(const QWidget& window) {
     QStringList texts;
@@ -29,6 +33,50 @@ QStringList statisticsOf(const QWidget& window) {
         texts << panel->text();
     }
     return texts;
+}
+
+QString fieldText(const QWidget& window, const char* name) {
+    const auto* field = window.findChild<QLineEdit*>(QLatin1String(name));
+    return field ? field->text() : QString();
+}
+
+// What the report copies from the graph window on screen.
+struct ShownGraph {
+    QStringList statistics;
+    QString limHigh, limLow, rel;
+    std::optional<QCPRange> yRange;
+};
+
+std::optional<ShownGraph> shownGraph(GraphRecord* graph) {
+    const auto* window = dynamic_cast<const QWidget*>(graph);
+    if (!window)
+        return std::nullopt;
+    ShownGraph shown;
+    shown.statistics = statisticsOf(*window);
+    if (shown.statistics.isEmpty())
+        return std::nullopt;
+    shown.limHigh = fieldText(*window, "LimHigh");
+    shown.limLow = fieldText(*window, "LimLow");
+    shown.rel = fieldText(*window, "txtRel");
+    if (const auto* plot = qobject_cast<const QCustomPlot*>(graph->plotWidget()))
+        shown.yRange = plot->yAxis->range();
+    return shown;
+}
+
+// Keeps the application's graph window registered while a hidden one is made.
+class KeepRegisteredGraph {
+public:
+    KeepRegisteredGraph() : m_graph(forms().graph) {}
+    ~KeepRegisteredGraph() { forms().graph = m_graph; }
+    KeepRegisteredGraph(const KeepRegisteredGraph&) = delete;
+    KeepRegisteredGraph& operator=(const KeepRegisteredGraph&) = delete;
+
+private:
+    GraphRecord* m_graph;
+};
+
+bool anyColorSet(const OperationRecord& op) {
+    return std::any_of(op.colors.begin(), op.colors.end(), [](quint32 c) { return c != 0; });
 }
 
 // Widens the plot's lines and its X range for as long as it lives.
@@ -57,81 +105,77 @@ private:
     std::vector<QPen> m_pens;
 };
 
-// Keeps the application's graph window registered while a hidden one lives.
-class KeepRegisteredGraph {
-public:
-    KeepRegisteredGraph() : m_graph(forms().graph) {}
-    ~KeepRegisteredGraph() { forms().graph = m_graph; }
-    KeepRegisteredGraph(const KeepRegisteredGraph&) = delete;
-    KeepRegisteredGraph& operator=(const KeepRegisteredGraph&) = delete;
-
-private:
-    GraphRecord* m_graph;
-};
-
-bool anyColorSet(const OperationRecord& op) {
-    return std::any_of(op.colors.begin(), op.colors.end(), [](quint32 c) { return c != 0; });
-}
-
 } // namespace
 
-QPicture plotPicture(QWidget* plot, int sampleCount, QSize size) {
-    QPicture picture;
-    picture.setBoundingRect(QRect(QPoint(0, 0), size));
-    auto* custom = qobject_cast<QCustomPlot*>(plot);
-    if (!custom) {
-        QPainter painter(&picture);
-        painter.scale(double(size.width()) / plot->width(), double(size.height()) / plot->height());
-        plot->render(&painter);
-        return picture;
-    }
-    const PaperView paper(*custom, sampleCount);
-    // Recorded as drawing commands, so texts stay texts and lines stay lines at
-    // any printer resolution. (The vectorized painter mode would leave out the
-    // plot's background colour, which QCustomPlot only fills in the other mode.)
-    QCPPainter painter(&picture);
-    custom->toPainter(&painter, size.width(), size.height());
-    painter.end();
-    return picture;
-}
+// The hidden window and the in-memory working table it was rebuilt from.
+struct ReportGraph::Parts {
+    RecordStore samples;
+    frmGraphicRecord window;
+    explicit Parts(const QString& storeName) : samples(storeName) {}
+};
 
-std::optional<GraphCapture> captureGraphWindow(GraphRecord& window, int sampleCount, QSize size) {
-    auto* widget = dynamic_cast<QWidget*>(&window);
-    QWidget* plot = window.plotWidget();
-    if (!widget || !plot)
-        return std::nullopt;
-    GraphCapture capture;
-    capture.statistics = statisticsOf(*widget);
-    if (capture.statistics.isEmpty())
-        return std::nullopt;
-    capture.picture = plotPicture(plot, sampleCount, size);
-    capture.size = size;
-    return capture;
-}
-
-GraphCapture captureTraceGraph(const TraceRecord& trace, QSize size) {
-    // The hidden window rebuilds from a working table of its own, in memory, so
-    // the application's working trace is not touched.
+ReportGraph::ReportGraph(const TraceRecord& trace, GraphRecord* shown)
+    : m_sampleCount(int(trace.samples.size())) {
     static int storeCount = 0;
-    RecordStore samples(QStringLiteral("kvx5130-report-graph-%1").arg(++storeCount));
-    samples.open(QStringLiteral(":memory:"));
-    samples.replaceTrace(trace.samples);
+    const std::optional<ShownGraph> onScreen = shownGraph(shown);
+    {
+        const KeepRegisteredGraph keep;
+        m_parts = std::make_unique<Parts>(QStringLiteral("kvx5130-report-graph-%1").arg(++storeCount));
+    }
+    m_window = &m_parts->window;
+    m_parts->samples.open(QStringLiteral(":memory:"));
+    m_parts->samples.replaceTrace(trace.samples);
 
-    const KeepRegisteredGraph keep;
-    frmGraphicRecord graph;
+    frmGraphicRecord& graph = *m_window;
     if (anyColorSet(session().operation))
         graph.applyColors(session().operation.colors);
-    graph.setRecordStore(&samples);
+    graph.setRecordStore(&m_parts->samples);
+    if (onScreen) {
+        graph.setLimHighText(onScreen->limHigh);
+        graph.setLimLowText(onScreen->limLow);
+        graph.setRelText(onScreen->rel);
+    }
     graph.ReDraw();
-    const YAxisChoice y = yAxisChoiceFor(trace.header.pUnit, graph.trace().peakAbs);
-    if (y.setAxis)
-        graph.CWGraph1()->yAxis->setRange(-y.scale, y.scale);
+    if (onScreen && onScreen->yRange) {
+        graph.CWGraph1()->yAxis->setRange(*onScreen->yRange);
+    } else {
+        const YAxisChoice y = yAxisChoiceFor(trace.header.pUnit, graph.trace().peakAbs);
+        if (y.setAxis)
+            graph.CWGraph1()->yAxis->setRange(-y.scale, y.scale);
+    }
+    m_statistics = onScreen ? onScreen->statistics : statisticsOf(graph);
+}
 
-    GraphCapture capture;
-    capture.statistics = statisticsOf(graph);
-    capture.picture = plotPicture(graph.plotWidget(), int(trace.samples.size()), size);
-    capture.size = size;
-    return capture;
+ReportGraph::~ReportGraph() {
+    // The window goes before the table it read; it must not take the registered
+    // graph window's slot with it either.
+    const KeepRegisteredGraph keep;
+    m_parts.reset();
+}
+
+void ReportGraph::paint(QCPPainter& painter, const QRectF& area) const {
+    QCustomPlot& plot = *m_window->CWGraph1();
+    // Laid out at the size a screen would give it, so axis texts and margins
+    // keep their proportions on paper.
+    const double scale = painter.device()->logicalDpiX() / kScreenDpi;
+    const QSize logical((area.size() / scale).toSize());
+    if (logical.isEmpty())
+        return;
+    const PaperView paper(plot, m_sampleCount);
+    if (qFuzzyCompare(scale, 1.0)) {
+        // Drawn as lines and texts. QCustomPlot sizes its fonts for the device it
+        // paints on, so this only holds on a device of screen resolution.
+        painter.save();
+        painter.translate(area.topLeft());
+        painter.setClipRect(QRect(QPoint(0, 0), logical));
+        plot.toPainter(&painter, logical.width(), logical.height());
+        painter.restore();
+        return;
+    }
+    // Any other resolution gets a picture fine enough for the printer.
+    const QPixmap picture =
+        plot.toPixmap(logical.width(), logical.height(), std::min(scale, kMostPixelsPerPoint));
+    painter.drawPixmap(area, picture, QRectF(picture.rect()));
 }
 
 } // namespace kvx

@@ -1,52 +1,60 @@
 #pragma once
 // The trend graph as a printed report shows it: the statistics panels' texts
-// and a resolution-independent picture of the plot spanning the whole trace.
-// It is taken from the graph window when there is one, or from a hidden graph
-// window rebuilt from the trace's samples, so that a saved record printed from
-// the command line shows the same numbers and the same curve as on screen.
+// and the plot over the whole trace.
+//
+// The plot is drawn by a hidden graph window rebuilt from the report's own
+// samples, so the printed curve is the graph window's own drawing, yet stays as
+// it was when the report was put together while a trace runs on behind an open
+// print preview. When there is a graph window, the report takes the statistics
+// exactly as its panels show them and draws with its limit, reference and Y-axis
+// settings; without one (a saved record exported from the command line) the
+// hidden window's own panels and the Y range of the record's unit are used.
 
 #include "ReportTrace.h"
 
-#include <QPicture>
-#include <QSize>
+#include <QRectF>
 #include <QStringList>
 
-#include <optional>
+#include <memory>
 
+class QCPPainter;
 class QWidget;
 
 namespace kvx {
 
 class GraphRecord;
-
-struct GraphCapture {
-    // "MAX:...", "MIN:...", "Match Condition:...", "Total Sampling:...", "Total Time:..."
-    QStringList statistics;
-    // The plot drawn at `size` logical pixels.
-    QPicture picture;
-    QSize size;
-};
+class frmGraphicRecord;
 
 // The statistics panels of the graph window, by their object names.
 inline const char* const kStatisticsPanels[] = {"pnlMax", "pnlMin", "pnlStdCount", "pnlTotCount",
                                                 "pnlTotTimes"};
 
-// The plot's logical size in a report: wide enough for the axis texts to keep
-// the proportions they have on screen.
-inline constexpr QSize kReportPlotSize{1000, 560};
+class ReportGraph {
+public:
+    // Rebuilds `trace` in a hidden graph window, following `shown` when it is a
+    // graph window with its panels. The window registered in `forms()` stays so.
+    ReportGraph(const TraceRecord& trace, GraphRecord* shown);
+    ~ReportGraph();
+    ReportGraph(const ReportGraph&) = delete;
+    ReportGraph& operator=(const ReportGraph&) = delete;
 
-// The graph window as it stands, when it is a window with the statistics panels
-// and a plot; the plot is drawn over the whole trace of `sampleCount` samples.
-std::optional<GraphCapture> captureGraphWindow(GraphRecord& window, int sampleCount,
-                                               QSize size = kReportPlotSize);
+    // "MAX:...", "MIN:...", "Match Condition:...", "Total Sampling:...", "Total Time:..."
+    const QStringList& statistics() const { return m_statistics; }
 
-// A hidden graph window rebuilt from `trace`, its Y axis chosen for the trace's
-// primary unit. The graph window registered in `forms()` stays registered.
-GraphCapture captureTraceGraph(const TraceRecord& trace, QSize size = kReportPlotSize);
+    // Draws the plot into `area` (device pixels of the painter's device), its X
+    // axis over the whole trace and its lines widened for paper. On a device of
+    // screen resolution (the report's PDF) the plot is drawn
+    // as lines and texts; anywhere else as a picture fine enough for a printer.
+    void paint(QCPPainter& painter, const QRectF& area) const;
 
-// The plot widget drawn as a picture, its X axis over `sampleCount` samples (at
-// least the graph's default 100 seconds) and its lines widened for paper; the
-// widget is left as it was.
-QPicture plotPicture(QWidget* plot, int sampleCount, QSize size);
+    const frmGraphicRecord& window() const { return *m_window; }
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+    frmGraphicRecord* m_window = nullptr;
+    QStringList m_statistics;
+    int m_sampleCount = 0;
+};
 
 } // namespace kvx

@@ -4,6 +4,7 @@
 #include "MeterScales.h"
 #include "Services.h"
 #include "Session.h"
+#include "TraceTableModel.h"
 #include "ValueRules.h"
 
 #include <QFileInfo>
@@ -14,6 +15,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QSaveFile>
+#include <qcustomplot.h>
 
 #include <array>
 #include <memory>
@@ -40,20 +42,23 @@ QString styleName(const QString& recStyle) {
     return QString();
 }
 
-// The sample table's columns: heading, share of the page width, alignment.
+// The sample table's columns: heading, the widest text expected in it, alignment.
+// The comment column takes the width the others leave.
 struct Column {
     QString heading;
-    double share;
+    QString widest;
     Qt::Alignment align;
 };
 
 std::array<Column, 6> tableColumns(const RecordHeader& h) {
-    return {{{QStringLiteral("SeqNo"), 0.08, Qt::AlignRight},
-             {QStringLiteral("Time"), 0.21, Qt::AlignLeft},
-             {headingWithUnit(QStringLiteral("Primary"), h.pUnit), 0.15, Qt::AlignRight},
-             {headingWithUnit(QStringLiteral("Secondary"), h.sUnit), 0.15, Qt::AlignRight},
-             {QStringLiteral("Condition"), 0.17, Qt::AlignLeft},
-             {QStringLiteral("Comment"), 0.24, Qt::AlignLeft}}};
+    return {
+        {{QStringLiteral("SeqNo"), QStringLiteral("999999"), Qt::AlignRight},
+         {QStringLiteral("Time"), QStringLiteral("2026/12/31 23:59:59"), Qt::AlignLeft},
+         {headingWithUnit(QStringLiteral("Primary"), h.pUnit), QStringLiteral("-1234.5678"), Qt::AlignRight},
+         {headingWithUnit(QStringLiteral("Secondary"), h.sUnit), QStringLiteral("-1234.5678"),
+          Qt::AlignRight},
+         {QStringLiteral("Condition"), reasonText(ReasonText::MatchLevel), Qt::AlignLeft},
+         {QStringLiteral("Comment"), QString(), Qt::AlignLeft}}};
 }
 
 std::array<QString, 6> rowCells(const TempSample& s, const RecordHeader& h) {
@@ -71,10 +76,13 @@ public:
     ReportPainter(const ReportContent& content, QPagedPaintDevice& device)
         : m_content(content), m_device(device), m_dpi(device.logicalDpiY()),
           m_page(QPointF(0, 0), device.pageLayout().paintRectPixels(device.logicalDpiX()).size()),
-          m_columns(tableColumns(content.trace.header)) {}
+          m_columns(tableColumns(content.trace.header)) {
+        measureColumns();
+    }
 
     int paint() {
-        QPainter painter;
+        // A QCustomPlot draws itself only through its own kind of painter.
+        QCPPainter painter;
         if (!painter.begin(&m_device))
             return 0;
         m_painter = &painter;
@@ -155,7 +163,7 @@ private:
         const QFont label = reportFont(10, true);
         const QFont value = reportFont(10);
         const double line = metrics(value).height() * 1.25;
-        const double labelWidth = mm(32);
+        const double labelWidth = mm(34);
         const double half = m_page.width() / 2;
         for (int i = 0; i < 3; ++i) {
             const double y = top + i * line;
@@ -179,7 +187,7 @@ private:
 
     double paintStatistics(double top) {
         // Laid out like the graph window's panels: three over two.
-        const QStringList& stats = m_content.graph.statistics;
+        const QStringList stats = m_content.graph ? m_content.graph->statistics() : QStringList();
         const QFont font = reportFont(10, true);
         const double cellHeight = metrics(font).height() + mm(3);
         const double cellWidth = m_page.width() / 3;
@@ -196,17 +204,11 @@ private:
     }
 
     void paintGraph(const QRectF& area) {
-        const GraphCapture& graph = m_content.graph;
-        if (graph.size.isEmpty() || area.height() <= 0)
+        if (!m_content.graph || area.height() <= 0)
             return;
-        const QSizeF fitted = QSizeF(graph.size).scaled(area.size(), Qt::KeepAspectRatio);
-        const QPointF origin(area.left() + (area.width() - fitted.width()) / 2, area.top());
-        m_painter->save();
-        m_painter->translate(origin);
-        m_painter->scale(fitted.width() / graph.size.width(), fitted.height() / graph.size.height());
-        m_painter->setClipRect(QRectF(QPointF(0, 0), QSizeF(graph.size)));
-        m_painter->drawPicture(QPointF(0, 0), graph.picture);
-        m_painter->restore();
+        // A plot wider than about twice its height leaves the curve too flat to read.
+        const QSizeF size(area.width(), std::min(area.height(), area.width() * 0.75));
+        m_content.graph->paint(*m_painter, QRectF(area.topLeft(), size));
     }
 
     // ------------------------------------------------------------ the table
@@ -217,7 +219,27 @@ private:
     double headingHeight() const { return metrics(headingFont()).height() + 2 * cellPadding(); }
     double captionHeight() const { return metrics(reportFont(9)).height() + mm(2); }
 
-    double columnWidth(int c) const { return m_page.width() * m_columns[size_t(c)].share; }
+    double columnWidth(int c) const { return m_columnWidths[size_t(c)]; }
+
+    void measureColumns() {
+        const QFontMetricsF cells = metrics(cellFont());
+        const QFontMetricsF headings = metrics(headingFont());
+        double used = 0.0;
+        for (size_t c = 0; c + 1 < m_columns.size(); ++c) {
+            const double text = std::max(cells.horizontalAdvance(m_columns[c].widest),
+                                         headings.horizontalAdvance(m_columns[c].heading));
+            m_columnWidths[c] = text + 2 * cellPadding() + mm(1.5);
+            used += m_columnWidths[c];
+        }
+        // On narrow paper the fixed columns give way so that comments keep some room.
+        const double most = m_page.width() * 0.88;
+        if (used > most) {
+            for (size_t c = 0; c + 1 < m_columns.size(); ++c)
+                m_columnWidths[c] *= most / used;
+            used = most;
+        }
+        m_columnWidths.back() = m_page.width() - used;
+    }
 
     double rowHeight(const TempSample& s) const {
         const QFontMetricsF fm = metrics(cellFont());
@@ -320,7 +342,8 @@ private:
     const double m_dpi;
     const QRectF m_page;
     const std::array<Column, 6> m_columns;
-    QPainter* m_painter = nullptr;
+    std::array<double, 6> m_columnWidths{};
+    QCPPainter* m_painter = nullptr;
     std::vector<std::pair<size_t, size_t>> m_tablePages;
 };
 
@@ -346,18 +369,14 @@ std::optional<TraceReport> TraceReport::forWorkingTrace(QString* error) {
     std::optional<TraceRecord> trace = workingTrace(recordStore(), error);
     if (!trace)
         return std::nullopt;
-    const int samples = int(trace->samples.size());
     ReportContent content = contentHeader(std::move(*trace));
-    std::optional<GraphCapture> shown;
-    if (forms().graph)
-        shown = captureGraphWindow(*forms().graph, samples);
-    content.graph = shown ? std::move(*shown) : captureTraceGraph(content.trace);
+    content.graph = std::make_shared<const ReportGraph>(content.trace, forms().graph);
     return TraceReport(std::move(content));
 }
 
 TraceReport TraceReport::forTrace(const TraceRecord& trace) {
     ReportContent content = contentHeader(trace);
-    content.graph = captureTraceGraph(content.trace);
+    content.graph = std::make_shared<const ReportGraph>(content.trace, nullptr);
     return TraceReport(std::move(content));
 }
 
@@ -374,6 +393,9 @@ bool TraceReport::writePdf(const QString& path, QString* error) const {
     }
     {
         QPdfWriter pdf(&file);
+        // Screen resolution lets the graph go in as lines and texts (see ReportGraph::paint);
+        // every length is a real coordinate, so nothing is lost by it.
+        pdf.setResolution(96);
         pdf.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
                                       QMarginsF(kMarginMm, kMarginMm, kMarginMm, kMarginMm),
                                       QPageLayout::Millimeter));

@@ -16,6 +16,7 @@
 #include <QImage>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 class QPagedPaintDevice;
@@ -29,7 +30,8 @@ struct ReportContent {
     QString title;
     QImage logo;
     TraceRecord trace;
-    GraphCapture graph;
+    // Shared by the copies of a report, such as the one a print preview keeps.
+    std::shared_ptr<const ReportGraph> graph;
     QDateTime printedAt;
 };
 
@@ -47,7 +49,7 @@ public:
     // Paints every page on `device` (a printer or a PDF writer); returns the page
     // count, 0 when the device cannot be painted on.
     int render(QPagedPaintDevice& device) const;
-    // A4 portrait PDF, written atomically.
+    // A4 portrait PDF, written atomically, with the graph as lines and texts.
     bool writePdf(const QString& path, QString* error = nullptr) const;
 
     const ReportContent& content() const { return m_content; }

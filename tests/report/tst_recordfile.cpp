@@ -100,8 +100,8 @@ void RecordFileTest::roundTripRestoresTheTraceExactly() {
              (QStringList{QString(), h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit}));
     QCOMPARE(panel.styleIndex, 1);
     QCOMPARE(table.rowCount(), 6);
-    QCOMPARE(table.model().text(2, TraceTableModel::CommentColumn),
-             QStringLiteral(u"溫度漂移，第二次量測"));
+    const QString cjk = QStringLiteral(u"溫度漂移，第二次量測");
+    QCOMPARE(table.model().text(2, TraceTableModel::CommentColumn), cjk);
     QCOMPARE(graph.trace().sampleCount, 6);
     QVERIFY(fx.messages->shown().empty());
 }
