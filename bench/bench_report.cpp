@@ -1,0 +1,100 @@
+// Reports, record files and exports of long traces: what the operator waits for
+// after pressing print, saving or opening a record file, or exporting a CSV.
+
+#include "CsvExport.h"
+#include "RecordFile.h"
+#include "RecordStore.h"
+#include "Services.h"
+#include "Session.h"
+#include "TraceReport.h"
+#include "ValueRules.h"
+
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <memory>
+
+namespace {
+
+kvx::TraceRecord makeTrace(int samples) {
+    kvx::TraceRecord trace;
+    trace.header = {QStringLiteral("1"),
+                    QStringLiteral("2026/01/05 10:00:00"),
+                    QStringLiteral("2026/01/06 13:46:40"),
+                    QStringLiteral("soak"),
+                    QStringLiteral("V"),
+                    QStringLiteral("kHz"),
+                    QStringLiteral("0")};
+    const QDateTime base(QDate(2026, 1, 5), QTime(10, 0, 0));
+    trace.samples.reserve(size_t(samples));
+    for (int i = 0; i < samples; ++i) {
+        kvx::TempSample s;
+        s.seqNo = i;
+        s.recTime = kvx::dateTimeText(base.addSecs(i));
+        s.pVal = kvx::numberToText(std::round(1000.0 * std::sin(i / 30.0)) / 100.0) + QStringLiteral(" V");
+        s.sVal = QStringLiteral("50 kHz");
+        s.reason = QStringLiteral("0");
+        if (i % 100 == 0)
+            s.comment = QStringLiteral("note %1, \"checked\"").arg(i);
+        s.timeTick = qint64(i);
+        s.diffLastTime = qint64(1);
+        trace.samples.push_back(std::move(s));
+    }
+    return trace;
+}
+
+void BM_RecordFileSave(benchmark::State& state) {
+    const kvx::TraceRecord trace = makeTrace(int(state.range(0)));
+    const QDateTime when(QDate(2026, 1, 5), QTime(10, 0, 0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(kvx::RecordFile::encode(trace, when));
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_RecordFileSave)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void BM_RecordFileOpen(benchmark::State& state) {
+    const QByteArray bytes =
+        kvx::RecordFile::encode(makeTrace(int(state.range(0))), QDateTime::currentDateTime());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(kvx::RecordFile::decode(bytes));
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.counters["MB"] = bytes.size() / 1e6;
+}
+BENCHMARK(BM_RecordFileOpen)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// Putting an opened file's samples into the working table, one transaction.
+void BM_ReplaceWorkingTrace(benchmark::State& state) {
+    QTemporaryDir dir;
+    kvx::RecordStore store(QStringLiteral("bench-report-replace"));
+    store.open(dir.filePath(QStringLiteral("bench.mdb")));
+    const kvx::TraceRecord trace = makeTrace(int(state.range(0)));
+    for (auto _ : state)
+        store.replaceTrace(trace.samples);
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_ReplaceWorkingTrace)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void BM_CsvExport(benchmark::State& state) {
+    const kvx::TraceRecord trace = makeTrace(int(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(kvx::CsvExport::encode(trace));
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_CsvExport)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// Print key to a finished PDF: the hidden graph rebuilt, every page drawn.
+void BM_ReportPdf(benchmark::State& state) {
+    kvx::resetSession();
+    kvx::setClock(std::make_shared<kvx::ManualClock>());
+    QTemporaryDir dir;
+    const kvx::TraceRecord trace = makeTrace(int(state.range(0)));
+    for (auto _ : state) {
+        const kvx::TraceReport report = kvx::TraceReport::forTrace(trace);
+        report.writePdf(dir.filePath(QStringLiteral("report.pdf")));
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_ReportPdf)->Arg(200)->Arg(10000)->Unit(benchmark::kMillisecond);
+
+} // namespace
