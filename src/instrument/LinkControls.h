@@ -19,6 +19,10 @@
 
 namespace kvx {
 
+// A meter answers within a few tens of milliseconds; a switched-off one must not
+// stall the polling tick (two queries per reading) for longer than about a second.
+inline constexpr int kDefaultReplyTimeoutMs = 500;
+
 class SerialControl {
 public:
     void setPortNumber(qint16 port) { m_port = port; }
@@ -50,7 +54,7 @@ private:
     qint16 m_port = 1;
     qint32 m_baud = 9600;
     QString m_devicePath;
-    int m_timeoutMs = 1000;
+    int m_timeoutMs = kDefaultReplyTimeoutMs;
     int m_lastErrorNumber = kLinkNoError;
     std::unique_ptr<Link> m_link;
     bool m_linkInstalled = false;
@@ -85,7 +89,7 @@ private:
 
     qint16 m_address = 0;
     QString m_backend;
-    int m_timeoutMs = 1000;
+    int m_timeoutMs = kDefaultReplyTimeoutMs;
     int m_lastErrorNumber = kLinkNoError;
     Link::IdleErrorHandler m_notificationHandler;
     std::unique_ptr<Link> m_link;
