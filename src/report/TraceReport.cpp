@@ -140,8 +140,10 @@ private:
         const double textTop = std::max(0.0, (logoHeight - titleHeight - noteHeight) / 2);
         const double textWidth = m_page.width() - logoWidth;
         text(QRectF(logoWidth, textTop, textWidth, titleHeight), m_content.title, titleFont, Qt::AlignLeft);
-        const QString note =
-            QStringLiteral("KVX-5130 trace report, printed ") + dateTimeText(m_content.printedAt);
+        const QString printed = dateTimeText(m_content.printedAt);
+        const QString note = m_content.title == TraceReport::defaultTitle()
+                                 ? QStringLiteral("Printed ") + printed
+                                 : QStringLiteral("KVX-5130 trace report, printed ") + printed;
         text(QRectF(logoWidth, textTop + titleHeight, textWidth, noteHeight), note, noteFont, Qt::AlignLeft,
              Qt::darkGray);
         const double bottom = std::max(logoHeight, textTop + titleHeight + noteHeight) + mm(2);

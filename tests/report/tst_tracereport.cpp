@@ -11,6 +11,9 @@
 #include <QFile>
 #include <QImage>
 #include <QLabel>
+#include <QPointer>
+#include <QPrintPreviewDialog>
+#include <QPrintPreviewWidget>
 #include <QPrinter>
 #include <QProcess>
 #include <QStandardPaths>
@@ -59,6 +62,7 @@ private slots:
     void statisticsAgreeWithTheGraphWindow();
     void reportFollowsTheGraphWindow();
     void rendersOnAPrinter();
+    void previewShowsEveryPage();
     void exportOfASavedRecord();
     void exportRefusals_data();
     void exportRefusals();
@@ -176,6 +180,27 @@ void TraceReportTest::rendersOnAPrinter() {
     const int pages = report.render(printer);
     QVERIFY(pages >= 3);
     QVERIFY(QFileInfo(fx.path(QStringLiteral("printed.pdf"))).size() > 0);
+}
+
+void TraceReportTest::previewShowsEveryPage() {
+    ReportFixture fx;
+    QVERIFY(recordStore().replaceTrace(makeSamples(150)));
+    const auto report = TraceReport::forWorkingTrace();
+    QVERIFY(report);
+    QPrinter sized(QPrinter::ScreenResolution);
+    prepareReportPrinter(sized, *report);
+    sized.setOutputFormat(QPrinter::PdfFormat);
+    sized.setOutputFileName(fx.path(QStringLiteral("sized.pdf")));
+    const int pages = report->render(sized);
+
+    QPointer<QPrintPreviewDialog> dialog = createPrintPreview(*report, nullptr);
+    dialog->resize(900, 700);
+    dialog->show();
+    auto* preview = dialog->findChild<QPrintPreviewWidget*>();
+    QVERIFY(preview);
+    QTRY_COMPARE(preview->pageCount(), pages);
+    dialog->close(); // deletes itself
+    QTRY_VERIFY(dialog.isNull());
 }
 
 void TraceReportTest::exportOfASavedRecord() {
