@@ -81,6 +81,12 @@ QString numberToText(double value) {
     return QString::number(value, 'g', 15);
 }
 
+double roundToSignificant(double value, int digits) {
+    if (value == 0.0 || !std::isfinite(value))
+        return value;
+    return QString::number(value, 'g', digits).toDouble();
+}
+
 double roundHalfEven(double value) {
     const double lower = std::floor(value);
     const double diff = value - lower;

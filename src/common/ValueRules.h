@@ -19,6 +19,10 @@ bool isNumeric(const QString& text);
 // Ordinary number-to-text: shortest decimal form, no padding (20 -> "20", 0.5 -> "0.5").
 QString numberToText(double value);
 
+// Drops the binary noise that subtracting two readings leaves in the last digits
+// (3.2633 - 3.2574 -> 0.0059), keeping `digits` significant digits.
+double roundToSignificant(double value, int digits);
+
 // Rounds to the nearest integer, halves to even (2.5 -> 2, 3.5 -> 4).
 double roundHalfEven(double value);
 

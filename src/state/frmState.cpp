@@ -191,6 +191,8 @@ void frmState::rangeChanged(const QString& range) {
 }
 
 void frmState::functionChanged() {
+    // The unit box follows the function the driver last reported.
+    setUnitText(driver().sUnitPrimary());
     if (AnalogMeter* analog = forms().analog)
         analog->unitChanged(driver().sUnitPrimary());
 }

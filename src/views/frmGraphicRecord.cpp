@@ -28,6 +28,12 @@ namespace kvx {
 
 namespace {
 
+// The readings carry a handful of digits; their difference is shown without the
+// binary noise the subtraction leaves behind.
+QString amplitudeText(double first, double second) {
+    return numberToText(roundToSignificant(std::fabs(second - first), 12));
+}
+
 enum PlotIndex { PlotTrace = 0, PlotHigh = 1, PlotLow = 2, PlotRel = 3 };
 
 constexpr double kDefaultXSpan = 100.0; // seconds: "0:0:00" .. "0:1:40"
@@ -620,7 +626,7 @@ void frmGraphicRecord::refreshMeasurementFromPoints() {
     const double x1 = keyAt(m_cursorIndex[0]);
     const double x2 = keyAt(m_cursorIndex[1]);
     m_periodVal->setText(hhmmssText(std::max(x1, x2) - std::min(x1, x2)));
-    m_amplitudeVal->setText(numberToText(std::fabs(valueAt(m_cursorIndex[1]) - valueAt(m_cursorIndex[0]))));
+    m_amplitudeVal->setText(amplitudeText(valueAt(m_cursorIndex[0]), valueAt(m_cursorIndex[1])));
 }
 
 void frmGraphicRecord::pnlMax_Click() {
@@ -650,7 +656,7 @@ void frmGraphicRecord::jumpToExtreme(qint32 index) {
     m_periodVal->setText(periodBetweenRowTimes(firstTime, secondTime));
     const double v1 = parseLeadingNumber(table->GetValuePrimary(m_cursorIndex[0]));
     const double v2 = parseLeadingNumber(table->GetValuePrimary(m_cursorIndex[1]));
-    m_amplitudeVal->setText(numberToText(std::fabs(v2 - v1)));
+    m_amplitudeVal->setText(amplitudeText(v1, v2));
 }
 
 void frmGraphicRecord::ZoomOut_Click() {

@@ -120,6 +120,12 @@ private slots:
         QCOMPARE(trimBlanks(QStringLiteral("  DCV\n ")), QStringLiteral("DCV\n"));
         QCOMPARE(fixedDecimals(2.5, 2), QStringLiteral("2.50"));
     }
+
+    void significantDigits() {
+        QCOMPARE(numberToText(roundToSignificant(3.2633 - 3.2574, 12)), QStringLiteral("0.0059"));
+        QCOMPARE(roundToSignificant(123456.789, 4), 123500.0);
+        QCOMPARE(roundToSignificant(0.0, 12), 0.0);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestValueRules)
