@@ -1,5 +1,6 @@
 #include "frmKVX5130.h"
 
+#include "ReportKeys.h"
 #include "Twips.h"
 
 #include "RecordKeys.h"
@@ -225,6 +226,22 @@ QGroupBox* frmKVX5130::buildRangeFrame(panel::RangeGroup group, const QString& f
     return frame;
 }
 
+void frmKVX5130::onShutter() {
+    ReportKeys::saveSnapshot();
+}
+void frmKVX5130::onPrint() {
+    ReportKeys::printReport(this);
+}
+void frmKVX5130::onSaveRecordFile() {
+    ReportKeys::saveRecordFileAs(this);
+}
+void frmKVX5130::onOpenRecordFile() {
+    ReportKeys::openRecordFile(this);
+}
+void frmKVX5130::onExportCsv() {
+    ReportKeys::exportCsvAs(this);
+}
+
 QWidget* frmKVX5130::buildRecordPage() {
     auto* page = new QWidget(this);
     auto* layout = new QVBoxLayout(page);
@@ -238,6 +255,22 @@ QWidget* frmKVX5130::buildRecordPage() {
     keys->addWidget(m_recordKeys->clearKey());
     keys->addWidget(addKey(QStringLiteral("cmdQuit"), QStringLiteral("Quit"), &frmKVX5130::onQuit));
     layout->addLayout(keys);
+    auto* fileKeys = new QHBoxLayout;
+    fileKeys->setSpacing(1);
+    QPushButton* shutter = addKey(QStringLiteral("cmdShutter"), QStringLiteral("JPEG"), &frmKVX5130::onShutter);
+    shutter->setToolTip(QLatin1String(ReportKeys::kShutterToolTip));
+    fileKeys->addWidget(shutter);
+    fileKeys->addWidget(addKey(QStringLiteral("cmdPrint"), QStringLiteral("Print"), &frmKVX5130::onPrint));
+    QPushButton* saveFile = addKey(QStringLiteral("cmdSaveFile"), QStringLiteral("Save .kvx"), &frmKVX5130::onSaveRecordFile);
+    saveFile->setToolTip(QStringLiteral("Save the working trace as a record file"));
+    fileKeys->addWidget(saveFile);
+    QPushButton* openFile = addKey(QStringLiteral("cmdOpenFile"), QStringLiteral("Open .kvx"), &frmKVX5130::onOpenRecordFile);
+    openFile->setToolTip(QStringLiteral("Open a record file as the working trace"));
+    fileKeys->addWidget(openFile);
+    QPushButton* csv = addKey(QStringLiteral("cmdExportCsv"), QStringLiteral("CSV"), &frmKVX5130::onExportCsv);
+    csv->setToolTip(QStringLiteral("Export the working trace for spreadsheets"));
+    fileKeys->addWidget(csv);
+    layout->addLayout(fileKeys);
     layout->addWidget(m_recordKeys->recordList(), 1);
     layout->addWidget(m_recordKeys->recordGrid(), 1);
     layout->addStretch();

@@ -128,6 +128,12 @@ private:
     void takeOneReading();
     void setStartKeyLook(const QString& caption, const QColor& colour, const QString& toolTip);
     void onQuit();
+    // Snapshot, printed report, record files and the CSV export.
+    void onShutter();
+    void onPrint();
+    void onSaveRecordFile();
+    void onOpenRecordFile();
+    void onExportCsv();
 
     // Link state.
     void applyLinkSettings();

@@ -79,8 +79,11 @@ private slots:
         QCOMPARE(graph->CWGraph1()->graph(1)->dataCount(), ticks); // Limit-High drawn with the trace
 
         const QString docs = qEnvironmentVariable("KVX_DOCS_DIR");
-        if (!docs.isEmpty())
+        if (!docs.isEmpty()) {
+            // Repaints wait for the event loop, which this test does not run between ticks.
+            graph->CWGraph1()->replot();
             QVERIFY(frame.grab().save(docs + QStringLiteral("/live-trace.png")));
+        }
 
         graph->setGraphMode(frmGraphicRecord::CursorMeasurements);
         graph->moveCursor(0, 8);
@@ -94,7 +97,7 @@ private slots:
 
         if (!docs.isEmpty()) {
             QMdiSubWindow* sub = frame.subWindowOf(QStringLiteral("frmGraphicRecord"));
-            QCoreApplication::processEvents();
+            graph->CWGraph1()->replot();
             QVERIFY(sub->grab().save(docs + QStringLiteral("/graph.png")));
         }
         panel->setExitAction([] {});
