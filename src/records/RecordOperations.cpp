@@ -34,6 +34,18 @@ int sampleStyleIndex(const QString& recStyle) {
 
 } // namespace
 
+RecordHeader RecordOperations::workingHeader() {
+    RecordHeader header;
+    header.recNo = fieldText(RecordField::Recno);
+    header.startTime = fieldText(RecordField::StartTime);
+    header.endTime = fieldText(RecordField::EndTime);
+    header.comment = fieldText(RecordField::DataDesc);
+    header.pUnit = fieldText(RecordField::PUnit);
+    header.sUnit = fieldText(RecordField::SUnit);
+    header.recStyle = currentRecordStyle();
+    return header;
+}
+
 void RecordOperations::showSaveError() {
     const StoreError& e = recordStore().lastError();
     messages().notice(QStringLiteral("System Error caused by ") + e.number + QStringLiteral(":") + e.description);
@@ -83,14 +95,7 @@ bool RecordOperations::saveNewRecord() {
         return false;
     }
     setFieldText(RecordField::Recno, *next);
-    RecordHeader header;
-    header.recNo = fieldText(RecordField::Recno);
-    header.startTime = fieldText(RecordField::StartTime);
-    header.endTime = fieldText(RecordField::EndTime);
-    header.comment = fieldText(RecordField::DataDesc);
-    header.pUnit = fieldText(RecordField::PUnit);
-    header.sUnit = fieldText(RecordField::SUnit);
-    header.recStyle = currentRecordStyle();
+    const RecordHeader header = workingHeader();
     if (!recordStore().insertHeader(header) || !recordStore().copyTraceToRecord(header.recNo)) {
         showSaveError();
         return false;

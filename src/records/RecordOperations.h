@@ -45,6 +45,8 @@ public:
     static QString recordNumberOfListLine(const QString& line);
     // Headings of the record grid's four columns.
     static QStringList recordListHeadings() { return RecordStore::recordListHeadings(); }
+    // The header of the working trace: the data table's record fields and the panel's sample style.
+    static RecordHeader workingHeader();
 
     // Loads the record of a list line into the working trace, time columns included.
     // Returns false when no record has that number or a statement failed.

@@ -73,16 +73,10 @@ bool CsvExport::write(const QString& path, const TraceRecord& trace, QString* er
 }
 
 bool CsvExport::exportWorkingTrace(const QString& path) {
+    const std::optional<TraceRecord> trace = workingTraceToWrite();
+    if (!trace)
+        return false;
     QString error;
-    const std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
-    if (!trace) {
-        messages().notice(QStringLiteral("System Error caused by ") + error);
-        return false;
-    }
-    if (trace->samples.empty()) {
-        messages().notice(QStringLiteral("You have to measure first"));
-        return false;
-    }
     if (!write(path, *trace, &error)) {
         messages().notice(QStringLiteral("The CSV file \"%1\" cannot be written: %2").arg(path, error));
         return false;

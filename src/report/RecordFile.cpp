@@ -252,16 +252,10 @@ std::optional<TraceRecord> RecordFile::read(const QString& path, QString* error)
 }
 
 bool RecordFile::saveWorkingTrace(const QString& path) {
+    const std::optional<TraceRecord> trace = workingTraceToWrite();
+    if (!trace)
+        return false;
     QString error;
-    const std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
-    if (!trace) {
-        messages().notice(QStringLiteral("System Error caused by ") + error);
-        return false;
-    }
-    if (trace->samples.empty()) {
-        messages().notice(QStringLiteral("You have to measure first"));
-        return false;
-    }
     if (!write(path, *trace, &error)) {
         messages().notice(QStringLiteral("The record file \"%1\" cannot be written: %2").arg(path, error));
         return false;

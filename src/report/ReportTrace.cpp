@@ -2,16 +2,14 @@
 
 #include "Forms.h"
 #include "MeterScales.h"
+#include "RecordOperations.h"
+#include "Services.h"
 #include "TraceTableModel.h"
 #include "ValueRules.h"
 
 namespace kvx {
 
 namespace {
-
-QString dataTableField(RecordField which) {
-    return forms().dataTable ? forms().dataTable->field(which) : QString();
-}
 
 QString describe(const StoreError& error) {
     return error.number + QStringLiteral(":") + error.description;
@@ -21,18 +19,24 @@ QString describe(const StoreError& error) {
 
 std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error) {
     TraceRecord trace;
-    RecordHeader& h = trace.header;
-    h.recNo = dataTableField(RecordField::Recno);
-    h.startTime = dataTableField(RecordField::StartTime);
-    h.endTime = dataTableField(RecordField::EndTime);
-    h.comment = dataTableField(RecordField::DataDesc);
-    h.pUnit = dataTableField(RecordField::PUnit);
-    h.sUnit = dataTableField(RecordField::SUnit);
-    const MeterPanel* panel = forms().panel;
-    h.recStyle = (!panel || panel->continuousStyleSelected()) ? QStringLiteral("0") : QStringLiteral("1");
+    trace.header = RecordOperations::workingHeader();
     if (!store.readSamples(0, [&](const TempSample& row) { trace.samples.push_back(row); })) {
         if (error)
             *error = describe(store.lastError());
+        return std::nullopt;
+    }
+    return trace;
+}
+
+std::optional<TraceRecord> workingTraceToWrite() {
+    QString error;
+    std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
+    if (!trace) {
+        messages().notice(QStringLiteral("System Error caused by ") + error);
+        return std::nullopt;
+    }
+    if (trace->samples.empty()) {
+        messages().notice(QStringLiteral("You have to measure first"));
         return std::nullopt;
     }
     return trace;

@@ -22,6 +22,9 @@ struct TraceRecord {
 // without one) and the sample style from the front panel ("0" without one).
 // nullopt, with the store's error in `error`, when `datatemp` cannot be read.
 std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error = nullptr);
+// The working trace for a file the operator asked for; on failure, or when there is
+// no sample yet, the operator has been told why.
+std::optional<TraceRecord> workingTraceToWrite();
 
 enum class RecordLookup { Found, Missing, Failed };
 
