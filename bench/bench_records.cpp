@@ -31,11 +31,11 @@ double runShell(const QString& databasePath, const QString& sql) {
 
 // A working trace of `rows` samples written straight into the file.
 bool fillTrace(const QString& databasePath, qint64 rows) {
-    const QString sql = QStringLiteral(
-                            "with recursive n(i) as (select 0 union all select i + 1 from n where i < %1) "
-                            "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
-                            "select i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', '', i, 1 from n")
-                            .arg(rows - 1);
+    const QString sql =
+        QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n where i < %1) "
+                       "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+                       "select i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', '', i, 1 from n")
+            .arg(rows - 1);
     return runShell(databasePath, sql) >= 0.0;
 }
 
@@ -103,7 +103,8 @@ void BM_SaveRecord(benchmark::State& state) {
             state.SkipWithError("save failed");
     }
     // The floor: the same copy statement run by the sqlite3 shell on the same file.
-    const double shellSeconds = runShell(bench.path(), kvx::toSqlite(kvx::statements::S4(QStringLiteral("999999"))));
+    const double shellSeconds =
+        runShell(bench.path(), kvx::toSqlite(kvx::statements::S4(QStringLiteral("999999"))));
     state.counters["sqlite3_shell_ms"] = shellSeconds * 1000.0;
 }
 BENCHMARK(BM_SaveRecord)->Unit(benchmark::kMillisecond)->Iterations(5);
@@ -114,7 +115,8 @@ void BM_LoadRecord(benchmark::State& state) {
     kvx::RecordOperations records;
     bench.messages->queueAnswer(kvx::Answer::Yes);
     records.saveRecord();
-    const QString line = kvx::RecordOperations::listLine({QStringLiteral("1"), QString(), QString(), QString()});
+    const QString line =
+        kvx::RecordOperations::listLine({QStringLiteral("1"), QString(), QString(), QString()});
     for (auto _ : state) {
         if (!records.loadFromListLine(line) || bench.table->rowCount() != kRecordRows)
             state.SkipWithError("load failed");

@@ -69,7 +69,9 @@ void applyDisplayColors(QWidget* window) {
         graphic->applyColors(colors);
 }
 
-QWidget* createSetting() { return new frmSetting; }
+QWidget* createSetting() {
+    return new frmSetting;
+}
 
 void watchColorChanges(QWidget* setting, std::function<void()> changed) {
     if (auto* dialog = qobject_cast<frmSetting*>(setting))

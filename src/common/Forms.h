@@ -17,22 +17,22 @@ public:
     virtual ~StatePanel() = default;
     virtual void setFunctionText(const QString& text) = 0; // txtFunction
     virtual QString functionText() const = 0;
-    virtual void setUnitText(const QString& text) = 0;     // txtUnit
-    virtual void setRangeText(const QString& text) = 0;    // txtRange2 (runs the range change)
+    virtual void setUnitText(const QString& text) = 0;  // txtUnit
+    virtual void setRangeText(const QString& text) = 0; // txtRange2 (runs the range change)
     virtual QString rangeText() const = 0;
-    virtual QString mathText() const = 0;                  // txtMath: the hold-mode word
+    virtual QString mathText() const = 0; // txtMath: the hold-mode word
     virtual void setMathText(const QString& text) = 0;
-    virtual QString limitMaxText() const = 0;              // txtLimMax
-    virtual QString limitMinText() const = 0;              // txtLimMin
-    virtual QString relText() const = 0;                   // txtRel
+    virtual QString limitMaxText() const = 0; // txtLimMax
+    virtual QString limitMinText() const = 0; // txtLimMin
+    virtual QString relText() const = 0;      // txtRel
     virtual void setRelText(const QString& text) = 0;
-    virtual QString connText() const = 0;                  // txtConn: "LIVE" / "DEAD"
+    virtual QString connText() const = 0; // txtConn: "LIVE" / "DEAD"
     virtual void setConnText(const QString& text) = 0;
     virtual void setSampleIntervalText(const QString& text) = 0; // txtInterval
     virtual QString sampleIntervalText() const = 0;
     // The dBm indicator and reference field: shown and enabled, or hidden and disabled.
     virtual void setDbmActive(bool on) = 0;
-    virtual void setRefOhmText(const QString& text) = 0;   // txtRefOhm
+    virtual void setRefOhmText(const QString& text) = 0; // txtRefOhm
 };
 
 // frmDIGITALMETERMaster: the two numeric displays. Format texts are a digits
@@ -40,11 +40,11 @@ public:
 class DigitalScreen {
 public:
     virtual ~DigitalScreen() = default;
-    virtual void setPrimaryValue(double value) = 0;         // DigVM
+    virtual void setPrimaryValue(double value) = 0; // DigVM
     virtual double primaryValue() const = 0;
     virtual void setPrimaryFormat(const QString& format) = 0;
     virtual QString primaryFormat() const = 0;
-    virtual void setSecondaryValue(double value) = 0;       // DigSecondM
+    virtual void setSecondaryValue(double value) = 0; // DigSecondM
     virtual double secondaryValue() const = 0;
     virtual void setSecondaryFormat(const QString& format) = 0;
     virtual QString secondaryFormat() const = 0;

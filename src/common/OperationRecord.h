@@ -46,25 +46,25 @@ struct OperationRecord {
     qint16 comPort = 0;
     qint16 baudRate = 0;
     qint16 gpibAddress = 0;
-    QString samplingInterval;  // 20
-    QString totalTime;         // 20
-    QString reportHeader;      // 255
-    QString logoFile;          // 255
+    QString samplingInterval; // 20
+    QString totalTime;        // 20
+    QString reportHeader;     // 255
+    QString logoFile;         // 255
     std::array<quint32, ColorCount> colors{};
-    QString snapshotFolder;    // 255
-    QString serialFlag;        // 1
-    QString gpibFlag;          // 1
-    QString sFunction;         // 10
+    QString snapshotFolder; // 255
+    QString serialFlag;     // 1
+    QString gpibFlag;       // 1
+    QString sFunction;      // 10
     std::array<qint16, 4> serialSettings{};
-    QString settingText1;      // 6
-    QString settingText2;      // 6
+    QString settingText1; // 6
+    QString settingText2; // 6
     qint16 setting3 = 0;
 
     // Extension fields (see the layout above).
-    QString serialDevice;      // 255
-    QString gpibBackend;       // 255
-    QString lanFlag;           // 1
-    QString lanAddress;        // 255
+    QString serialDevice; // 255
+    QString gpibBackend;  // 255
+    QString lanFlag;      // 1
+    QString lanAddress;   // 255
 
     // Bytes as last read; fields are written over them.
     QByteArray raw = QByteArray(Size, '\0');

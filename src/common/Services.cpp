@@ -58,10 +58,18 @@ std::shared_ptr<MessageService>& messageSlot() {
 }
 } // namespace
 
-Clock& clock() { return *clockSlot(); }
-void setClock(std::shared_ptr<Clock> c) { clockSlot() = std::move(c); }
-MessageService& messages() { return *messageSlot(); }
-void setMessages(std::shared_ptr<MessageService> m) { messageSlot() = std::move(m); }
+Clock& clock() {
+    return *clockSlot();
+}
+void setClock(std::shared_ptr<Clock> c) {
+    clockSlot() = std::move(c);
+}
+MessageService& messages() {
+    return *messageSlot();
+}
+void setMessages(std::shared_ptr<MessageService> m) {
+    messageSlot() = std::move(m);
+}
 
 RandomSource& randomSource() {
     static RandomSource r;

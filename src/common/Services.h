@@ -67,7 +67,10 @@ public:
     void queueAnswer(Answer a) { m_answers.push_back(a); }
     const std::vector<Shown>& shown() const { return m_shown; }
     QStringList texts() const;
-    void clear() { m_shown.clear(); m_answers.clear(); }
+    void clear() {
+        m_shown.clear();
+        m_answers.clear();
+    }
 
 private:
     std::vector<Shown> m_shown;

@@ -7,9 +7,13 @@ namespace kvx {
 
 namespace {
 
-bool isBlank(QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('\t'); }
+bool isBlank(QChar c) {
+    return c == QLatin1Char(' ') || c == QLatin1Char('\t');
+}
 
-bool isAsciiDigit(QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); }
+bool isAsciiDigit(QChar c) {
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
 
 // Length of the longest numeric prefix of `text` starting at `pos`; 0 when none.
 int numericPrefixLength(const QString& text, int pos) {
@@ -106,7 +110,9 @@ std::optional<qint16> roundToInt16(double value) {
     return static_cast<qint16>(r);
 }
 
-QString fixedDecimals(double value, int decimals) { return QString::number(value, 'f', decimals); }
+QString fixedDecimals(double value, int decimals) {
+    return QString::number(value, 'f', decimals);
+}
 
 QString fixedText(const QString& text, int width) {
     return text.left(width).leftJustified(width, QLatin1Char(' '));
@@ -122,9 +128,13 @@ QString trimBlanks(const QString& text) {
     return text.mid(begin, end - begin);
 }
 
-QString dateTimeText(const QDateTime& when) { return when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss")); }
+QString dateTimeText(const QDateTime& when) {
+    return when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+}
 
-QString timeOfDayText(const QDateTime& when) { return when.toString(QStringLiteral("HH:mm:ss")); }
+QString timeOfDayText(const QDateTime& when) {
+    return when.toString(QStringLiteral("HH:mm:ss"));
+}
 
 QDateTime parseDateTimeText(const QString& text) {
     return QDateTime::fromString(text.trimmed(), QStringLiteral("yyyy/MM/dd HH:mm:ss"));

@@ -257,17 +257,21 @@ QWidget* frmKVX5130::buildRecordPage() {
     layout->addLayout(keys);
     auto* fileKeys = new QHBoxLayout;
     fileKeys->setSpacing(1);
-    QPushButton* shutter = addKey(QStringLiteral("cmdShutter"), QStringLiteral("JPEG"), &frmKVX5130::onShutter);
+    QPushButton* shutter =
+        addKey(QStringLiteral("cmdShutter"), QStringLiteral("JPEG"), &frmKVX5130::onShutter);
     shutter->setToolTip(QLatin1String(ReportKeys::kShutterToolTip));
     fileKeys->addWidget(shutter);
     fileKeys->addWidget(addKey(QStringLiteral("cmdPrint"), QStringLiteral("Print"), &frmKVX5130::onPrint));
-    QPushButton* saveFile = addKey(QStringLiteral("cmdSaveFile"), QStringLiteral("Save .kvx"), &frmKVX5130::onSaveRecordFile);
+    QPushButton* saveFile =
+        addKey(QStringLiteral("cmdSaveFile"), QStringLiteral("Save .kvx"), &frmKVX5130::onSaveRecordFile);
     saveFile->setToolTip(QStringLiteral("Save the working trace as a record file"));
     fileKeys->addWidget(saveFile);
-    QPushButton* openFile = addKey(QStringLiteral("cmdOpenFile"), QStringLiteral("Open .kvx"), &frmKVX5130::onOpenRecordFile);
+    QPushButton* openFile =
+        addKey(QStringLiteral("cmdOpenFile"), QStringLiteral("Open .kvx"), &frmKVX5130::onOpenRecordFile);
     openFile->setToolTip(QStringLiteral("Open a record file as the working trace"));
     fileKeys->addWidget(openFile);
-    QPushButton* csv = addKey(QStringLiteral("cmdExportCsv"), QStringLiteral("CSV"), &frmKVX5130::onExportCsv);
+    QPushButton* csv =
+        addKey(QStringLiteral("cmdExportCsv"), QStringLiteral("CSV"), &frmKVX5130::onExportCsv);
     csv->setToolTip(QStringLiteral("Export the working trace for spreadsheets"));
     fileKeys->addWidget(csv);
     layout->addLayout(fileKeys);

@@ -48,7 +48,8 @@ RecordHeader RecordOperations::workingHeader() {
 
 void RecordOperations::showSaveError() {
     const StoreError& e = recordStore().lastError();
-    messages().notice(QStringLiteral("System Error caused by ") + e.number + QStringLiteral(":") + e.description);
+    messages().notice(QStringLiteral("System Error caused by ") + e.number + QStringLiteral(":") +
+                      e.description);
 }
 
 void RecordOperations::showError() {
@@ -114,7 +115,9 @@ QString RecordOperations::listLine(const RecordListRow& row) {
     return fixedText(row.recNo, 6) + row.startTime.left(14) + fixedText(row.comment, 25);
 }
 
-QString RecordOperations::recordNumberOfListLine(const QString& line) { return trimBlanks(line.left(6)); }
+QString RecordOperations::recordNumberOfListLine(const QString& line) {
+    return trimBlanks(line.left(6));
+}
 
 bool RecordOperations::loadFromListLine(const QString& line) {
     if (line.isEmpty())
@@ -145,9 +148,9 @@ bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times) {
         forms().panel->setSampleStyle(sampleStyleIndex(h.recStyle));
 
     const QString loadedRecNo = fieldText(RecordField::Recno);
-    const bool copied = recordStore().clearTrace() && (times == TimeColumns::Kept
-                                                           ? recordStore().loadRecordWithTimes(loadedRecNo)
-                                                           : recordStore().loadRecordWithoutTimes(loadedRecNo));
+    const bool copied = recordStore().clearTrace() &&
+                        (times == TimeColumns::Kept ? recordStore().loadRecordWithTimes(loadedRecNo)
+                                                    : recordStore().loadRecordWithoutTimes(loadedRecNo));
     if (!copied) {
         showError();
         return false;

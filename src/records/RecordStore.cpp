@@ -11,15 +11,20 @@ namespace kvx {
 
 namespace statements {
 
-QString S1() { return QStringLiteral("select count(*) from datatemp"); }
+QString S1() {
+    return QStringLiteral("select count(*) from datatemp");
+}
 
-QString S2() { return QStringLiteral("select max(recno) from datamain"); }
+QString S2() {
+    return QStringLiteral("select max(recno) from datamain");
+}
 
 QString S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
            const QString& pUnit, const QString& sUnit, const QString& recStyle) {
-    return QStringLiteral("insert into datamain (RecNo,StartTime,EndTime,Comment,PUnit,SUnit,RecStyle) values(") +
-           "'" + recNo + "','" + startTime + "','" + endTime + "','" + comment + "','" + pUnit + "','" + sUnit +
-           "','" + recStyle + "'" + ")";
+    return QStringLiteral(
+               "insert into datamain (RecNo,StartTime,EndTime,Comment,PUnit,SUnit,RecStyle) values(") +
+           "'" + recNo + "','" + startTime + "','" + endTime + "','" + comment + "','" + pUnit + "','" +
+           sUnit + "','" + recStyle + "'" + ")";
 }
 
 QString S4(const QString& recNo) {
@@ -34,11 +39,15 @@ QString S5(const QString& comment, const QString& recNo) {
     return QStringLiteral("update datamain set comment='") + comment + "' where recno='" + recNo + "'";
 }
 
-QString S6(const QString& recNo) { return QStringLiteral("delete from datadetail where recno='") + recNo + "'"; }
+QString S6(const QString& recNo) {
+    return QStringLiteral("delete from datadetail where recno='") + recNo + "'";
+}
 
 QString S7(const QString& recNo) {
-    return QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment)") +
-           " select '" + recNo + "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment" + " from datatemp";
+    return QStringLiteral(
+               "insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment)") +
+           " select '" + recNo + "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment" +
+           " from datatemp";
 }
 
 QString S8() {
@@ -47,12 +56,15 @@ QString S8() {
 }
 
 QString S9(const QString& recNo) {
-    return QStringLiteral("select RecNo, StartTime, EndTime, Comment,Punit,SUnit,RecStyle from datamain where "
-                          "recno='") +
+    return QStringLiteral(
+               "select RecNo, StartTime, EndTime, Comment,Punit,SUnit,RecStyle from datamain where "
+               "recno='") +
            recNo + "'";
 }
 
-QString S10() { return QStringLiteral("delete * from datatemp"); }
+QString S10() {
+    return QStringLiteral("delete * from datatemp");
+}
 
 QString S11(const QString& recNo) {
     return QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
@@ -61,15 +73,17 @@ QString S11(const QString& recNo) {
 }
 
 QString S12(const QString& recNo) {
-    return QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment from "
-                          "datadetail where recno='") +
+    return QStringLiteral(
+               "insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment from "
+               "datadetail where recno='") +
            recNo + "'";
 }
 
 QString S13(const QString& seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
             const QString& reason, const QString& timeTick, const QString& diffLastTime) {
-    return QStringLiteral("insert into DataTemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
-                          "values (") +
+    return QStringLiteral(
+               "insert into DataTemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
+               "values (") +
            seqNo + ",'" + recTime + "','" + pVal + "','" + sVal + "','" + reason + "',''," + timeTick + "," +
            diffLastTime + ")";
 }
@@ -94,7 +108,9 @@ QString S15(const QString& comment, const QString& recTime) {
     return QStringLiteral("update DataTemp set Comment ='") + comment + "'  where rectime='" + recTime + "'";
 }
 
-QString S16() { return QStringLiteral("select max(seqno) from datatemp"); }
+QString S16() {
+    return QStringLiteral("select max(seqno) from datatemp");
+}
 
 } // namespace statements
 
@@ -145,7 +161,8 @@ namespace {
 const char* const kSchema[] = {
     "create table if not exists datamain (RecNo INTEGER, StartTime TEXT, EndTime TEXT, Comment TEXT, "
     "PUnit TEXT, SUnit TEXT, RecStyle TEXT)",
-    "create table if not exists datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, "
+    "create table if not exists datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal "
+    "TEXT, "
     "Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
     "create table if not exists datatemp (SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, "
     "Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
@@ -157,16 +174,21 @@ const char* const kSchema[] = {
 // because the polling cycle stores a sample every second on the UI thread.
 constexpr int kBusyTimeoutMs = 200;
 
-QString textOf(const QVariant& v) { return v.isNull() ? QString() : v.toString(); }
+QString textOf(const QVariant& v) {
+    return v.isNull() ? QString() : v.toString();
+}
 
 } // namespace
 
 RecordStore::RecordStore(QString connectionName) : m_connectionName(std::move(connectionName)) {}
 
-RecordStore::~RecordStore() { close(); }
+RecordStore::~RecordStore() {
+    close();
+}
 
 bool RecordStore::isOpen() const {
-    return QSqlDatabase::contains(m_connectionName) && QSqlDatabase::database(m_connectionName, false).isOpen();
+    return QSqlDatabase::contains(m_connectionName) &&
+           QSqlDatabase::database(m_connectionName, false).isOpen();
 }
 
 void RecordStore::close() {
@@ -289,15 +311,21 @@ bool RecordStore::insertHeader(const RecordHeader& h) {
     return execute(statements::S3(h.recNo, h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit, h.recStyle));
 }
 
-bool RecordStore::copyTraceToRecord(const QString& recNo) { return execute(statements::S4(recNo)); }
+bool RecordStore::copyTraceToRecord(const QString& recNo) {
+    return execute(statements::S4(recNo));
+}
 
 bool RecordStore::updateRecordComment(const QString& comment, const QString& recNo) {
     return execute(statements::S5(comment, recNo));
 }
 
-bool RecordStore::deleteRecordSamples(const QString& recNo) { return execute(statements::S6(recNo)); }
+bool RecordStore::deleteRecordSamples(const QString& recNo) {
+    return execute(statements::S6(recNo));
+}
 
-bool RecordStore::copyTraceToRecordWithoutTimes(const QString& recNo) { return execute(statements::S7(recNo)); }
+bool RecordStore::copyTraceToRecordWithoutTimes(const QString& recNo) {
+    return execute(statements::S7(recNo));
+}
 
 QStringList RecordStore::recordListHeadings() {
     static const QRegularExpression bracketed(QStringLiteral(R"(\[([^\]]*)\])"));
@@ -321,8 +349,8 @@ std::optional<std::vector<RecordListRow>> RecordStore::listRecords() {
     }
     std::vector<RecordListRow> rows;
     while (query.next())
-        rows.push_back({textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
-                        textOf(query.value(3))});
+        rows.push_back(
+            {textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3))});
     m_lastError = {};
     return rows;
 }
@@ -352,18 +380,24 @@ std::optional<std::optional<RecordHeader>> RecordStore::readHeader(const QString
     return std::optional<RecordHeader>(h);
 }
 
-bool RecordStore::clearTrace() { return execute(statements::S10()); }
+bool RecordStore::clearTrace() {
+    return execute(statements::S10());
+}
 
-bool RecordStore::loadRecordWithTimes(const QString& recNo) { return execute(statements::S11(recNo)); }
+bool RecordStore::loadRecordWithTimes(const QString& recNo) {
+    return execute(statements::S11(recNo));
+}
 
-bool RecordStore::loadRecordWithoutTimes(const QString& recNo) { return execute(statements::S12(recNo)); }
+bool RecordStore::loadRecordWithoutTimes(const QString& recNo) {
+    return execute(statements::S12(recNo));
+}
 
 bool RecordStore::insertSample(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
                                const QString& reason, qint64 timeTick, qint64 diffLastTime) {
     // The values vary with every sample and go into the text itself, so there is no
     // prepared statement to keep; parsing this short insert costs a few microseconds.
-    return execute(statements::S13(QString::number(seqNo), recTime, pVal, sVal, reason, QString::number(timeTick),
-                                   QString::number(diffLastTime)));
+    return execute(statements::S13(QString::number(seqNo), recTime, pVal, sVal, reason,
+                                   QString::number(timeTick), QString::number(diffLastTime)));
 }
 
 bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {

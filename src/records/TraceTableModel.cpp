@@ -88,7 +88,8 @@ void TraceTableModel::setUnits(const QString& primaryUnit, const QString& second
 }
 
 TraceTableModel::Row TraceTableModel::makeRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                              const QString& sVal, ReasonText reason, const QString& comment) {
+                                              const QString& sVal, ReasonText reason,
+                                              const QString& comment) {
     Row r;
     r.seqNo = seqNo;
     r.packed = recTime.toUtf8();
@@ -102,8 +103,8 @@ TraceTableModel::Row TraceTableModel::makeRow(qint64 seqNo, const QString& recTi
     return r;
 }
 
-void TraceTableModel::appendRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-                                ReasonText reason, const QString& comment) {
+void TraceTableModel::appendRow(qint64 seqNo, const QString& recTime, const QString& pVal,
+                                const QString& sVal, ReasonText reason, const QString& comment) {
     const int row = size();
     beginInsertRows(QModelIndex(), row, row);
     m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, comment));
@@ -128,7 +129,9 @@ void TraceTableModel::addRebuiltRow(qint64 seqNo, const QString& recTime, const 
     m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, comment));
 }
 
-void TraceTableModel::endRebuild() { endResetModel(); }
+void TraceTableModel::endRebuild() {
+    endResetModel();
+}
 
 QString TraceTableModel::packedField(const QByteArray& packed, int field) {
     int from = 0;

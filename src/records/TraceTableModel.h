@@ -27,7 +27,15 @@ ReasonText reasonTextOfCode(const QString& code);
 
 class TraceTableModel final : public QAbstractTableModel {
 public:
-    enum Column { SeqNoColumn, RecTimeColumn, PValColumn, SValColumn, ReasonColumn, CommentColumn, ColumnCount };
+    enum Column {
+        SeqNoColumn,
+        RecTimeColumn,
+        PValColumn,
+        SValColumn,
+        ReasonColumn,
+        CommentColumn,
+        ColumnCount
+    };
 
     // Data cells: blue on light yellow; the selected row black on light pink.
     static QColor dataText() { return QColor(0, 0, 255); }

@@ -8,9 +8,9 @@
 #include "ValueRules.h"
 #include "clsKVX5310.h"
 
+#include <QBoxLayout>
 #include <QComboBox>
 #include <QFrame>
-#include <QBoxLayout>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -53,11 +53,17 @@ QString reasonCode(ReasonText reason) {
 }
 
 // Whole seconds as the time columns show them: halves away from zero.
-qint64 wholeSeconds(double seconds) { return std::llround(seconds); }
+qint64 wholeSeconds(double seconds) {
+    return std::llround(seconds);
+}
 
-QDateTime toWholeSecond(const QDateTime& when) { return when.addMSecs(-when.time().msec()); }
+QDateTime toWholeSecond(const QDateTime& when) {
+    return when.addMSecs(-when.time().msec());
+}
 
-QString readingText(double value, const QString& unit) { return numberToText(value) + QStringLiteral(" ") + unit; }
+QString readingText(double value, const QString& unit) {
+    return numberToText(value) + QStringLiteral(" ") + unit;
+}
 
 } // namespace
 
@@ -195,7 +201,8 @@ void frmDataTable::setUnitHeadings() {
             width = qMax(width, cellFont.horizontalAdvance(QStringLiteral("2026/01/05 00:00:00")) + 12);
         grdHelQuest->setColumnWidth(column, width);
     }
-    grdHelQuest->setColumnWidth(TraceTableModel::CommentColumn, twipsToPixels(kColumnWidths[TraceTableModel::CommentColumn]));
+    grdHelQuest->setColumnWidth(TraceTableModel::CommentColumn,
+                                twipsToPixels(kColumnWidths[TraceTableModel::CommentColumn]));
 }
 
 void frmDataTable::resizeEvent(QResizeEvent* event) {
@@ -238,15 +245,25 @@ QLineEdit* frmDataTable::fieldEdit(RecordField which) const {
     return nullptr;
 }
 
-QString frmDataTable::field(RecordField which) const { return fieldEdit(which)->text(); }
+QString frmDataTable::field(RecordField which) const {
+    return fieldEdit(which)->text();
+}
 
-void frmDataTable::setField(RecordField which, const QString& text) { fieldEdit(which)->setText(text); }
+void frmDataTable::setField(RecordField which, const QString& text) {
+    fieldEdit(which)->setText(text);
+}
 
-QString frmDataTable::GetDate(int row) const { return m_model.text(row, TraceTableModel::RecTimeColumn); }
+QString frmDataTable::GetDate(int row) const {
+    return m_model.text(row, TraceTableModel::RecTimeColumn);
+}
 
-QString frmDataTable::GetValuePrimary(int row) const { return m_model.text(row, TraceTableModel::PValColumn); }
+QString frmDataTable::GetValuePrimary(int row) const {
+    return m_model.text(row, TraceTableModel::PValColumn);
+}
 
-QString frmDataTable::GetValueSecond(int row) const { return m_model.text(row, TraceTableModel::SValColumn); }
+QString frmDataTable::GetValueSecond(int row) const {
+    return m_model.text(row, TraceTableModel::SValColumn);
+}
 
 double frmDataTable::diffLastTime(qint64 seqNo) const {
     if (seqNo < 0 || seqNo >= static_cast<qint64>(m_diffLastTime.size()))
@@ -286,7 +303,9 @@ void frmDataTable::ClearData() {
     m_diffLastTime.clear();
 }
 
-void frmDataTable::filterChanged() { refreshRows(); }
+void frmDataTable::filterChanged() {
+    refreshRows();
+}
 
 void frmDataTable::refreshRows() {
     m_model.beginRebuild();

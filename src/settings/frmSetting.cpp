@@ -92,8 +92,7 @@ void ColorSwatch::setColorValue(quint32 bgr) {
 }
 
 void ColorSwatch::chooseColor() {
-    const QColor chosen =
-        QColorDialog::getColor(colorFromBgr(m_bgr), this, QStringLiteral("Display Color"));
+    const QColor chosen = QColorDialog::getColor(colorFromBgr(m_bgr), this, QStringLiteral("Display Color"));
     if (chosen.isValid())
         setColorValue(colorToBgr(chosen));
 }

@@ -1,7 +1,7 @@
 #include "MeterDial.h"
 
-#include "ValueRules.h"
 #include "DisplayColors.h"
+#include "ValueRules.h"
 
 #include <QPainter>
 #include <QPainterPath>

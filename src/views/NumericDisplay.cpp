@@ -1,8 +1,8 @@
 #include "NumericDisplay.h"
 
+#include "DisplayColors.h"
 #include "DisplayFormat.h"
 #include "MeterScales.h"
-#include "DisplayColors.h"
 
 #include <QFontDatabase>
 #include <QPainter>

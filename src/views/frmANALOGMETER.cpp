@@ -13,7 +13,6 @@
 
 namespace kvx {
 
-
 namespace {
 
 QString primaryUnit() {

@@ -3,8 +3,8 @@
 // scale picks itself from the largest reading seen, widening as larger readings
 // come in and never narrowing during a trace.
 
-#include "Forms.h"
 #include "DisplayColors.h"
+#include "Forms.h"
 
 #include <QWidget>
 

@@ -7,7 +7,6 @@
 
 namespace kvx {
 
-
 frmDIGITALMETERMaster::frmDIGITALMETERMaster(QWidget* parent)
     : QWidget(parent), m_primary(new NumericDisplay(this)), m_secondary(new NumericDisplay(this)) {
     setObjectName(QStringLiteral("frmDIGITALMETERMaster"));

@@ -3,8 +3,8 @@
 // below it (DigSecondM). It keeps no logic of its own; the polling cycle sets the
 // values and formats, and the window arrangement sizes the displays.
 
-#include "Forms.h"
 #include "DisplayColors.h"
+#include "Forms.h"
 
 #include <QWidget>
 

@@ -3,8 +3,8 @@
 // lines, running statistics, zoom and two measuring cursors. It keeps its own
 // copy of the trace; `datatemp` is read only when the whole graph is rebuilt.
 
-#include "Forms.h"
 #include "DisplayColors.h"
+#include "Forms.h"
 
 #include <QTimer>
 #include <QWidget>

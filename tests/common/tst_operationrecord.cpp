@@ -29,8 +29,12 @@ OperationRecord sampleRecord() {
     return r;
 }
 
-qint16 i16At(const QByteArray& b, int at) { return qFromLittleEndian<qint16>(b.constData() + at); }
-quint32 u32At(const QByteArray& b, int at) { return qFromLittleEndian<quint32>(b.constData() + at); }
+qint16 i16At(const QByteArray& b, int at) {
+    return qFromLittleEndian<qint16>(b.constData() + at);
+}
+quint32 u32At(const QByteArray& b, int at) {
+    return qFromLittleEndian<quint32>(b.constData() + at);
+}
 
 } // namespace
 

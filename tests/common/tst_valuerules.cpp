@@ -88,15 +88,24 @@ private slots:
         QTest::addColumn<int>("n");
         QTest::addColumn<QString>("bits");
         QTest::addColumn<QString>("eight");
-        QTest::newRow("0") << 0 << "0" << "00000000";
-        QTest::newRow("1") << 1 << "1" << "00000001";
-        QTest::newRow("2") << 2 << "10" << "00000010";
-        QTest::newRow("5") << 5 << "101" << "00000101";
-        QTest::newRow("8") << 8 << "1000" << "00001000";
-        QTest::newRow("16") << 16 << "10000" << "00010000";
-        QTest::newRow("4096 keeps only the low eight") << 4096 << "1000000000000" << "00000000";
-        QTest::newRow("negative gives its lowest bit") << -3 << "1" << "00000001";
-        QTest::newRow("negative even") << -4 << "0" << "00000000";
+        QTest::newRow("0") << 0 << "0"
+                           << "00000000";
+        QTest::newRow("1") << 1 << "1"
+                           << "00000001";
+        QTest::newRow("2") << 2 << "10"
+                           << "00000010";
+        QTest::newRow("5") << 5 << "101"
+                           << "00000101";
+        QTest::newRow("8") << 8 << "1000"
+                           << "00001000";
+        QTest::newRow("16") << 16 << "10000"
+                            << "00010000";
+        QTest::newRow("4096 keeps only the low eight") << 4096 << "1000000000000"
+                                                       << "00000000";
+        QTest::newRow("negative gives its lowest bit") << -3 << "1"
+                                                       << "00000001";
+        QTest::newRow("negative even") << -4 << "0"
+                                       << "00000000";
     }
     void binary() {
         QFETCH(int, n);

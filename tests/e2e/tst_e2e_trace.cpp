@@ -53,8 +53,8 @@ private slots:
         panel->findChild<QRadioButton*>(QStringLiteral("OptVolSetting_1"))->click();
         QCOMPARE(forms().state->rangeText(), QStringLiteral("5"));
         for (const auto& [box, text] : {std::pair{"txtLimMax", "3.2575"}, std::pair{"txtLimMin", "3.2535"}}) {
-            auto* edit = qobject_cast<QWidget*>(frame.loadedForm(QStringLiteral("frmState"))
-                                                    ->findChild<QLineEdit*>(QLatin1String(box)));
+            auto* edit = qobject_cast<QWidget*>(
+                frame.loadedForm(QStringLiteral("frmState"))->findChild<QLineEdit*>(QLatin1String(box)));
             QVERIFY(edit);
             static_cast<QLineEdit*>(edit)->setText(QLatin1String(text));
             QTest::keyClick(edit, Qt::Key_Return);
@@ -88,7 +88,9 @@ private slots:
         graph->setGraphMode(frmGraphicRecord::CursorMeasurements);
         graph->moveCursor(0, 8);
         graph->moveCursor(1, 33);
-        auto text = [graph](const char* name) { return graph->findChild<QLineEdit*>(QLatin1String(name))->text(); };
+        auto text = [graph](const char* name) {
+            return graph->findChild<QLineEdit*>(QLatin1String(name))->text();
+        };
         QCOMPARE(text("XPosition"), QStringLiteral("00:00:08"));
         QCOMPARE(text("PeriodVal"), QStringLiteral("00:00:25"));
         const double amplitude = std::abs(parseLeadingNumber(forms().dataTable->GetValuePrimary(33)) -

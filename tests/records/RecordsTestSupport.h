@@ -69,7 +69,8 @@ public:
     void Redraw1() override {}
     // Notes how many rows the data table still held, to show the order of the calls.
     void ClearGraph() override {
-        callLog() << QStringLiteral("ClearGraph rows=%1").arg(forms().dataTable ? forms().dataTable->rowCount() : -1);
+        callLog() << QStringLiteral("ClearGraph rows=%1")
+                         .arg(forms().dataTable ? forms().dataTable->rowCount() : -1);
     }
     void ShowGraph() override {}
     double GetRandomValue() override { return 0.0; }

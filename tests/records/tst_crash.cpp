@@ -76,7 +76,8 @@ void TestCrash::killedMidTraceKeepsEveryStoredSample() {
     QVERIFY(recordStore().open(path));
     const std::optional<qint64> count = recordStore().countSamples();
     QVERIFY(count);
-    QVERIFY2(*count >= lastReported + 1, qPrintable(QString("%1 stored, %2 reported").arg(*count).arg(lastReported)));
+    QVERIFY2(*count >= lastReported + 1,
+             qPrintable(QString("%1 stored, %2 reported").arg(*count).arg(lastReported)));
     const auto highest = recordStore().highestSampleNumber();
     QVERIFY(highest && highest->has_value());
     QCOMPARE(**highest, *count - 1); // no gaps

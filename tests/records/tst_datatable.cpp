@@ -85,27 +85,53 @@ void TestDataTable::reasonCodes_data() {
     QTest::addColumn<QList<double>>("readings");
     QTest::addColumn<QString>("expected"); // reason code per reading, '-' when nothing is stored
 
-    QTest::newRow("every reading with N=1, limits or not")
-        << "1" << "HOLD" << "10" << "-10" << QList<double>{1, 50, -50, 0} << "0000";
+    QTest::newRow("every reading with N=1, limits or not") << "1"
+                                                           << "HOLD"
+                                                           << "10"
+                                                           << "-10" << QList<double>{1, 50, -50, 0} << "0000";
     QTest::newRow("every fifth with N=5")
-        << "5" << "" << "" << "" << QList<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11} << "0----0----0";
-    QTest::newRow("over MAX beats below MIN")
-        << "5" << "" << "10" << "20" << QList<double>{0, 15, 11, 10} << "0112";
-    QTest::newRow("below MIN") << "5" << "" << "" << "-1" << QList<double>{0, -2, -1, 5} << "02--";
-    QTest::newRow("blank limit texts are no limits") << "5" << "" << "  " << " " << QList<double>{0, 99, -99}
-                                                     << "0--";
-    QTest::newRow("limit beats HOLD") << "5" << "HOLD" << "10" << "" << QList<double>{20, 11, 5} << "013";
+        << "5"
+        << ""
+        << ""
+        << "" << QList<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11} << "0----0----0";
+    QTest::newRow("over MAX beats below MIN") << "5"
+                                              << ""
+                                              << "10"
+                                              << "20" << QList<double>{0, 15, 11, 10} << "0112";
+    QTest::newRow("below MIN") << "5"
+                               << ""
+                               << ""
+                               << "-1" << QList<double>{0, -2, -1, 5} << "02--";
+    QTest::newRow("blank limit texts are no limits") << "5"
+                                                     << ""
+                                                     << "  "
+                                                     << " " << QList<double>{0, 99, -99} << "0--";
+    QTest::newRow("limit beats HOLD") << "5"
+                                      << "HOLD"
+                                      << "10"
+                                      << "" << QList<double>{20, 11, 5} << "013";
     QTest::newRow("HOLD: below the held reading only")
-        << "10" << "HOLD" << "" << "" << QList<double>{10, 9, 9.5, 8, 8, 7} << "03-3-3";
+        << "10"
+        << "HOLD"
+        << ""
+        << "" << QList<double>{10, 9, 9.5, 8, 8, 7} << "03-3-3";
     QTest::newRow("AUTOHOLD: equal skipped, below by percent, above nothing")
-        << "10" << "AUTOHOLD" << "" << "" << QList<double>{10, 10, 11, 9, 9, 8} << "0--4-4";
+        << "10"
+        << "AUTOHOLD"
+        << ""
+        << "" << QList<double>{10, 10, 11, 9, 9, 8} << "0--4-4";
     QList<double> longHold{10};
     for (int i = 0; i < 201; ++i)
         longHold << 11;
     QTest::newRow("AUTOHOLD: past 200 readings since the last sample")
-        << "300" << "AUTOHOLD" << "" << "" << longHold << "0" + QString(200, '-') + "3";
-    QTest::newRow("another math word matches nothing")
-        << "5" << "REL" << "" << "" << QList<double>{10, 1, 100} << "0--";
+        << "300"
+        << "AUTOHOLD"
+        << ""
+        << "" << longHold << "0" + QString(200, '-') + "3";
+    QTest::newRow("another math word matches nothing") << "5"
+                                                       << "REL"
+                                                       << ""
+                                                       << "" << QList<double>{10, 1, 100} << "0--";
 }
 
 void TestDataTable::reasonCodes() {
@@ -257,7 +283,8 @@ void TestDataTable::percentFilterShowsAllRows() {
     Table t;
     const char* codes[] = {"0", "1", "2", "3", "4"};
     for (int seqNo = 0; seqNo < 5; ++seqNo)
-        QVERIFY(recordStore().insertSample(seqNo, QString::number(seqNo), "1 V", "0 ", codes[seqNo], seqNo, 1));
+        QVERIFY(
+            recordStore().insertSample(seqNo, QString::number(seqNo), "1 V", "0 ", codes[seqNo], seqNo, 1));
 
     t.filter()->setCurrentIndex(filterIndex);
     if (filterIndex == 0)
@@ -317,7 +344,9 @@ void TestDataTable::rowSelectionColours() {
     for (int i = 0; i < 3; ++i)
         t.feed(i);
     const QAbstractItemModel* model = t.grid()->model();
-    auto background = [model](int row) { return model->index(row, 4).data(Qt::BackgroundRole).value<QColor>(); };
+    auto background = [model](int row) {
+        return model->index(row, 4).data(Qt::BackgroundRole).value<QColor>();
+    };
     auto text = [model](int row) { return model->index(row, 4).data(Qt::ForegroundRole).value<QColor>(); };
 
     t.window.RowSelected(1);

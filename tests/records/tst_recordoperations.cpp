@@ -116,7 +116,8 @@ void TestRecordOperations::saveNewRecord() {
     QCOMPARE(header.size(), 1);
     QCOMPARE(header[0], QVariantList({1, "2026/01/05 10:00:01", "2026/01/05 10:00:03", "first run", "V", "",
                                       expectedStyle}));
-    QCOMPARE(b.db("select TimeTick from datadetail where recno='1' order by SeqNo"), QStringList({"0", "1", "2"}));
+    QCOMPARE(b.db("select TimeTick from datadetail where recno='1' order by SeqNo"),
+             QStringList({"0", "1", "2"}));
     // The trace stays the working trace.
     QCOMPARE(b.db("select count(*) from datatemp"), QStringList({"3"}));
 }
@@ -136,8 +137,9 @@ void TestRecordOperations::updateReplacesSamplesAndLosesTimeColumns() {
              QStringList({"second|2026/01/05 10:00:01"}));
     QCOMPARE(b.db("select SeqNo from datadetail where recno=1 order by SeqNo"),
              QStringList({"0", "1", "2", "3", "4"}));
-    QCOMPARE(b.db("select count(*) from datadetail where recno=1 and TimeTick is null and DiffLastTime is null"),
-             QStringList({"5"}));
+    QCOMPARE(
+        b.db("select count(*) from datadetail where recno=1 and TimeTick is null and DiffLastTime is null"),
+        QStringList({"5"}));
 
     b.answer(Answer::No);
     b.table.setField(RecordField::DataDesc, "third");
@@ -193,12 +195,21 @@ void TestRecordOperations::listLine_data() {
     QTest::addColumn<QString>("comment");
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("recNoReadBack");
-    QTest::newRow("short fields are padded") << "7" << "2026/01/05 10:00:01" << "dc run"
-                                             << "7     2026/01/05 10:dc run                   " << "7";
-    QTest::newRow("long comment is cut") << "12" << "2026/01/05 10:00:01" << "a comment longer than 25 chars"
-                                         << "12    2026/01/05 10:a comment longer than 25 " << "12";
+    QTest::newRow("short fields are padded") << "7"
+                                             << "2026/01/05 10:00:01"
+                                             << "dc run"
+                                             << "7     2026/01/05 10:dc run                   "
+                                             << "7";
+    QTest::newRow("long comment is cut") << "12"
+                                         << "2026/01/05 10:00:01"
+                                         << "a comment longer than 25 chars"
+                                         << "12    2026/01/05 10:a comment longer than 25 "
+                                         << "12";
     QTest::newRow("number over 6 characters cannot be read back")
-        << "1234567" << "2026/01/05 10:00:01" << "" << "1234562026/01/05 10:                         "
+        << "1234567"
+        << "2026/01/05 10:00:01"
+        << ""
+        << "1234562026/01/05 10:                         "
         << "123456";
 }
 

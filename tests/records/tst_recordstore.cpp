@@ -33,17 +33,18 @@ void TestRecordStore::dialectRewrite_data() {
     QTest::newRow("delete star") << statements::S10() << "delete from datatemp";
     QTest::newRow("six-column copy gets its column list")
         << statements::S12("3")
-        << "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment) select SeqNo ,RecTime,   PVal    ,SVal,  "
+        << "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment) select SeqNo ,RecTime,   PVal    "
+           ",SVal,  "
            "Reason, Comment from datadetail where recno='3'";
     QTest::newRow("full copy names its columns too")
         << statements::S11("3")
         << "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,timetick,difflasttime) select SeqNo "
-           ",RecTime,   PVal    ,SVal,  Reason, Comment,timetick,difflasttime from datadetail where recno='3'";
+           ",RecTime,   PVal    ,SVal,  Reason, Comment,timetick,difflasttime from datadetail where "
+           "recno='3'";
     QTest::newRow("copy with a column list is left alone") << statements::S4("3") << statements::S4("3");
     QTest::newRow("plain delete is left alone") << statements::S6("3") << statements::S6("3");
-    QTest::newRow("sample insert is left alone")
-        << statements::S13("0", "t", "1 V", "0 ", "0", "0", "0")
-        << statements::S13("0", "t", "1 V", "0 ", "0", "0", "0");
+    QTest::newRow("sample insert is left alone") << statements::S13("0", "t", "1 V", "0 ", "0", "0", "0")
+                                                 << statements::S13("0", "t", "1 V", "0 ", "0", "0", "0");
 }
 
 void TestRecordStore::dialectRewrite() {
@@ -142,7 +143,8 @@ void TestRecordStore::copiesWithoutTimeColumnsLeaveThemEmpty() {
              QStringList({"<null>", "<null>"}));
     QVERIFY(recordStore().clearTrace());
     QVERIFY(recordStore().loadRecordWithTimes("1"));
-    QCOMPARE(column(f.databasePath(), "select DiffLastTime from datatemp order by SeqNo"), QStringList({"0", "1"}));
+    QCOMPARE(column(f.databasePath(), "select DiffLastTime from datatemp order by SeqNo"),
+             QStringList({"0", "1"}));
 }
 
 void TestRecordStore::quoteInValueFailsWithTheEngineError() {
