@@ -1,42 +1,32 @@
 #pragma once
-// Stand-ins for the windows the front panel feeds. Each keeps what it was told,
-// and all of them write one shared call list so that a test can check the order
-// in which a tick hands a reading to the views.
+// Stand-ins for the five windows the front panel feeds, in one object that holds
+// their forms() slots for its lifetime. It keeps what it was told, and the calls
+// that carry a reading also go to one list, so that a test can check the order in
+// which a tick hands a reading on. The dial and the graph share one entry point
+// for their value; each call notes "Value:" with the text.
 
 #include "Forms.h"
 
 #include <QStringList>
-#include <functional>
 #include <map>
 
 namespace paneltest {
 
-struct CallLog {
-    QStringList calls;
-};
-
-// Takes the window's slot in forms() for its lifetime.
-template <class View, View* kvx::Forms::*Slot> class Registered : public View {
+class FakeViews final : public kvx::StatePanel,
+                        public kvx::DigitalScreen,
+                        public kvx::AnalogMeter,
+                        public kvx::GraphRecord,
+                        public kvx::DataTable {
 public:
-    explicit Registered(CallLog& log) : m_log(log) { kvx::forms().*Slot = this; }
-    ~Registered() override {
-        if (kvx::forms().*Slot == this)
-            kvx::forms().*Slot = nullptr;
+    FakeViews() { kvx::forms() = kvx::Forms{this, this, this, this, this, kvx::forms().panel}; }
+    ~FakeViews() override {
+        kvx::forms() = kvx::Forms{nullptr, nullptr, nullptr, nullptr, nullptr, kvx::forms().panel};
     }
 
-protected:
-    void note(const QString& call) { m_log.calls << call; }
-
-private:
-    CallLog& m_log;
-};
-
-class FakeState final : public Registered<kvx::StatePanel, &kvx::Forms::state> {
-public:
-    using Registered::Registered;
-    void setFunctionText(const QString& t) override { function = t; }
-    QString functionText() const override { return function; }
-    void setUnitText(const QString& t) override { unit = t; }
+    // frmState
+    void setFunctionText(const QString&) override {}
+    QString functionText() const override { return {}; }
+    void setUnitText(const QString&) override {}
     void setRangeText(const QString& t) override { range = t; }
     QString rangeText() const override { return range; }
     QString mathText() const override { return math; }
@@ -46,132 +36,65 @@ public:
     QString relText() const override { return {}; }
     void setRelText(const QString&) override {}
     QString connText() const override { return conn; }
-    void setConnText(const QString& t) override {
-        conn = t;
-        note(QStringLiteral("conn:") + t);
-    }
+    void setConnText(const QString& t) override { conn = t; }
     void setSampleIntervalText(const QString& t) override { interval = t; }
     QString sampleIntervalText() const override { return interval; }
     void setDbmActive(bool on) override { dbmActive = on; }
     void setRefOhmText(const QString& t) override { refOhm = t; }
-
-    QString function, unit, range, math, conn, interval, refOhm;
-    bool dbmActive = false;
-};
-
-class FakeDigital final : public Registered<kvx::DigitalScreen, &kvx::Forms::digital> {
-public:
-    using Registered::Registered;
-    void setPrimaryValue(double v) override {
-        primary = v;
-        note(QStringLiteral("DigVM"));
-    }
+    // frmDIGITALMETERMaster
+    void setPrimaryValue(double v) override { keep(primary, v, "DigVM"); }
     double primaryValue() const override { return primary; }
-    void setPrimaryFormat(const QString& f) override { primaryFmt = f; }
-    QString primaryFormat() const override { return primaryFmt; }
-    void setSecondaryValue(double v) override {
-        secondary = v;
-        note(QStringLiteral("DigSecondM"));
-    }
+    void setPrimaryFormat(const QString& f) override { primaryFormatText = f; }
+    QString primaryFormat() const override { return primaryFormatText; }
+    void setSecondaryValue(double v) override { keep(secondary, v, "DigSecondM"); }
     double secondaryValue() const override { return secondary; }
-    void setSecondaryFormat(const QString& f) override { secondaryFmt = f; }
-    QString secondaryFormat() const override { return secondaryFmt; }
+    void setSecondaryFormat(const QString&) override {}
+    QString secondaryFormat() const override { return {}; }
     void layoutDisplays(int, int, int, int, double) override {}
-
-    double primary = 0, secondary = 0;
-    QString primaryFmt, secondaryFmt;
-};
-
-class FakeAnalog final : public Registered<kvx::AnalogMeter, &kvx::Forms::analog> {
-public:
-    using Registered::Registered;
-    void setValueText(const QString& t) override {
-        value = t;
-        note(QStringLiteral("analog:") + t);
-    }
+    // frmANALOGMETER and frmGraphicRecord
+    void setValueText(const QString& t) override { keep(value, t, "Value:" + t); }
     QString valueText() const override { return value; }
     void setLimHighText(const QString&) override {}
     void setLimLowText(const QString&) override {}
-    void setRelText(const QString&) override {}
     void ChooseMeterScale(double) override {}
-    void ResetMeter() override { note(QStringLiteral("ResetMeter")); }
+    void ResetMeter() override {}
     void unitChanged(const QString&) override {}
-
-    QString value;
-};
-
-class FakeGraph final : public Registered<kvx::GraphRecord, &kvx::Forms::graph> {
-public:
-    using Registered::Registered;
-    void setValueText(const QString& t) override {
-        value = t;
-        note(QStringLiteral("graph:") + t);
-    }
-    QString valueText() const override { return value; }
-    void setLimHighText(const QString&) override {}
-    void setLimLowText(const QString&) override {}
-    void setRelText(const QString&) override {}
-    void ReDraw() override { note(QStringLiteral("ReDraw")); }
+    void ReDraw() override { calls << "ReDraw"; }
     void Redraw1() override {}
-    void ClearGraph() override { note(QStringLiteral("ClearGraph")); }
-    void ShowGraph() override { note(QStringLiteral("ShowGraph")); }
+    void ClearGraph() override {}
+    void ShowGraph() override { calls << "ShowGraph"; }
     double GetRandomValue() override { return 0; }
     void ScaleYAxis(double) override {}
-    void setLiveTrace(bool on) override {
-        live = on;
-        note(QStringLiteral("live:%1").arg(on));
-    }
+    void setLiveTrace(bool on) override { keep(live, on, QStringLiteral("live:%1").arg(on)); }
     QWidget* plotWidget() override { return nullptr; }
-
-    QString value;
-    bool live = false;
-};
-
-class FakeDataTable final : public Registered<kvx::DataTable, &kvx::Forms::dataTable> {
-public:
-    using Registered::Registered;
-    void setValuePrimary(double v) override {
-        primary = v;
-        note(QStringLiteral("dValuePrimary"));
-    }
-    void setValueSecond(double v) override {
-        second = v;
-        note(QStringLiteral("dValueSecond"));
-    }
-    void AppendData() override {
-        ++appended;
-        note(QStringLiteral("AppendData"));
-        if (onAppend)
-            onAppend();
-    }
+    // frmDataTable
+    void setValuePrimary(double v) override { keep(tablePrimary, v, "dValuePrimary"); }
+    void setValueSecond(double v) override { keep(tableSecond, v, "dValueSecond"); }
+    void AppendData() override { keep(appended, appended + 1, "AppendData"); }
     QString GetDate(int) const override { return {}; }
     QString GetValuePrimary(int) const override { return {}; }
     QString GetValueSecond(int) const override { return {}; }
     void RowSelected(int) override {}
-    void ClearData() override { note(QStringLiteral("ClearData")); }
+    void ClearData() override {}
     void refreshRows() override {}
     int rowCount() const override { return appended; }
     QString field(kvx::RecordField which) const override {
-        const auto it = fields.find(which);
-        return it == fields.end() ? QString() : it->second;
+        return fields.count(which) ? fields.at(which) : "";
     }
     void setField(kvx::RecordField which, const QString& text) override { fields[which] = text; }
 
-    double primary = 0, second = 0;
+    QString range, math, conn, interval, refOhm, primaryFormatText, value;
+    double primary = 0, secondary = 0, tablePrimary = 0, tableSecond = 0;
+    bool dbmActive = false, live = false;
     int appended = 0;
     std::map<kvx::RecordField, QString> fields;
-    // Runs inside AppendData: lets a test make a tick take time.
-    std::function<void()> onAppend;
-};
+    QStringList calls;
 
-// All five views, registered for the lifetime of the object.
-struct FakeViews {
-    CallLog log;
-    FakeState state{log};
-    FakeDigital digital{log};
-    FakeAnalog analog{log};
-    FakeGraph graph{log};
-    FakeDataTable table{log};
+private:
+    template <class T> void keep(T& field, const T& given, const QString& call) {
+        field = given;
+        calls << call;
+    }
 };
 
 } // namespace paneltest
