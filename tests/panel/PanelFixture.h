@@ -14,7 +14,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTemporaryDir>
-#include <functional>
 #include <memory>
 #include <utility>
 
@@ -27,8 +26,7 @@ struct MeterScript {
     QString reading = QStringLiteral("1.5");  // reply to ":READ?" (a comma makes it dual)
     QString value = QStringLiteral("1.5");    // reply to ":VALUE?"
     QStringList commands;
-    // Seconds the settable clock moves while the meter works on a command.
-    std::function<double(const QString& command)> delay;
+    double readSeconds = 0; // how long the settable clock moves while the meter takes a reading
 
     QByteArray replyTo(const QString& command) const {
         const std::map<QString, QString> replies{
@@ -50,8 +48,8 @@ public:
         QString command = QString::fromLatin1(data);
         command.chop(command.endsWith(QLatin1Char('\r')) ? 1 : 0);
         m_script->commands << command;
-        if (m_script->delay)
-            m_clock->advance(m_script->delay(command));
+        if (command == QLatin1String(":READ?"))
+            m_clock->advance(m_script->readSeconds);
         const bool answers = command.contains(QLatin1Char('?')) && m_script->answering;
         m_pending = answers ? m_script->replyTo(command) : QByteArray();
         return true;

@@ -33,529 +33,504 @@ class PanelTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void formatBands_data();
-    void formatBands();
-    void panelFitsItsWindow();
-    void tickRearmsOnWholeSecondGrid_data();
-    void tickRearmsOnWholeSecondGrid();
-    void totalTimeStopsAtFirstTickPastIt_data();
-    void totalTimeStopsAtFirstTickPastIt();
-    void tickHandsReadingToViewsInOrder_data();
-    void tickHandsReadingToViewsInOrder();
-    void primaryFormatOnlyWidensUntilReset();
-    void startAndStopATrace();
-    void triggerPressesTakeOneReadingEach();
-    void simulatedReadingsStayOffTheLink();
-    void firstActivationRestoresSavedFunction_data();
-    void firstActivationRestoresSavedFunction();
-    void quitWritesOperationFileAndLog_data();
-    void quitWritesOperationFileAndLog();
-    void loadAppliesTheLink_data();
-    void loadAppliesTheLink();
-    void unusableOperationFile_data();
-    void unusableOperationFile();
-    void fileSaveAndLoadUnderAChosenName();
-    void recordKeysListAndLoadRecords();
-};
+    // ----- number formats and the panel's look -----
 
-// ----- number formats and the panel's look -----
-
-void PanelTest::formatBands_data() {
-    QTest::addColumn<QString>("unit");
-    QTest::addColumn<double>("magnitude");
-    QTest::addColumn<QString>("format");
-    // clang-format off
-    QTest::newRow("V 0") << "V" << 0.0 << ".###0 \"V\"";
-    QTest::newRow("V 5 stays fine") << "V" << 5.0 << ".###0 \"V\"";
-    QTest::newRow("V 5.001") << "V" << 5.001 << ".##0 \"V\"";
-    QTest::newRow("V exactly 50") << "V" << 50.0 << ".##0 \"V\"";
-    QTest::newRow("V 50.5") << "V" << 50.5 << ".#0 \"V\"";
-    QTest::newRow("V 500") << "V" << 500.0 << ".#0 \"V\"";
-    QTest::newRow("V 500.1") << "V" << 500.1 << ".0 \"V\"";
-    QTest::newRow("V 1200") << "V" << 1200.0 << ".0 \"V\"";
-    QTest::newRow("no unit reads as volts") << "" << 12.0 << ".##0 \"V\"";
-    QTest::newRow("mA 2000") << "mA" << 2000.0 << ".0 \"mA\"";
-    QTest::newRow("mA 0.4") << "mA" << 0.4 << ".###0 \"mA\"";
-    QTest::newRow("kohm shown as kΩ") << "kohm" << 60.0 << ".#0 \"kΩ\"";
-    QTest::newRow("kHz 6") << "kHz" << 6.0 << ".##0 \"kHz\"";
-    QTest::newRow("nF 501") << "nF" << 501.0 << ".0 \"nF\"";
-    // clang-format on
-}
-
-void PanelTest::formatBands() {
-    QFETCH(QString, unit);
-    QFETCH(double, magnitude);
-    QTEST(kvx::panel::primaryFormatText(unit, magnitude), "format");
-}
-
-void PanelTest::panelFitsItsWindow() {
-    // The panel lives in a child window of 4100 x 3420 twips, frame and caption included:
-    // everything must fit inside, every caption whole, on every range frame.
-    QMdiArea area;
-    area.resize(800, 600);
-    auto* panel = new kvx::frmKVX5130;
-    area.addSubWindow(panel)->resize(273, 228);
-    area.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&area));
-    QVERIFY(panel->minimumSizeHint().width() <= panel->width());
-    QVERIFY(panel->minimumSizeHint().height() <= panel->height());
-    for (auto* key : panel->findChildren<QPushButton*>()) {
-        const int needed = key->fontMetrics().horizontalAdvance(key->text()) + 4;
-        QVERIFY2(!key->isVisibleTo(panel) || key->width() >= needed, qPrintable(key->objectName()));
+    void formatBands_data() {
+        QTest::addColumn<QString>("unit");
+        QTest::addColumn<double>("magnitude");
+        QTest::addColumn<QString>("format");
+        // clang-format off
+        QTest::newRow("V 0") << "V" << 0.0 << ".###0 \"V\"";
+        QTest::newRow("V 5 stays fine") << "V" << 5.0 << ".###0 \"V\"";
+        QTest::newRow("V 5.001") << "V" << 5.001 << ".##0 \"V\"";
+        QTest::newRow("V exactly 50") << "V" << 50.0 << ".##0 \"V\"";
+        QTest::newRow("V 50.5") << "V" << 50.5 << ".#0 \"V\"";
+        QTest::newRow("V 500") << "V" << 500.0 << ".#0 \"V\"";
+        QTest::newRow("V 500.1") << "V" << 500.1 << ".0 \"V\"";
+        QTest::newRow("V 1200") << "V" << 1200.0 << ".0 \"V\"";
+        QTest::newRow("no unit reads as volts") << "" << 12.0 << ".##0 \"V\"";
+        QTest::newRow("mA 2000") << "mA" << 2000.0 << ".0 \"mA\"";
+        QTest::newRow("mA 0.4") << "mA" << 0.4 << ".###0 \"mA\"";
+        QTest::newRow("kohm shown as kΩ") << "kohm" << 60.0 << ".#0 \"kΩ\"";
+        QTest::newRow("kHz 6") << "kHz" << 6.0 << ".##0 \"kHz\"";
+        QTest::newRow("nF 501") << "nF" << 501.0 << ".0 \"nF\"";
+        // clang-format on
     }
-    auto* frames = panel->findChild<QStackedWidget*>("rangeFrames");
-    for (int page = 0; page < frames->count(); ++page) {
-        frames->setCurrentIndex(page);
-        for (auto* option : frames->widget(page)->findChildren<QRadioButton*>()) {
-            QVERIFY2(option->width() >= option->sizeHint().width(), qPrintable(option->objectName()));
-            QVERIFY2(option->height() >= option->minimumSizeHint().height(),
-                     qPrintable(option->objectName()));
+
+    void formatBands() {
+        QFETCH(QString, unit);
+        QFETCH(double, magnitude);
+        QTEST(kvx::panel::primaryFormatText(unit, magnitude), "format");
+    }
+
+    void panelFitsItsWindow() {
+        // The panel lives in a child window of 4100 x 3420 twips, frame and caption included:
+        // everything must fit inside, every caption whole, on every range frame.
+        QMdiArea area;
+        area.resize(800, 600);
+        auto* panel = new kvx::frmKVX5130;
+        area.addSubWindow(panel)->resize(273, 228);
+        area.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&area));
+        QVERIFY(panel->minimumSizeHint().width() <= panel->width());
+        QVERIFY(panel->minimumSizeHint().height() <= panel->height());
+        for (auto* key : panel->findChildren<QPushButton*>()) {
+            const int needed = key->fontMetrics().horizontalAdvance(key->text()) + 4;
+            QVERIFY2(!key->isVisibleTo(panel) || key->width() >= needed, qPrintable(key->objectName()));
+        }
+        auto* frames = panel->findChild<QStackedWidget*>("rangeFrames");
+        for (int page = 0; page < frames->count(); ++page) {
+            frames->setCurrentIndex(page);
+            for (auto* option : frames->widget(page)->findChildren<QRadioButton*>()) {
+                QVERIFY2(option->width() >= option->sizeHint().width(), qPrintable(option->objectName()));
+                QVERIFY2(option->height() >= option->minimumSizeHint().height(),
+                         qPrintable(option->objectName()));
+            }
         }
     }
-}
 
-// ----- the polling tick and trace control -----
+    // ----- the polling tick and trace control -----
 
-void PanelTest::tickRearmsOnWholeSecondGrid_data() {
-    QTest::addColumn<double>("tickSeconds");
-    QTest::addColumn<int>("interval");
-    QTest::newRow("instant") << 0.0 << 1000;
-    QTest::newRow("quarter second") << 0.25 << 750;
-    QTest::newRow("1.3 s tick") << 1.3 << 700;
-    QTest::newRow("exactly 2 s") << 2.0 << 1000;
-    QTest::newRow("4.999 s") << 4.999 << 1;
-    QTest::newRow("5 s keeps interval") << 5.0 << 1234;
-    QTest::newRow("7.5 s keeps interval") << 7.5 << 1234;
-}
-
-void PanelTest::tickRearmsOnWholeSecondGrid() {
-    QFETCH(double, tickSeconds);
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.key("cmdStart")->click();
-    f.panel->timer2()->setInterval(1234);
-    // The meter takes its time over the reading: the tick lasts that long.
-    f.meter->delay = [tickSeconds](const QString& c) {
-        return c == QLatin1String(":READ?") ? tickSeconds : 0;
-    };
-    f.tick(0);
-    QTEST(f.panel->timer2()->interval(), "interval");
-    QVERIFY(f.panel->timer2()->isActive());
-}
-
-void PanelTest::totalTimeStopsAtFirstTickPastIt_data() {
-    QTest::addColumn<QString>("totalTime");
-    QTest::addColumn<QList<double>>("tickTimes"); // seconds after the start
-    QTest::addColumn<int>("stoppingTick");        // -1: runs on
-    QTest::addColumn<bool>("meterAway");          // stopping must not wait for the meter
-    QTest::newRow("1 minute") << "1" << QList<double>{30, 60, 61} << 2 << false;
-    QTest::newRow("blank-padded 2") << " 2  " << QList<double>{119, 120, 121} << 2 << false;
-    QTest::newRow("half a minute") << "0.5" << QList<double>{30, 31} << 1 << false;
-    QTest::newRow("Continuous") << "Continuous" << QList<double>{60, 3600, 80000} << -1 << false;
-    QTest::newRow("not a number") << "abc" << QList<double>{1} << 0 << false;
-    QTest::newRow("meter away, quietly") << "1" << QList<double>{61} << 0 << true;
-}
-
-void PanelTest::totalTimeStopsAtFirstTickPastIt() {
-    QFETCH(QString, totalTime);
-    QFETCH(QList<double>, tickTimes);
-    QFETCH(int, stoppingTick);
-    QFETCH(bool, meterAway);
-    PanelFixture f;
-    f.connectFakeMeter();
-    session().operation.totalTime = totalTime;
-    const QDateTime start = f.clock->now();
-    f.key("cmdStart")->click();
-    f.meter->answering = !meterAway;
-    for (int i = 0; i < tickTimes.size(); ++i) {
-        f.clock->set(start.addMSecs(qRound64(tickTimes[i] * 1000)));
-        f.tick(0);
-        const bool shouldRun = stoppingTick < 0 || i < stoppingTick;
-        QCOMPARE(f.panel->timer2()->isActive(), shouldRun);
-        QCOMPARE(f.key("cmdStart")->text(), shouldRun ? QStringLiteral("Stop") : QStringLiteral("Start"));
+    void tickRearmsOnWholeSecondGrid_data() {
+        QTest::addColumn<double>("tickSeconds");
+        QTest::addColumn<int>("interval");
+        QTest::newRow("instant") << 0.0 << 1000;
+        QTest::newRow("quarter second") << 0.25 << 750;
+        QTest::newRow("1.3 s tick") << 1.3 << 700;
+        QTest::newRow("exactly 2 s") << 2.0 << 1000;
+        QTest::newRow("4.999 s") << 4.999 << 1;
+        QTest::newRow("5 s keeps interval") << 5.0 << 1234;
+        QTest::newRow("7.5 s keeps interval") << 7.5 << 1234;
     }
-    QCOMPARE(session().operation.totalTime, totalTime.trimmed());
-    QVERIFY(f.messages->shown().empty());
-}
 
-void PanelTest::tickHandsReadingToViewsInOrder_data() {
-    QTest::addColumn<QString>("reading");
-    QTest::addColumn<QStringList>("commands");
-    QTest::addColumn<double>("primary");
-    QTest::addColumn<double>("secondary");
-    QTest::newRow("dual display") << "60.02,1.234" << QStringList{":READ?"} << 1.234 << 60.02;
-    QTest::newRow("single display") << "1.5" << QStringList{":READ?", ":VALUE?"} << 7.25 << 0.0;
-}
-
-void PanelTest::tickHandsReadingToViewsInOrder() {
-    QFETCH(QString, reading);
-    QFETCH(double, primary);
-    QFETCH(double, secondary);
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.meter->reading = reading;
-    f.meter->value = QStringLiteral("7.25");
-    f.key("cmdStart")->click();
-    f.meter->commands.clear();
-    f.views.calls.clear();
-    f.tick(0);
-    QTEST(f.meter->commands, "commands");
-    QCOMPARE(f.views.primary, primary);
-    QCOMPARE(f.views.secondary, secondary);
-    QCOMPARE(f.views.tablePrimary, primary);
-    QCOMPARE(f.views.tableSecond, secondary);
-    const QString text = "Value:" + kvx::numberToText(primary);
-    QCOMPARE(f.views.calls, (QStringList{"DigVM", "DigSecondM", "dValuePrimary", "dValueSecond", "AppendData",
-                                         text, text, "ShowGraph"}));
-    QCOMPARE(f.panel->findChild<QLabel*>("TimeDisplay")->text(), QStringLiteral("10:00:00 01 5, 2026"));
-    QCOMPARE(session().lastReadingTime, 36000.0);
-}
-
-void PanelTest::primaryFormatOnlyWidensUntilReset() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.key("cmdDCV")->click();
-    f.key("cmdStart")->click();
-    QStringList formats;
-    for (const char* reading : {"0.3", "12", "3", "-600"}) {
-        f.meter->value = QLatin1String(reading);
-        f.tick();
-        formats << f.views.primaryFormatText;
-    }
-    QCOMPARE(formats, (QStringList{".###0 \"V\"", ".##0 \"V\"", ".##0 \"V\"", ".0 \"V\""}));
-    // A new function starts from the finest format, in its own unit; so does a new trace.
-    f.meter->function = QStringLiteral("OHM");
-    f.key("cmdOhm")->click();
-    QCOMPARE(f.views.primaryFormatText, QStringLiteral(".###0 \"kΩ\""));
-    f.meter->value = QStringLiteral("51");
-    f.tick();
-    QCOMPARE(f.views.primaryFormatText, QStringLiteral(".#0 \"kΩ\""));
-    f.key("cmdStart")->click();
-    f.key("cmdStart")->click();
-    QCOMPARE(f.panel->largestMagnitude(), 0.0);
-}
-
-void PanelTest::startAndStopATrace() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    QPushButton* start = f.key("cmdStart");
-    // A meter that does not answer: a warning, and the key still offers to start.
-    f.meter->answering = false;
-    start->click();
-    QCOMPARE(f.messages->texts(), QStringList{"Communication Error!"});
-    QCOMPARE(f.messages->shown().front().title, QStringLiteral("Warning"));
-    QCOMPARE(start->text(), QStringLiteral("Start"));
-    QCOMPARE(start->toolTip(), QStringLiteral("Start To Show Trace"));
-    QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
-    QCOMPARE(f.views.conn, QStringLiteral("DEAD"));
-    QVERIFY(!session().tracing);
-    QVERIFY(!f.panel->timer2()->isActive());
-
-    f.meter->answering = true;
-    session().operation.samplingInterval = QStringLiteral("2.5 ");
-    start->click();
-    QCOMPARE(f.views.conn, QStringLiteral("LIVE"));
-    QVERIFY(session().tracing);
-    QVERIFY(f.panel->timer2()->isActive());
-    QCOMPARE(f.panel->timer2()->interval(), 1000);
-    QCOMPARE(start->text(), QStringLiteral("Stop"));
-    QCOMPARE(start->toolTip(), QStringLiteral("Stop To Show Trace"));
-    QCOMPARE(start->palette().color(QPalette::Button), QColor(0, 255, 0));
-    QCOMPARE(f.views.interval, QStringLiteral("2.5"));
-    QCOMPARE(f.views.field(RecordField::StartTime), QStringLiteral("2026/01/05 10:00:00"));
-    QVERIFY(f.views.live);
-
-    f.clock->advance(90);
-    start->click();
-    QVERIFY(!session().tracing);
-    QVERIFY(!f.panel->timer2()->isActive());
-    QCOMPARE(start->text(), QStringLiteral("Start"));
-    QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
-    QCOMPARE(f.views.field(RecordField::EndTime), QStringLiteral("2026/01/05 10:01:30"));
-    QCOMPARE(f.views.calls.mid(f.views.calls.size() - 2), (QStringList{"live:0", "ReDraw"}));
-
-    // A restart keeps the first start time of the trace; an unset interval shows as 1.
-    f.clock->advance(30);
-    session().operation.samplingInterval = QStringLiteral("0");
-    start->click();
-    QCOMPARE(f.views.field(RecordField::StartTime), QStringLiteral("2026/01/05 10:00:00"));
-    QCOMPARE(f.panel->traceStartTime(), 36120.0);
-    QCOMPARE(f.views.interval, QStringLiteral("1"));
-}
-
-void PanelTest::triggerPressesTakeOneReadingEach() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.meter->reading = QStringLiteral("60,2");
-    auto* label = f.panel->findChild<QLabel*>("lblInterval");
-    f.option("optSampleStyle_1")->click();
-    QCOMPARE(label->text(), QStringLiteral("間隔Time: 1sec"));
-    QVERIFY(!f.panel->continuousStyleSelected());
-
-    f.clock->advance(1);
-    f.meter->commands.clear();
-    f.key("cmdStart")->click();
-    QCOMPARE(f.meter->commands.count(":READ?"), 1);
-    QCOMPARE(f.views.appended, 1);
-    QCOMPARE(label->text(), QStringLiteral("間隔Time: 1.00sec"));
-    f.clock->advance(2.5);
-    f.key("cmdStart")->click();
-    QCOMPARE(label->text(), QStringLiteral("間隔Time: 2.50sec"));
-    QCOMPARE(f.views.appended, 2);
-    QVERIFY(!f.panel->timer2()->isActive());
-    QCOMPARE(f.key("cmdStart")->text(), QStringLiteral("Start"));
-
-    // A third press leaves the tracing flag set; a trace started for the operator starts all the same.
-    f.key("cmdStart")->click();
-    f.panel->startTraceNow();
-    QVERIFY(f.panel->timer2()->isActive());
-    QVERIFY(f.panel->continuousStyleSelected());
-    QCOMPARE(f.key("cmdStart")->text(), QStringLiteral("Stop"));
-}
-
-void PanelTest::simulatedReadingsStayOffTheLink() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    f.panel->findChild<QCheckBox*>("Check1")->setChecked(true);
-    f.key("cmdStart")->click();
-    kvx::randomSource().seed(7);
-    f.views.secondary = -1;
-    f.meter->commands.clear();
-    int negatives = 0;
-    for (int i = 0; i < 200; ++i) {
-        f.tick();
-        const double v = f.views.primary;
-        QVERIFY2(v == std::floor(v) && std::abs(v) <= 299, qPrintable(QString::number(v)));
-        QCOMPARE(f.views.value, kvx::numberToText(v));
-        negatives += v < 0 ? 1 : 0;
-    }
-    QVERIFY(f.meter->commands.isEmpty());
-    QCOMPARE(f.views.secondary, -1.0);
-    QCOMPARE(f.views.appended, 200);
-    // A sign draw above 5 of 0..9 (10 folding to 0): about 40 % negative.
-    QVERIFY2(negatives > 50 && negatives < 110, qPrintable(QString::number(negatives)));
-    QCOMPARE(session().timeSinceLastReading, 1.0);
-}
-
-// ----- first activation, quit -----
-
-void PanelTest::firstActivationRestoresSavedFunction_data() {
-    QTest::addColumn<QString>("saved");
-    QTest::addColumn<bool>("linkUp");
-    QTest::addColumn<QString>("keyName");
-    // A saved function is found by its short or long name, exactly, case included.
-    QTest::newRow("DCV") << "DCV" << true << "cmdDCV";
-    QTest::newRow("AC Voltage") << "AC Voltage" << true << "cmdACV";
-    QTest::newRow("AC+DCV") << "AC+DCV" << true << "cmdACDC_Vol";
-    QTest::newRow("Hz+ACV") << "Hz+ACV" << true << "cmdACVFeq";
-    QTest::newRow("ACV + Frequence") << "ACV + Frequence" << true << "cmdACVFeq";
-    QTest::newRow("lower case falls back") << "hz+acv" << true << "cmdDCV";
-    QTest::newRow("AC+DC Current") << "AC+DC Current" << true << "cmdACDC_Cur";
-    QTest::newRow("ACA + Frequence") << "ACA + Frequence" << true << "cmdACA_Frq";
-    QTest::newRow("Resitance as spelt") << "Resitance " << true << "cmdOhm";
-    QTest::newRow("Resistance spelt right is unknown") << "Resistance" << true << "cmdDCV";
-    QTest::newRow("CAPACITANCE") << "CAPACITANCE" << true << "cmdCapacitance";
-    QTest::newRow("Diode") << "Diode" << true << "cmdDIODE";
-    QTest::newRow("blank-padded CONT") << "CONT      " << true << "cmdContinue";
-    QTest::newRow("RIPPLE") << "RIPPLE" << true << "cmdRipple";
-    QTest::newRow("Ripple") << "Ripple" << true << "cmdRipple";
-    QTest::newRow("blank") << "          " << true << "cmdDCV";
-    QTest::newRow("not Ready") << "AC Voltage" << false << "cmdDCV";
-}
-
-void PanelTest::firstActivationRestoresSavedFunction() {
-    QFETCH(QString, saved);
-    QFETCH(bool, linkUp);
-    QFETCH(QString, keyName);
-    PanelFixture f;
-    if (linkUp)
+    void tickRearmsOnWholeSecondGrid() {
+        QFETCH(double, tickSeconds);
+        PanelFixture f;
         f.connectFakeMeter();
-    else
-        session().linkOverride = "serial:" + f.folder.filePath("no-such-tty");
-    session().operation.sFunction = saved;
-    f.panel->load();
-    QCOMPARE(kvx::driver().Ready(), linkUp);
-    QSignalSpy pressed(f.key(keyName), &QPushButton::clicked);
-    QSignalSpy dcv(f.key("cmdDCV"), &QPushButton::clicked);
-    f.panel->firstActivation();
-    f.panel->firstActivation(); // only the first one restores
-    QCOMPARE(pressed.count(), 1);
-    QCOMPARE(dcv.count(), keyName == QLatin1String("cmdDCV") ? 1 : 0);
-}
-
-void PanelTest::quitWritesOperationFileAndLog_data() {
-    QTest::addColumn<bool>("logCommands");
-    QTest::newRow("log on") << true;
-    QTest::newRow("log off") << false;
-}
-
-void PanelTest::quitWritesOperationFileAndLog() {
-    QFETCH(bool, logCommands);
-    PanelFixture f;
-    f.connectFakeMeter();
-    session().logCommands = logCommands;
-    const QString logPath = session().pathInFolder(kvx::kCommandLogFile);
-    writeFile(logPath, "stale\r\n");
-    f.meter->function = QStringLiteral("ACV");
-    f.key("cmdACV")->click();
-    session().operation.totalTime = QStringLiteral("12");
-    f.key("cmdQuit")->click();
-    QVERIFY(f.exited);
-
-    kvx::OperationRecord saved;
-    QCOMPARE(kvx::OperationFile::load(operationPath(), saved), kvx::LoadResult::Loaded);
-    QCOMPARE(saved.sFunction, QStringLiteral("AC Voltage"));
-    QCOMPARE(saved.totalTime.trimmed(), QStringLiteral("12"));
-    QFile log(logPath);
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QByteArray text = log.readAll();
-    QCOMPARE(text.contains("Execute Start: [:CONF:VOLT:AC 0]"), logCommands);
-    QCOMPARE(text.startsWith("stale"), !logCommands);
-    QVERIFY(text.endsWith("\r\n"));
-    // The driver was released: a new one has no link until told.
-    QVERIFY(!kvx::driver().Ready());
-}
-
-// ----- the operation file and the link it names -----
-
-void PanelTest::loadAppliesTheLink_data() {
-    QTest::addColumn<QString>("flags"); // serial, GPIB and LAN flags of the record
-    QTest::addColumn<QString>("linkText");
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QString>("backend");
-    QTest::addColumn<int>("baud");
-    const QString prologix = QStringLiteral("prologix:/nonexistent/tty");
-    const QString tcp = QStringLiteral("tcp:127.0.0.1:1");
-    // clang-format off
-    QTest::newRow("serial") << "1| |" << "" << "RS232" << prologix << 19200;
-    QTest::newRow("serial flag other than 1") << "0||" << "" << "GPIB" << prologix << 19200;
-    QTest::newRow("GPIB flag decides") << "1|1|" << "" << "GPIB" << prologix << 19200;
-    QTest::newRow("GPIB flag 0 means serial") << "0|0|" << "" << "RS232" << prologix << 19200;
-    QTest::newRow("no flags, no link") << "||" << "" << "" << prologix << 19200;
-    QTest::newRow("LAN under GPIB") << "0|1|1" << "" << "GPIB" << tcp << 19200;
-    QTest::newRow("LAN kept while serial chosen") << "1|0|1" << "" << "RS232" << tcp << 19200;
-    // A --link text replaces the record's link settings; one that cannot be read leaves them, and says so.
-    QTest::newRow("--link serial@rate") << "|1|" << "serial:/nonexistent/ttyUSB3@38400" << "RS232" << "gpib:0"
-                                        << 38400;
-    QTest::newRow("--link raw socket") << "1||" << "tcp:127.0.0.1:1" << "GPIB" << tcp << 9600;
-    QTest::newRow("--link unreadable") << "|1|" << "bogus" << "GPIB" << prologix << 19200;
-    // clang-format on
-}
-
-void PanelTest::loadAppliesTheLink() {
-    QFETCH(QString, flags);
-    QFETCH(QString, linkText);
-    PanelFixture f;
-    kvx::OperationRecord record;
-    record.comPort = 2;
-    record.baudRate = 19200;
-    record.gpibAddress = 9;
-    record.samplingInterval = QStringLiteral("5");
-    record.serialFlag = flags.section('|', 0, 0);
-    record.gpibFlag = flags.section('|', 1, 1);
-    record.lanFlag = flags.section('|', 2, 2);
-    record.serialDevice = f.folder.filePath(QStringLiteral("no-such-tty"));
-    record.gpibBackend = QStringLiteral("prologix:/nonexistent/tty");
-    record.lanAddress = QStringLiteral("127.0.0.1:1");
-    QVERIFY(kvx::OperationFile::save(operationPath(), record));
-    session().linkOverride = linkText;
-
-    f.panel->load();
-    QTEST(kvx::driver().ConnectMethod(), "method");
-    QTEST(kvx::driver().CWGPIB1().backend(), "backend");
-    QTEST(kvx::driver().CWSerial1().baudRate(), "baud");
-    if (linkText.isEmpty()) {
-        QCOMPARE(kvx::driver().CWSerial1().devicePath(), record.serialDevice);
-        QCOMPARE(kvx::driver().CWGPIB1().primaryAddress(), qint16(9));
+        f.key("cmdStart")->click();
+        f.panel->timer2()->setInterval(1234);
+        // The meter takes its time over the reading: the tick lasts that long.
+        f.meter->readSeconds = tickSeconds;
+        f.tick(0);
+        QTEST(f.panel->timer2()->interval(), "interval");
+        QVERIFY(f.panel->timer2()->isActive());
     }
-    QCOMPARE(f.messages->texts().filter("\"bogus\" cannot be used").isEmpty(),
-             linkText != QLatin1String("bogus"));
-    QEXPECT_FAIL("--link unreadable", "start-up applies the link twice when an operation file exists",
-                 Continue);
-    QCOMPARE(f.messages->texts().size(), linkText == QLatin1String("bogus") ? 1 : 0);
-    // Nothing answers at any of these: the mark says so although SESR_PON is always True.
-    QCOMPARE(f.views.conn, QStringLiteral("DEAD"));
-    QCOMPARE(f.views.interval, QStringLiteral("5"));
-    QCOMPARE(f.views.field(RecordField::TimerSample), QStringLiteral("5"));
-}
 
-void PanelTest::unusableOperationFile_data() {
-    QTest::addColumn<QByteArray>("content"); // empty: no file
-    QTest::addColumn<QString>("totalTime");
-    QTest::addColumn<QString>("totalTimeAfter");
-    // A first run traces until stopped; a damaged file leaves the settings as they are, and says so.
-    // clang-format off
-    QTest::newRow("first run") << QByteArray() << "" << "Continuous";
-    QTest::newRow("damaged") << QByteArray(100, 'x') << "7" << "7";
-    // clang-format on
-}
+    void totalTimeStopsAtFirstTickPastIt_data() {
+        QTest::addColumn<QString>("totalTime");
+        QTest::addColumn<QList<double>>("tickTimes"); // seconds after the start
+        QTest::addColumn<int>("stoppingTick");        // -1: runs on
+        QTest::addColumn<bool>("meterAway");          // stopping must not wait for the meter
+        QTest::newRow("1 minute") << "1" << QList<double>{30, 60, 61} << 2 << false;
+        QTest::newRow("blank-padded 2") << " 2  " << QList<double>{119, 120, 121} << 2 << false;
+        QTest::newRow("half a minute") << "0.5" << QList<double>{30, 31} << 1 << false;
+        QTest::newRow("Continuous") << "Continuous" << QList<double>{60, 3600, 80000} << -1 << false;
+        QTest::newRow("not a number") << "abc" << QList<double>{1} << 0 << false;
+        QTest::newRow("meter away, quietly") << "1" << QList<double>{61} << 0 << true;
+    }
 
-void PanelTest::unusableOperationFile() {
-    QFETCH(QByteArray, content);
-    QFETCH(QString, totalTime);
-    PanelFixture f;
-    if (!content.isEmpty())
-        writeFile(operationPath(), content);
-    session().operation.totalTime = totalTime;
-    f.panel->load();
-    QTEST(session().operation.totalTime, "totalTimeAfter");
-    QCOMPARE(f.messages->texts().size(), content.isEmpty() ? 0 : 1);
-    QVERIFY(content.isEmpty() || f.messages->texts().first().contains(operationPath()));
-}
+    void totalTimeStopsAtFirstTickPastIt() {
+        QFETCH(QString, totalTime);
+        QFETCH(QList<double>, tickTimes);
+        QFETCH(int, stoppingTick);
+        QFETCH(bool, meterAway);
+        PanelFixture f;
+        f.connectFakeMeter();
+        session().operation.totalTime = totalTime;
+        const QDateTime start = f.clock->now();
+        f.key("cmdStart")->click();
+        f.meter->answering = !meterAway;
+        for (int i = 0; i < tickTimes.size(); ++i) {
+            f.clock->set(start.addMSecs(qRound64(tickTimes[i] * 1000)));
+            f.tick(0);
+            const bool shouldRun = stoppingTick < 0 || i < stoppingTick;
+            QCOMPARE(f.panel->timer2()->isActive(), shouldRun);
+            QCOMPARE(f.key("cmdStart")->text(), shouldRun ? QStringLiteral("Stop") : QStringLiteral("Start"));
+        }
+        QCOMPARE(session().operation.totalTime, totalTime.trimmed());
+        QVERIFY(f.messages->shown().empty());
+    }
 
-void PanelTest::fileSaveAndLoadUnderAChosenName() {
-    PanelFixture f;
-    f.connectFakeMeter();
-    const QString chosen = f.folder.filePath(QStringLiteral("bench-3.Log"));
-    session().operation.samplingInterval = QStringLiteral("3");
-    QVERIFY(f.panel->saveOperationTo(chosen));
-    QVERIFY(!QFile::exists(operationPath()));
+    void tickHandsReadingToViewsInOrder_data() {
+        QTest::addColumn<QString>("reading");
+        QTest::addColumn<QStringList>("commands");
+        QTest::addColumn<double>("primary");
+        QTest::addColumn<double>("secondary");
+        QTest::newRow("dual display") << "60.02,1.234" << QStringList{":READ?"} << 1.234 << 60.02;
+        QTest::newRow("single display") << "1.5" << QStringList{":READ?", ":VALUE?"} << 7.25 << 0.0;
+    }
 
-    session().operation.samplingInterval = QStringLiteral("8");
-    f.views.interval.clear();
-    QVERIFY(f.panel->loadOperationFromPath(chosen));
-    QCOMPARE(session().operation.samplingInterval.trimmed(), QStringLiteral("3"));
-    // The loaded settings were applied at once.
-    QCOMPARE(f.views.interval, QStringLiteral("3"));
-    QCOMPARE(kvx::driver().ConnectMethod(), QStringLiteral("RS232"));
-    QVERIFY(!f.panel->loadOperationFromPath(f.folder.filePath(QStringLiteral("missing.Log"))));
-    QVERIFY(f.messages->shown().empty());
-}
+    void tickHandsReadingToViewsInOrder() {
+        QFETCH(QString, reading);
+        QFETCH(double, primary);
+        QFETCH(double, secondary);
+        PanelFixture f;
+        f.connectFakeMeter();
+        f.meter->reading = reading;
+        f.meter->value = QStringLiteral("7.25");
+        f.key("cmdStart")->click();
+        f.meter->commands.clear();
+        f.views.calls.clear();
+        f.tick(0);
+        QTEST(f.meter->commands, "commands");
+        QCOMPARE(f.views.primary, primary);
+        QCOMPARE(f.views.secondary, secondary);
+        QCOMPARE(f.views.tablePrimary, primary);
+        QCOMPARE(f.views.tableSecond, secondary);
+        const QString text = "Value:" + kvx::numberToText(primary);
+        QCOMPARE(f.views.calls, (QStringList{"DigVM", "DigSecondM", "dValuePrimary", "dValueSecond",
+                                             "AppendData", text, text, "ShowGraph"}));
+        QCOMPARE(f.panel->findChild<QLabel*>("TimeDisplay")->text(), QStringLiteral("10:00:00 01 5, 2026"));
+        QCOMPARE(session().lastReadingTime, 36000.0);
+    }
 
-void PanelTest::recordKeysListAndLoadRecords() {
-    PanelFixture f;
-    kvx::RecordStore& store = kvx::recordStore();
-    QVERIFY(store.open(f.folder.filePath(kvx::kDatabaseFile)));
-    QVERIFY(store.insertSample(1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0));
-    QVERIFY(store.insertHeader(
-        {"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
-    QVERIFY(store.copyTraceToRecord("3"));
-    QVERIFY(store.insertHeader({"12", "2026/01/06 09:00:00", "2026/01/06 09:30:00", "long", "V", "", "0"}));
-    f.panel->resize(273, 228);
-    f.panel->show();
-    QVERIFY(QTest::qWaitForWindowExposed(f.panel.get()));
-    f.panel->findChild<QTabWidget*>()->setCurrentIndex(1);
-    auto* list = f.panel->findChild<QListWidget*>("List1");
-    auto* grid = f.panel->findChild<QTableWidget*>("grdRecList");
-    QVERIFY(!list->isVisible() && !grid->isVisible());
+    void primaryFormatOnlyWidensUntilReset() {
+        PanelFixture f;
+        f.connectFakeMeter();
+        f.key("cmdDCV")->click();
+        f.key("cmdStart")->click();
+        QStringList formats;
+        for (const char* reading : {"0.3", "12", "3", "-600"}) {
+            f.meter->value = QLatin1String(reading);
+            f.tick();
+            formats << f.views.primaryFormatText;
+        }
+        QCOMPARE(formats, (QStringList{".###0 \"V\"", ".##0 \"V\"", ".##0 \"V\"", ".0 \"V\""}));
+        // A new function starts from the finest format, in its own unit; so does a new trace.
+        f.meter->function = QStringLiteral("OHM");
+        f.key("cmdOhm")->click();
+        QCOMPARE(f.views.primaryFormatText, QStringLiteral(".###0 \"kΩ\""));
+        f.meter->value = QStringLiteral("51");
+        f.tick();
+        QCOMPARE(f.views.primaryFormatText, QStringLiteral(".#0 \"kΩ\""));
+        f.key("cmdStart")->click();
+        f.key("cmdStart")->click();
+        QCOMPARE(f.panel->largestMagnitude(), 0.0);
+    }
 
-    f.key("cmdLoadRecord")->click();
-    QVERIFY(list->isVisible() && grid->isVisible());
-    QCOMPARE(list->count(), 2);
-    QVERIFY(list->item(0)->text().startsWith(QStringLiteral("12    ")));
-    QCOMPARE(grid->rowCount(), 2);
-    QCOMPARE(grid->item(1, 3)->text(), QStringLiteral("triggered run"));
-    // A record brings its trace style: the triggered one leaves "Continuous" unchosen.
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(1)).center());
-    QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("3"));
-    QVERIFY(!f.panel->continuousStyleSelected());
-    QVERIFY(!list->isVisible());
-    QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, grid->visualItemRect(grid->item(0, 0)).center());
-    QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("12"));
-    QVERIFY(f.panel->continuousStyleSelected());
-    QVERIFY(!grid->isVisible());
-    store.close();
-}
+    void startAndStopATrace() {
+        PanelFixture f;
+        f.connectFakeMeter();
+        QPushButton* start = f.key("cmdStart");
+        // A meter that does not answer: a warning, and the key still offers to start.
+        f.meter->answering = false;
+        start->click();
+        QCOMPARE(f.messages->texts(), QStringList{"Communication Error!"});
+        QCOMPARE(f.messages->shown().front().title, QStringLiteral("Warning"));
+        QCOMPARE(start->text(), QStringLiteral("Start"));
+        QCOMPARE(start->toolTip(), QStringLiteral("Start To Show Trace"));
+        QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
+        QCOMPARE(f.views.conn, QStringLiteral("DEAD"));
+        QVERIFY(!session().tracing);
+        QVERIFY(!f.panel->timer2()->isActive());
+
+        f.meter->answering = true;
+        session().operation.samplingInterval = QStringLiteral("2.5 ");
+        start->click();
+        QCOMPARE(f.views.conn, QStringLiteral("LIVE"));
+        QVERIFY(session().tracing);
+        QVERIFY(f.panel->timer2()->isActive());
+        QCOMPARE(f.panel->timer2()->interval(), 1000);
+        QCOMPARE(start->text(), QStringLiteral("Stop"));
+        QCOMPARE(start->toolTip(), QStringLiteral("Stop To Show Trace"));
+        QCOMPARE(start->palette().color(QPalette::Button), QColor(0, 255, 0));
+        QCOMPARE(f.views.interval, QStringLiteral("2.5"));
+        QCOMPARE(f.views.field(RecordField::StartTime), QStringLiteral("2026/01/05 10:00:00"));
+        QVERIFY(f.views.live);
+
+        f.clock->advance(90);
+        start->click();
+        QVERIFY(!session().tracing);
+        QVERIFY(!f.panel->timer2()->isActive());
+        QCOMPARE(start->text(), QStringLiteral("Start"));
+        QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
+        QCOMPARE(f.views.field(RecordField::EndTime), QStringLiteral("2026/01/05 10:01:30"));
+        QCOMPARE(f.views.calls.mid(f.views.calls.size() - 2), (QStringList{"live:0", "ReDraw"}));
+
+        // A restart keeps the first start time of the trace; an unset interval shows as 1.
+        f.clock->advance(30);
+        session().operation.samplingInterval = QStringLiteral("0");
+        start->click();
+        QCOMPARE(f.views.field(RecordField::StartTime), QStringLiteral("2026/01/05 10:00:00"));
+        QCOMPARE(f.panel->traceStartTime(), 36120.0);
+        QCOMPARE(f.views.interval, QStringLiteral("1"));
+    }
+
+    void triggerPressesTakeOneReadingEach() {
+        PanelFixture f;
+        f.connectFakeMeter();
+        f.meter->reading = QStringLiteral("60,2");
+        auto* label = f.panel->findChild<QLabel*>("lblInterval");
+        f.option("optSampleStyle_1")->click();
+        QCOMPARE(label->text(), QStringLiteral("間隔Time: 1sec"));
+        QVERIFY(!f.panel->continuousStyleSelected());
+
+        f.clock->advance(1);
+        f.meter->commands.clear();
+        f.key("cmdStart")->click();
+        QCOMPARE(f.meter->commands.count(":READ?"), 1);
+        QCOMPARE(f.views.appended, 1);
+        QCOMPARE(label->text(), QStringLiteral("間隔Time: 1.00sec"));
+        f.clock->advance(2.5);
+        f.key("cmdStart")->click();
+        QCOMPARE(label->text(), QStringLiteral("間隔Time: 2.50sec"));
+        QCOMPARE(f.views.appended, 2);
+        QVERIFY(!f.panel->timer2()->isActive());
+        QCOMPARE(f.key("cmdStart")->text(), QStringLiteral("Start"));
+
+        // A third press leaves the tracing flag set; a trace started for the operator starts all the same.
+        f.key("cmdStart")->click();
+        f.panel->startTraceNow();
+        QVERIFY(f.panel->timer2()->isActive());
+        QVERIFY(f.panel->continuousStyleSelected());
+        QCOMPARE(f.key("cmdStart")->text(), QStringLiteral("Stop"));
+    }
+
+    void simulatedReadingsStayOffTheLink() {
+        PanelFixture f;
+        f.connectFakeMeter();
+        f.panel->findChild<QCheckBox*>("Check1")->setChecked(true);
+        f.key("cmdStart")->click();
+        kvx::randomSource().seed(7);
+        f.views.secondary = -1;
+        f.meter->commands.clear();
+        int negatives = 0;
+        for (int i = 0; i < 200; ++i) {
+            f.tick();
+            const double v = f.views.primary;
+            QVERIFY2(v == std::floor(v) && std::abs(v) <= 299, qPrintable(QString::number(v)));
+            QCOMPARE(f.views.value, kvx::numberToText(v));
+            negatives += v < 0 ? 1 : 0;
+        }
+        QVERIFY(f.meter->commands.isEmpty());
+        QCOMPARE(f.views.secondary, -1.0);
+        QCOMPARE(f.views.appended, 200);
+        // A sign draw above 5 of 0..9 (10 folding to 0): about 40 % negative.
+        QVERIFY2(negatives > 50 && negatives < 110, qPrintable(QString::number(negatives)));
+        QCOMPARE(session().timeSinceLastReading, 1.0);
+    }
+
+    // ----- first activation, quit -----
+
+    void firstActivationRestoresSavedFunction_data() {
+        QTest::addColumn<QString>("saved");
+        QTest::addColumn<bool>("linkUp");
+        QTest::addColumn<QString>("keyName");
+        // A saved function is found by its short or long name, exactly, case included.
+        QTest::newRow("DCV") << "DCV" << true << "cmdDCV";
+        QTest::newRow("AC Voltage") << "AC Voltage" << true << "cmdACV";
+        QTest::newRow("AC+DCV") << "AC+DCV" << true << "cmdACDC_Vol";
+        QTest::newRow("Hz+ACV") << "Hz+ACV" << true << "cmdACVFeq";
+        QTest::newRow("ACV + Frequence") << "ACV + Frequence" << true << "cmdACVFeq";
+        QTest::newRow("lower case falls back") << "hz+acv" << true << "cmdDCV";
+        QTest::newRow("AC+DC Current") << "AC+DC Current" << true << "cmdACDC_Cur";
+        QTest::newRow("ACA + Frequence") << "ACA + Frequence" << true << "cmdACA_Frq";
+        QTest::newRow("Resitance as spelt") << "Resitance " << true << "cmdOhm";
+        QTest::newRow("Resistance spelt right is unknown") << "Resistance" << true << "cmdDCV";
+        QTest::newRow("CAPACITANCE") << "CAPACITANCE" << true << "cmdCapacitance";
+        QTest::newRow("Diode") << "Diode" << true << "cmdDIODE";
+        QTest::newRow("blank-padded CONT") << "CONT      " << true << "cmdContinue";
+        QTest::newRow("RIPPLE") << "RIPPLE" << true << "cmdRipple";
+        QTest::newRow("Ripple") << "Ripple" << true << "cmdRipple";
+        QTest::newRow("blank") << "          " << true << "cmdDCV";
+        QTest::newRow("not Ready") << "AC Voltage" << false << "cmdDCV";
+    }
+
+    void firstActivationRestoresSavedFunction() {
+        QFETCH(QString, saved);
+        QFETCH(bool, linkUp);
+        QFETCH(QString, keyName);
+        PanelFixture f;
+        if (linkUp)
+            f.connectFakeMeter();
+        else
+            session().linkOverride = "serial:" + f.folder.filePath("no-such-tty");
+        session().operation.sFunction = saved;
+        f.panel->load();
+        QCOMPARE(kvx::driver().Ready(), linkUp);
+        QSignalSpy pressed(f.key(keyName), &QPushButton::clicked);
+        QSignalSpy dcv(f.key("cmdDCV"), &QPushButton::clicked);
+        f.panel->firstActivation();
+        f.panel->firstActivation(); // only the first one restores
+        QCOMPARE(pressed.count(), 1);
+        QCOMPARE(dcv.count(), keyName == QLatin1String("cmdDCV") ? 1 : 0);
+    }
+
+    void quitWritesOperationFileAndLog_data() {
+        QTest::addColumn<bool>("logCommands");
+        QTest::newRow("log on") << true;
+        QTest::newRow("log off") << false;
+    }
+
+    void quitWritesOperationFileAndLog() {
+        QFETCH(bool, logCommands);
+        PanelFixture f;
+        f.connectFakeMeter();
+        session().logCommands = logCommands;
+        const QString logPath = session().pathInFolder(kvx::kCommandLogFile);
+        writeFile(logPath, "stale\r\n");
+        f.meter->function = QStringLiteral("ACV");
+        f.key("cmdACV")->click();
+        session().operation.totalTime = QStringLiteral("12");
+        f.key("cmdQuit")->click();
+        QVERIFY(f.exited);
+
+        kvx::OperationRecord saved;
+        QCOMPARE(kvx::OperationFile::load(operationPath(), saved), kvx::LoadResult::Loaded);
+        QCOMPARE(saved.sFunction, QStringLiteral("AC Voltage"));
+        QCOMPARE(saved.totalTime.trimmed(), QStringLiteral("12"));
+        QFile log(logPath);
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QByteArray text = log.readAll();
+        QCOMPARE(text.contains("Execute Start: [:CONF:VOLT:AC 0]"), logCommands);
+        QCOMPARE(text.startsWith("stale"), !logCommands);
+        QVERIFY(text.endsWith("\r\n"));
+        // The driver was released: a new one has no link until told.
+        QVERIFY(!kvx::driver().Ready());
+    }
+
+    // ----- the operation file and the link it names -----
+
+    void loadAppliesTheLink_data() {
+        QTest::addColumn<QString>("flags"); // serial, GPIB and LAN flags of the record
+        QTest::addColumn<QString>("linkText");
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QString>("backend");
+        QTest::addColumn<int>("baud");
+        const QString prologix = QStringLiteral("prologix:/nonexistent/tty");
+        const QString tcp = QStringLiteral("tcp:127.0.0.1:1");
+        // clang-format off
+        QTest::newRow("serial") << "1| |" << "" << "RS232" << prologix << 19200;
+        QTest::newRow("serial flag other than 1") << "0||" << "" << "GPIB" << prologix << 19200;
+        QTest::newRow("GPIB flag decides") << "1|1|" << "" << "GPIB" << prologix << 19200;
+        QTest::newRow("GPIB flag 0 means serial") << "0|0|" << "" << "RS232" << prologix << 19200;
+        QTest::newRow("no flags, no link") << "||" << "" << "" << prologix << 19200;
+        QTest::newRow("LAN under GPIB") << "0|1|1" << "" << "GPIB" << tcp << 19200;
+        QTest::newRow("LAN kept while serial chosen") << "1|0|1" << "" << "RS232" << tcp << 19200;
+        // A --link text replaces the record's link settings; an unreadable one leaves them, and says so.
+        QTest::newRow("--link serial@rate") << "|1|" << "serial:/nonexistent/ttyUSB3@38400" << "RS232"
+                                            << "gpib:0" << 38400;
+        QTest::newRow("--link raw socket") << "1||" << "tcp:127.0.0.1:1" << "GPIB" << tcp << 9600;
+        QTest::newRow("--link unreadable") << "|1|" << "bogus" << "GPIB" << prologix << 19200;
+        // clang-format on
+    }
+
+    void loadAppliesTheLink() {
+        QFETCH(QString, flags);
+        QFETCH(QString, linkText);
+        PanelFixture f;
+        kvx::OperationRecord record;
+        record.comPort = 2;
+        record.baudRate = 19200;
+        record.gpibAddress = 9;
+        record.samplingInterval = QStringLiteral("5");
+        record.serialFlag = flags.section('|', 0, 0);
+        record.gpibFlag = flags.section('|', 1, 1);
+        record.lanFlag = flags.section('|', 2, 2);
+        record.serialDevice = f.folder.filePath(QStringLiteral("no-such-tty"));
+        record.gpibBackend = QStringLiteral("prologix:/nonexistent/tty");
+        record.lanAddress = QStringLiteral("127.0.0.1:1");
+        QVERIFY(kvx::OperationFile::save(operationPath(), record));
+        session().linkOverride = linkText;
+
+        f.panel->load();
+        QTEST(kvx::driver().ConnectMethod(), "method");
+        QTEST(kvx::driver().CWGPIB1().backend(), "backend");
+        QTEST(kvx::driver().CWSerial1().baudRate(), "baud");
+        if (linkText.isEmpty()) {
+            QCOMPARE(kvx::driver().CWSerial1().devicePath(), record.serialDevice);
+            QCOMPARE(kvx::driver().CWGPIB1().primaryAddress(), qint16(9));
+        }
+        QCOMPARE(f.messages->texts().isEmpty(), linkText != QLatin1String("bogus"));
+        QEXPECT_FAIL("--link unreadable", "start-up applies the link twice when an operation file exists",
+                     Continue);
+        QCOMPARE(f.messages->texts().size(), linkText == QLatin1String("bogus") ? 1 : 0);
+        // Nothing answers at any of these: the mark says so although SESR_PON is always True.
+        QCOMPARE(f.views.conn, QStringLiteral("DEAD"));
+        QCOMPARE(f.views.interval, QStringLiteral("5"));
+        QCOMPARE(f.views.field(RecordField::TimerSample), QStringLiteral("5"));
+    }
+
+    void unusableOperationFile_data() {
+        QTest::addColumn<QByteArray>("content"); // empty: no file
+        QTest::addColumn<QString>("totalTime");
+        QTest::addColumn<QString>("totalTimeAfter");
+        // A first run traces until stopped; a damaged file leaves the settings as they are, and says so.
+        // clang-format off
+        QTest::newRow("first run") << QByteArray() << "" << "Continuous";
+        QTest::newRow("damaged") << QByteArray(100, 'x') << "7" << "7";
+        // clang-format on
+    }
+
+    void unusableOperationFile() {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, totalTime);
+        PanelFixture f;
+        if (!content.isEmpty())
+            writeFile(operationPath(), content);
+        session().operation.totalTime = totalTime;
+        f.panel->load();
+        QTEST(session().operation.totalTime, "totalTimeAfter");
+        QCOMPARE(f.messages->texts().size(), content.isEmpty() ? 0 : 1);
+        QVERIFY(content.isEmpty() || f.messages->texts().first().contains(operationPath()));
+    }
+
+    void fileSaveAndLoadUnderAChosenName() {
+        PanelFixture f;
+        f.connectFakeMeter();
+        const QString chosen = f.folder.filePath(QStringLiteral("bench-3.Log"));
+        session().operation.samplingInterval = QStringLiteral("3");
+        QVERIFY(f.panel->saveOperationTo(chosen));
+        QVERIFY(!QFile::exists(operationPath()));
+
+        session().operation.samplingInterval = QStringLiteral("8");
+        f.views.interval.clear();
+        QVERIFY(f.panel->loadOperationFromPath(chosen));
+        QCOMPARE(session().operation.samplingInterval.trimmed(), QStringLiteral("3"));
+        // The loaded settings were applied at once.
+        QCOMPARE(f.views.interval, QStringLiteral("3"));
+        QCOMPARE(kvx::driver().ConnectMethod(), QStringLiteral("RS232"));
+        QVERIFY(!f.panel->loadOperationFromPath(f.folder.filePath(QStringLiteral("missing.Log"))));
+        QVERIFY(f.messages->shown().empty());
+    }
+
+    void recordKeysListAndLoadRecords() {
+        PanelFixture f;
+        kvx::RecordStore& store = kvx::recordStore();
+        QVERIFY(store.open(f.folder.filePath(kvx::kDatabaseFile)));
+        QVERIFY(store.insertSample(1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0));
+        QVERIFY(store.insertHeader(
+            {"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
+        QVERIFY(store.copyTraceToRecord("3"));
+        QVERIFY(
+            store.insertHeader({"12", "2026/01/06 09:00:00", "2026/01/06 09:30:00", "long", "V", "", "0"}));
+        f.panel->resize(273, 228);
+        f.panel->show();
+        QVERIFY(QTest::qWaitForWindowExposed(f.panel.get()));
+        f.panel->findChild<QTabWidget*>()->setCurrentIndex(1);
+        auto* list = f.panel->findChild<QListWidget*>("List1");
+        auto* grid = f.panel->findChild<QTableWidget*>("grdRecList");
+        QVERIFY(!list->isVisible() && !grid->isVisible());
+
+        f.key("cmdLoadRecord")->click();
+        QVERIFY(list->isVisible() && grid->isVisible());
+        QCOMPARE(list->count(), 2);
+        QVERIFY(list->item(0)->text().startsWith(QStringLiteral("12    ")));
+        QCOMPARE(grid->rowCount(), 2);
+        QCOMPARE(grid->item(1, 3)->text(), QStringLiteral("triggered run"));
+        // A record brings its trace style: the triggered one leaves "Continuous" unchosen.
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(1)).center());
+        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("3"));
+        QVERIFY(!f.panel->continuousStyleSelected());
+        QVERIFY(!list->isVisible());
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
+                          grid->visualItemRect(grid->item(0, 0)).center());
+        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("12"));
+        QVERIFY(f.panel->continuousStyleSelected());
+        QVERIFY(!grid->isVisible());
+        store.close();
+    }
+};
 
 QTEST_MAIN(PanelTest)
 #include "tst_panel.moc"
