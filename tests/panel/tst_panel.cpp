@@ -109,9 +109,10 @@ private slots:
         f.connectFakeMeter();
         f.key("cmdStart")->click();
         f.panel->timer2()->setInterval(1234);
-        // The meter takes its time over the reading: the tick lasts that long.
+        // The meter takes its time over the reading: the tick lasts that long. It starts at
+        // 10:00:00.004, where 1.3 s between two seconds-of-day values is a little less in binary.
         f.meter->readSeconds = tickSeconds;
-        f.tick(0);
+        f.tick(0.004);
         QTEST(f.panel->timer2()->interval(), "interval");
         QVERIFY(f.panel->timer2()->isActive());
     }
