@@ -3,10 +3,12 @@
 // logging: it records every write and replies to the last command written.
 
 #include "Link.h"
+#include "clsKVX5310.h"
 
 #include <QList>
 #include <QMap>
 #include <functional>
+#include <memory>
 
 namespace kvx::test {
 
@@ -32,12 +34,9 @@ public:
     bool read(QByteArray* reply, QString* error) override {
         ++reads;
         const QByteArray command = written.isEmpty() ? QByteArray() : written.last();
-        if (replies.contains(command))
-            *reply = replies.value(command);
-        else if (!defaultReply.isEmpty())
-            *reply = defaultReply;
-        else
+        if (!replies.contains(command) && defaultReply.isEmpty())
             return fail(kLinkTimeoutError, QStringLiteral("Read timeout"), error);
+        *reply = replies.value(command, defaultReply);
         return succeed();
     }
     QString description() const override { return QStringLiteral("scripted link"); }
@@ -53,6 +52,32 @@ public:
 
 private:
     bool m_open = false;
+};
+
+// Puts a fresh scripted link on the control that `method` ("RS232" or "GPIB") uses.
+inline ScriptedLink* installScripted(clsKVX5310& meter, const QString& method) {
+    auto link = std::make_unique<ScriptedLink>();
+    ScriptedLink* raw = link.get();
+    if (method == QLatin1String("RS232"))
+        meter.CWSerial1().useLink(std::move(link));
+    else
+        meter.CWGPIB1().useLink(std::move(link));
+    return raw;
+}
+
+// A driver connected through a scripted link; the link forgets the connect's
+// "*SRE?" exchange, so a test sees only what it caused.
+struct ScriptedMeter {
+    explicit ScriptedMeter(const QString& method = QStringLiteral("GPIB"))
+        : link(installScripted(meter, method)) {
+        link->defaultReply = "0\n";
+        meter.setConnectMethod(method);
+        link->defaultReply.clear();
+        link->written.clear();
+        link->reads = 0;
+    }
+    clsKVX5310 meter;
+    ScriptedLink* link;
 };
 
 } // namespace kvx::test

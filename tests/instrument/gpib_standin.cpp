@@ -11,63 +11,37 @@
 #include <cstdlib>
 #include <cstring>
 #include <netinet/in.h>
-#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kErr = 0x8000;
-constexpr int kTimo = 0x4000;
-constexpr int kEnd = 0x2000;
-constexpr int kCmpl = 0x0100;
-constexpr int kEdvr = 0;
-constexpr int kEabo = 6;
-constexpr int kEarg = 4;
+constexpr int kErr = 0x8000, kTimo = 0x4000, kEnd = 0x2000, kCmpl = 0x0100;
+constexpr int kEdvr = 0, kEabo = 6;
 
-// Timeout codes T10us ... T1000s in milliseconds (rounded up); 0 = none.
-constexpr int kTimeoutMs[] = {0,   1,   1,    1,    1,     1,     3,      10,     30,
-                              100, 300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000};
-
-struct Device {
-    int socket = -1;
-    int timeoutMs = 1000;
-    std::string pending;
-};
-
-Device g_device;
+int g_socket = -1;
+FILE* g_replies = nullptr; // reads from g_socket
 int g_iberr = 0;
 long g_ibcntl = 0;
-int g_ibsta = 0;
 
-void trace(const std::string& line) {
+int trace(const std::string& line, int status = kCmpl) {
     const char* path = std::getenv("KVX_GPIB_STANDIN_TRACE");
-    if (!path)
-        return;
-    if (FILE* file = std::fopen(path, "a")) {
+    if (FILE* file = path ? std::fopen(path, "a") : nullptr) {
         std::fprintf(file, "%s\n", line.c_str());
         std::fclose(file);
     }
-}
-
-int finish(int status, int error = 0) {
-    if (status & kErr)
-        g_iberr = error;
-    g_ibsta = status;
     return status;
 }
 
-bool valid(int ud) {
-    return ud == 0 && g_device.socket >= 0;
+int failed(int error, int status = kErr) {
+    g_iberr = error;
+    return status;
 }
 
 } // namespace
 
 extern "C" {
-
-int iberr = 0;
-long ibcntl = 0;
 
 int ThreadIberr() {
     return g_iberr;
@@ -75,93 +49,68 @@ int ThreadIberr() {
 long ThreadIbcntl() {
     return g_ibcntl;
 }
-int ThreadIbsta() {
-    return g_ibsta;
-}
 
 int ibdev(int board, int pad, int sad, int tmo, int eot, int eos) {
-    trace("ibdev " + std::to_string(board) + " " + std::to_string(pad) + " " + std::to_string(sad) + " " +
-          std::to_string(tmo) + " " + std::to_string(eot) + " " + std::to_string(eos));
+    char call[64];
+    std::snprintf(call, sizeof call, "ibdev %d %d %d %d %d %d", board, pad, sad, tmo, eot, eos);
+    trace(call);
     const char* port = std::getenv("KVX_GPIB_STANDIN_PORT");
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(port ? std::atoi(port) : 0));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (!port || ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    const timeval oneSecond{1, 0}; // a read with no reply times out like T1s
+    if (!port || ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &oneSecond, sizeof oneSecond) != 0) {
         ::close(fd);
-        finish(kErr, kEdvr);
-        return -1;
+        return failed(kEdvr, -1);
     }
-    g_device.socket = fd;
-    g_device.timeoutMs = tmo >= 0 && tmo <= 17 ? kTimeoutMs[tmo] : 1000;
-    g_device.pending.clear();
-    finish(kCmpl);
+    g_socket = fd;
+    g_replies = ::fdopen(fd, "r");
     return 0;
 }
 
-int ibwrt(int ud, const void* buffer, long count) {
+int ibwrt(int, const void* buffer, long count) {
     const std::string data(static_cast<const char*>(buffer), static_cast<size_t>(count));
     trace("ibwrt " + data);
-    if (!valid(ud))
-        return finish(kErr, kEdvr);
-    const std::string message = data + "\n";
-    if (::send(g_device.socket, message.data(), message.size(), MSG_NOSIGNAL) !=
+    const std::string message = data + '\n';
+    if (::send(g_socket, message.data(), message.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(message.size()))
-        return finish(kErr, kEdvr);
+        return failed(kEdvr);
     g_ibcntl = count;
-    return finish(kCmpl);
+    return kCmpl;
 }
 
-int ibrd(int ud, void* buffer, long count) {
+int ibrd(int, void* buffer, long count) {
     trace("ibrd");
-    if (!valid(ud))
-        return finish(kErr, kEdvr);
-    while (g_device.pending.find('\n') == std::string::npos) {
-        pollfd watch{g_device.socket, POLLIN, 0};
-        const int ready = ::poll(&watch, 1, g_device.timeoutMs == 0 ? -1 : g_device.timeoutMs);
-        if (ready == 0)
-            return finish(kErr | kTimo, kEabo);
-        char chunk[256];
-        const ssize_t got = ::recv(g_device.socket, chunk, sizeof chunk, 0);
-        if (got <= 0)
-            return finish(kErr, kEdvr);
-        g_device.pending.append(chunk, static_cast<size_t>(got));
+    char* line = static_cast<char*>(buffer);
+    errno = 0;
+    if (!std::fgets(line, static_cast<int>(count), g_replies)) {
+        std::clearerr(g_replies);
+        return errno == EAGAIN ? failed(kEabo, kErr | kTimo) : failed(kEdvr);
     }
-    const size_t lineLength = g_device.pending.find('\n') + 1;
-    const size_t n = lineLength < static_cast<size_t>(count) ? lineLength : static_cast<size_t>(count);
-    std::memcpy(buffer, g_device.pending.data(), n);
-    g_device.pending.erase(0, n);
-    g_ibcntl = static_cast<long>(n);
-    return finish(n == lineLength ? (kCmpl | kEnd) : kCmpl);
+    g_ibcntl = static_cast<long>(std::strlen(line));
+    return line[g_ibcntl - 1] == '\n' ? (kCmpl | kEnd) : kCmpl;
 }
 
-int ibtmo(int ud, int tmo) {
-    trace("ibtmo " + std::to_string(tmo));
-    if (tmo < 0 || tmo > 17)
-        return finish(kErr, kEarg);
-    if (valid(ud))
-        g_device.timeoutMs = kTimeoutMs[tmo];
-    return finish(kCmpl);
+int ibtmo(int, int tmo) {
+    return trace("ibtmo " + std::to_string(tmo));
 }
-
 int ibclr(int) {
-    trace("ibclr");
-    return finish(kCmpl);
+    return trace("ibclr");
 }
-
 int ibloc(int) {
-    trace("ibloc");
-    return finish(kCmpl);
+    return trace("ibloc");
 }
 
 int ibonl(int, int online) {
-    trace("ibonl " + std::to_string(online));
-    if (!online && g_device.socket >= 0) {
-        ::close(g_device.socket);
-        g_device.socket = -1;
+    if (!online && g_replies) {
+        std::fclose(g_replies); // closes g_socket as well
+        g_replies = nullptr;
+        g_socket = -1;
     }
-    return finish(kCmpl);
+    return trace("ibonl " + std::to_string(online));
 }
 
 } // extern "C"

@@ -256,25 +256,17 @@ void TestSim::rangeReplies_data() {
     QTest::addColumn<QStringList>("commands");
     QTest::addColumn<QString>("range");
     QTest::addColumn<QString>("autoRange");
-
-    QTest::newRow("auto picks 5 V for a lab supply") << QStringList{":CONF:VOLT:DC 0"} << "5"
-                                                     << "1";
-    QTest::newRow("auto picks 500 V for the mains") << QStringList{":CONF:VOLT:AC 0"} << "500"
-                                                    << "1";
-    QTest::newRow("fixed 1200 V") << QStringList{":CONF:VOLT:DC 1200"} << "1200"
-                                  << "0";
-    QTest::newRow("fixed 0.5 kohm") << QStringList{":CONF:RES 0.5"} << "0.5"
-                                    << "0";
-    QTest::newRow("fixed 20000 mA") << QStringList{":CONF:CURR:AC 20000"} << "20000"
-                                    << "0";
-    QTest::newRow("range written 5.0") << QStringList{":CONF:CAP 5.0"} << "5"
-                                       << "0";
-    QTest::newRow("auto off keeps the auto range") << QStringList{":CONF:VOLT:AC 0", ":CONF:AUTO 0"} << "500"
-                                                   << "0";
-    QTest::newRow("auto on again") << QStringList{":CONF:VOLT:DC 50", ":CONF:AUTO 1"} << "5"
-                                   << "1";
-    QTest::newRow("1200 is no current range") << QStringList{":CONF:CURR:DC 5", ":CONF:CURR:DC 1200"} << "5"
-                                              << "0";
+    const auto row = [](const char* name, const QStringList& commands, const char* range,
+                        const char* autoRange) { QTest::newRow(name) << commands << range << autoRange; };
+    row("auto picks 5 V for a lab supply", {":CONF:VOLT:DC 0"}, "5", "1");
+    row("auto picks 500 V for the mains", {":CONF:VOLT:AC 0"}, "500", "1");
+    row("fixed 1200 V", {":CONF:VOLT:DC 1200"}, "1200", "0");
+    row("fixed 0.5 kohm", {":CONF:RES 0.5"}, "0.5", "0");
+    row("fixed 20000 mA", {":CONF:CURR:AC 20000"}, "20000", "0");
+    row("range written 5.0", {":CONF:CAP 5.0"}, "5", "0");
+    row("auto off keeps the auto range", {":CONF:VOLT:AC 0", ":CONF:AUTO 0"}, "500", "0");
+    row("auto on again", {":CONF:VOLT:DC 50", ":CONF:AUTO 1"}, "5", "1");
+    row("1200 is no current range", {":CONF:CURR:DC 5", ":CONF:CURR:DC 1200"}, "5", "0");
 }
 
 void TestSim::rangeReplies() {
@@ -327,24 +319,14 @@ void TestSim::limitVerdict_data() {
     QTest::addColumn<QString>("lower");
     QTest::addColumn<QString>("verdict");
     QTest::addColumn<int>("conditionBits");
-
+    const auto row = [](const char* name, const char* state, const char* upper, const char* lower,
+                        const char* verdict,
+                        int bits) { QTest::newRow(name) << state << upper << lower << verdict << bits; };
     // The simulated lab supply sits near 3.25 V.
-    QTest::newRow("inside") << "1"
-                            << "5"
-                            << "1"
-                            << "1" << 0;
-    QTest::newRow("above") << "1"
-                           << "2.5"
-                           << "1"
-                           << "2" << int(QuesLimitFailHigh);
-    QTest::newRow("below") << "1"
-                           << "10"
-                           << "4"
-                           << "0" << int(QuesLimitFailLow);
-    QTest::newRow("compare off") << "0"
-                                 << "2.5"
-                                 << "1"
-                                 << "1" << 0;
+    row("inside", "1", "5", "1", "1", 0);
+    row("above", "1", "2.5", "1", "2", int(QuesLimitFailHigh));
+    row("below", "1", "10", "4", "0", int(QuesLimitFailLow));
+    row("compare off", "0", "2.5", "1", "1", 0);
 }
 
 void TestSim::limitVerdict() {
@@ -431,26 +413,19 @@ void TestSim::dbmFollowsTheReference() {
 void TestSim::caseAndColonTolerance_data() {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("reply");
-
-    QTest::newRow("as the application sends it") << ":CONF:FUNC?"
-                                                 << "DCV";
-    QTest::newRow("without colon") << "CONF:FUNC?"
-                                   << "DCV";
-    QTest::newRow("lower case") << ":conf:func?"
-                                << "DCV";
-    QTest::newRow("mixed case") << "Conf:Func?"
-                                << "DCV";
-    QTest::newRow("long form") << ":CONFIGURE:FUNCTION?"
-                               << "DCV";
-    QTest::newRow("identity lower case") << "*idn?" << kIdentity;
-    QTest::newRow("error query with colon") << ":SYST:ERR?"
-                                            << "0,\"No error\"";
-    QTest::newRow("LIMI and LIM are one node") << ":CALC:LIMI:UPP?"
-                                               << "0";
-    QTest::newRow("LIMIT spelled out") << ":calc:limit:upper?"
-                                       << "0";
-    QTest::newRow("operation complete") << "*OPC?"
-                                        << "1";
+    const auto row = [](const char* name, const char* command, const char* reply) {
+        QTest::newRow(name) << command << reply;
+    };
+    row("as the application sends it", ":CONF:FUNC?", "DCV");
+    row("without colon", "CONF:FUNC?", "DCV");
+    row("lower case", ":conf:func?", "DCV");
+    row("mixed case", "Conf:Func?", "DCV");
+    row("long form", ":CONFIGURE:FUNCTION?", "DCV");
+    row("identity lower case", "*idn?", kIdentity);
+    row("error query with colon", ":SYST:ERR?", "0,\"No error\"");
+    row("LIMI and LIM are one node", ":CALC:LIMI:UPP?", "0");
+    row("LIMIT spelled out", ":calc:limit:upper?", "0");
+    row("operation complete", "*OPC?", "1");
 }
 
 void TestSim::caseAndColonTolerance() {
@@ -465,19 +440,16 @@ void TestSim::caseAndColonTolerance() {
 void TestSim::rejectedCommandsQueueErrors_data() {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("error");
-
-    QTest::newRow("unknown header") << ":FOO:BAR 1"
-                                    << "-113,\"Undefined header\"";
-    QTest::newRow("unknown function") << ":CONF:VOLT:XX 0"
-                                      << "-113,\"Undefined header\"";
-    QTest::newRow("query form is a different command") << ":READ"
-                                                       << "-113,\"Undefined header\"";
-    QTest::newRow("abbreviation too short") << ":CON:FUNC?"
-                                            << "-113,\"Undefined header\"";
-    QTest::newRow("range not on the meter") << ":CONF:VOLT:DC 7"
-                                            << "-222,\"Data out of range\"";
-    QTest::newRow("switch that is not one") << ":CALC:MAX 3"
-                                            << "-224,\"Illegal parameter value\"";
+    const auto row = [](const char* name, const char* command, const char* error) {
+        QTest::newRow(name) << command << error;
+    };
+    const char* const undefined = "-113,\"Undefined header\"";
+    row("unknown header", ":FOO:BAR 1", undefined);
+    row("unknown function", ":CONF:VOLT:XX 0", undefined);
+    row("query form is a different command", ":READ", undefined);
+    row("abbreviation too short", ":CON:FUNC?", undefined);
+    row("range not on the meter", ":CONF:VOLT:DC 7", "-222,\"Data out of range\"");
+    row("switch that is not one", ":CALC:MAX 3", "-224,\"Illegal parameter value\"");
 }
 
 void TestSim::rejectedCommandsQueueErrors() {
