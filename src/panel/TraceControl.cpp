@@ -124,6 +124,9 @@ bool frmKVX5130::applyLinkOverride() {
     ConnectionTarget target;
     QString error;
     if (!parseConnectionText(text, &target, &error)) {
+        // The file's link stands in for the rest of the run, so the operator hears of
+        // the bad text once, not at every restore of the settings.
+        session().linkOverride.clear();
         messages().notice(QStringLiteral("The connection \"%1\" cannot be used: %2\n"
                                          "The link of the operation file is used instead.")
                               .arg(text, error),
