@@ -18,7 +18,7 @@
 //  840    1  gpibFlag           "1" selects GPIB, anything else serial; decides when not blank
 //  841   10  sFunction          function name saved at quit
 //  851    1  (gap)
-//  852    8  serialSettings[4]  16-bit serial-link settings
+//  852    8  serialSettings[4]  data bits, parity, stop bits, handshake (SerialFraming.h)
 //  860    6  settingText1
 //  866    6  settingText2
 //  872    2  setting3

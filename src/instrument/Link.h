@@ -79,8 +79,9 @@ struct ConnectionTarget {
 // Parses a connection text (the --link option and the settings give one):
 //
 //   serial:<device>[@<baud>]       RS-232 on any serial device: /dev/ttyS0, a USB
-//                                  adapter (/dev/ttyUSB0), a pseudo-terminal. 8N1, no
-//                                  flow control. Each command goes out with one CR.
+//                                  adapter (/dev/ttyUSB0), a pseudo-terminal, framed
+//                                  as the settings say (8N1 unless changed). Each
+//                                  command goes out with one CR.
 //                                  Without @<baud> the settings' rate stays.
 //   gpib:<board>:<address>         linux-gpib (libgpib.so.0, loaded when used): the
 //                                  command as it stands, ended by EOI.
@@ -95,7 +96,7 @@ struct ConnectionTarget {
 //
 // The settings' COM port n, with no device given, is /dev/ttyS(n-1). Addresses
 // are GPIB primary addresses 0 to 30. Every reply is read up to the meter's LF
-// (or GPIB END) within the link's timeout (1000 ms unless set otherwise).
+// (or GPIB END) within the link's timeout (half a second unless set otherwise).
 // Returns false with a message for anything else.
 bool parseConnectionText(const QString& text, ConnectionTarget* target, QString* error);
 

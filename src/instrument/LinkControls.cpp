@@ -73,7 +73,7 @@ bool SerialControl::configure(QString* error) {
                         error);
         if (m_baud <= 0)
             return fail(kLinkSettingsError, QStringLiteral("Invalid baud rate %1").arg(m_baud), error);
-        m_link = std::make_unique<SerialLink>(path, m_baud);
+        m_link = std::make_unique<SerialLink>(path, m_baud, m_framing);
     }
     m_link->setTimeoutMs(m_timeoutMs);
     QString openError;

@@ -13,6 +13,7 @@
 // running trace picks up again once the device is back.
 
 #include "Link.h"
+#include "SerialFraming.h"
 
 #include <QString>
 #include <memory>
@@ -30,6 +31,9 @@ public:
     // Rates above 32767 (38400, 115200) are why this is wider than the settings' field.
     void setBaudRate(qint32 baud) { m_baud = baud; }
     qint32 baudRate() const { return m_baud; }
+    // Taken by the next configure, like the port and the rate.
+    void setFraming(const SerialFraming& framing) { m_framing = framing; }
+    const SerialFraming& framing() const { return m_framing; }
     // A device path overrides the port-number rule (COM n -> /dev/ttyS(n-1)).
     void setDevicePath(const QString& path) { m_devicePath = path; }
     QString devicePath() const;
@@ -53,6 +57,7 @@ private:
 
     qint16 m_port = 1;
     qint32 m_baud = 9600;
+    SerialFraming m_framing;
     QString m_devicePath;
     int m_timeoutMs = kDefaultReplyTimeoutMs;
     int m_lastErrorNumber = kLinkNoError;

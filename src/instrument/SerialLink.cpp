@@ -2,8 +2,8 @@
 
 namespace kvx {
 
-SerialLink::SerialLink(const QString& devicePath, qint32 baudRate)
-    : m_devicePath(devicePath), m_baudRate(baudRate) {
+SerialLink::SerialLink(const QString& devicePath, qint32 baudRate, const SerialFraming& framing)
+    : m_devicePath(devicePath), m_baudRate(baudRate), m_framing(framing) {
     QObject::connect(&m_port, &QSerialPort::errorOccurred, &m_port, [this](QSerialPort::SerialPortError e) {
         // ResourceError is what an unplugged adapter or a closed pseudo-terminal gives.
         deviceFailed(e == QSerialPort::ResourceError);
@@ -32,17 +32,17 @@ bool SerialLink::open(QString* error) {
     if (!m_port.open(QIODevice::ReadWrite))
         return fail(kLinkOpenError,
                     QStringLiteral("Cannot open %1: %2").arg(m_devicePath, m_port.errorString()), error);
-    const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(QSerialPort::Data8) &&
-                               m_port.setParity(QSerialPort::NoParity) &&
-                               m_port.setStopBits(QSerialPort::OneStop) &&
-                               m_port.setFlowControl(QSerialPort::NoFlowControl);
+    const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(m_framing.dataBits) &&
+                               m_port.setParity(m_framing.parity) && m_port.setStopBits(m_framing.stopBits) &&
+                               m_port.setFlowControl(m_framing.handshake);
     if (!settingsTaken) {
         const QString reason = m_port.errorString();
         closeDevice();
-        return fail(
-            kLinkOpenError,
-            QStringLiteral("Cannot set %1 baud, 8N1 on %2: %3").arg(m_baudRate).arg(m_devicePath, reason),
-            error);
+        return fail(kLinkOpenError,
+                    QStringLiteral("Cannot set %1 baud, %2 on %3: %4")
+                        .arg(m_baudRate)
+                        .arg(m_framing.text(), m_devicePath, reason),
+                    error);
     }
     opened();
     return succeed();

@@ -1,7 +1,8 @@
 #pragma once
 // A serial device through QSerialPort: /dev/ttyS*, USB adapters, pseudo-terminals.
-// 8 data bits, no parity, one stop bit, no flow control.
+// The framing (data bits, parity, stop bits, handshake) comes with the port's settings.
 
+#include "SerialFraming.h"
 #include "StreamLink.h"
 
 #include <QSerialPort>
@@ -10,7 +11,7 @@ namespace kvx {
 
 class SerialLink final : public StreamLink {
 public:
-    SerialLink(const QString& devicePath, qint32 baudRate);
+    SerialLink(const QString& devicePath, qint32 baudRate, const SerialFraming& framing = {});
     ~SerialLink() override;
 
     bool open(QString* error) override;
@@ -28,6 +29,7 @@ protected:
 private:
     QString m_devicePath;
     qint32 m_baudRate;
+    SerialFraming m_framing;
     QSerialPort m_port;
 };
 

@@ -67,6 +67,8 @@ void frmKVX5130::firstActivation() {
 
 void frmKVX5130::RestoreSetting() {
     const OperationRecord& op = session().operation;
+    // The framing goes in before the link opens, whichever link the next lines choose.
+    driver().CWSerial1().setFraming(SerialFraming::fromSettings(op.serialSettings));
     if (!applyLinkOverride())
         applyLinkSettings();
 

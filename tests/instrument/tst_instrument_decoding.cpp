@@ -355,6 +355,24 @@ private slots:
                             QString::number(t.gpibAddress)}),
               "target");
     }
+
+    // The record's four serial settings; a number outside its list keeps the factory value.
+    void serialFraming_data() {
+        QTest::addColumn<QList<int>>("settings"); // data bits, parity, stop bits, handshake
+        QTest::addColumn<QString>("framing");
+        QTest::newRow("never set") << QList<int>{0, 0, 0, 0} << "8N1";
+        QTest::newRow("7E2 RTS/CTS") << QList<int>{7, 2, 2, 1} << "7E2 RTS/CTS";
+        QTest::newRow("5O1 XON/XOFF") << QList<int>{5, 1, 1, 2} << "5O1 XON/XOFF";
+        QTest::newRow("mark, space") << QList<int>{6, 3, 1, 0} << "6M1";
+        QTest::newRow("out of range") << QList<int>{9, 5, 3, -1} << "8N1";
+        QTest::newRow("4 bits, space") << QList<int>{4, 4, 0, 3} << "8S1";
+    }
+    void serialFraming() {
+        QFETCH(QList<int>, settings);
+        const auto framing = kvx::SerialFraming::fromSettings(
+            {qint16(settings[0]), qint16(settings[1]), qint16(settings[2]), qint16(settings[3])});
+        QTEST(framing.text(), "framing");
+    }
 };
 
 QTEST_GUILESS_MAIN(TestDecoding)

@@ -13,6 +13,9 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
 
 using kvx::clsKVX5310;
 using kvx::test::SimProcess;
@@ -184,6 +187,41 @@ private slots:
         qunsetenv("KVX5130_GPIB_LIBRARY");
         QVERIFY2(meter.lastConfigureError().startsWith(error), qPrintable(meter.lastConfigureError()));
         QCOMPARE(meter.CWGPIB1().lastErrorNumber(), static_cast<int>(kvx::kLinkOpenError));
+    }
+
+    // The framing reaches the port's line settings. A pseudo-terminal keeps only
+    // some of them (it forces 8 bits without parity and refuses RTS/CTS), which is
+    // enough to see the whole framing pass through.
+    void serialFramingReachesThePort_data() {
+        QTest::addColumn<QList<int>>("settings"); // data bits, parity, stop bits, handshake
+        QTest::addColumn<bool>("twoStops");
+        QTest::addColumn<bool>("xonXoff");
+        QTest::newRow("never set") << QList<int>{0, 0, 0, 0} << false << false;
+        QTest::newRow("8N2 XON/XOFF") << QList<int>{8, 0, 2, 2} << true << true;
+    }
+
+    void serialFramingReachesThePort() {
+        QFETCH(QList<int>, settings);
+        int master = -1;
+        int slave = -1;
+        char name[128] = {};
+        QVERIFY(openpty(&master, &slave, name, nullptr, nullptr) == 0);
+        const auto closeBoth = qScopeGuard([&] {
+            ::close(slave);
+            ::close(master);
+        });
+        kvx::SerialControl serial;
+        serial.setDevicePath(QString::fromLocal8Bit(name));
+        serial.setFraming(kvx::SerialFraming::fromSettings(
+            {qint16(settings[0]), qint16(settings[1]), qint16(settings[2]), qint16(settings[3])}));
+        QString error;
+        QVERIFY2(serial.configure(&error), qPrintable(error));
+
+        termios line{};
+        QVERIFY(tcgetattr(slave, &line) == 0);
+        QTEST(bool(line.c_cflag & CSTOPB), "twoStops");
+        QTEST(bool(line.c_iflag & IXON), "xonXoff");
+        serial.close();
     }
 
     void silentMeterTimesOut() {

@@ -424,6 +424,7 @@ private slots:
         record.comPort = 2;
         record.baudRate = 19200;
         record.gpibAddress = 9;
+        record.serialSettings = {7, 2, 2, 0};
         record.samplingInterval = QStringLiteral("5");
         record.serialFlag = flags.section('|', 0, 0);
         record.gpibFlag = flags.section('|', 1, 1);
@@ -442,6 +443,8 @@ private slots:
             QCOMPARE(kvx::driver().CWSerial1().devicePath(), record.serialDevice);
             QCOMPARE(kvx::driver().CWGPIB1().primaryAddress(), qint16(9));
         }
+        // Whichever link is chosen, the serial line is framed as the record says.
+        QCOMPARE(kvx::driver().CWSerial1().framing().text(), QStringLiteral("7E2"));
         QCOMPARE(f.messages->texts().isEmpty(), linkText != QLatin1String("bogus"));
         QCOMPARE(f.messages->texts().size(), linkText == QLatin1String("bogus") ? 1 : 0);
         // Nothing answers at any of these: the mark says so although SESR_PON is always True.
