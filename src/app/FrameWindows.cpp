@@ -3,6 +3,7 @@
 
 #include "RecordStore.h"
 #include "Session.h"
+#include "TraceReport.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmDataTable.h"
@@ -25,7 +26,10 @@ frmKVX5130* asPanel(QWidget* panel) {
 } // namespace
 
 QWidget* createDataTable() {
-    return new frmDataTable;
+    auto* table = new frmDataTable;
+    table->setPrinting([](QWidget* parent) { showPrintPreview(parent); },
+                       [](QWidget* parent) { showGridPrintPreview(parent); });
+    return table;
 }
 
 QWidget* createGraphic() {

@@ -106,6 +106,10 @@ public:
     // The filter list's change handler: rebuilds the rows from the working table.
     virtual void refreshRows() = 0;
     virtual int rowCount() const = 0;
+    // The filter list: its index (0 "Total" to 5) and the caption shown. A table
+    // without one shows every row.
+    virtual int filterIndex() const { return 0; }
+    virtual QString filterCaption() const { return QString(); }
     virtual QString field(RecordField which) const = 0;
     virtual void setField(RecordField which, const QString& text) = 0;
 };

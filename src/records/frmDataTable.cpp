@@ -8,6 +8,7 @@
 #include "ValueRules.h"
 #include "clsKVX5310.h"
 
+#include <QAction>
 #include <QBoxLayout>
 #include <QComboBox>
 #include <QFrame>
@@ -182,6 +183,19 @@ void frmDataTable::buildControls() {
     panel->addWidget(cmdProcCancel, 2, 2);
     pnlDataComment->hide();
 
+    // Printing waits until the frame says how (setPrinting).
+    m_printDataAction = new QAction(QStringLiteral("Print Trace..."), grdHelQuest);
+    m_printDataAction->setObjectName(QStringLiteral("actPrintData"));
+    m_printGridAction = new QAction(QStringLiteral("Print Grid..."), grdHelQuest);
+    m_printGridAction->setObjectName(QStringLiteral("actPrintFlexGrid"));
+    for (QAction* action : {m_printDataAction, m_printGridAction}) {
+        action->setEnabled(false);
+        grdHelQuest->addAction(action);
+    }
+    grdHelQuest->setContextMenuPolicy(Qt::ActionsContextMenu);
+
+    connect(m_printDataAction, &QAction::triggered, this, &frmDataTable::PrintData);
+    connect(m_printGridAction, &QAction::triggered, this, &frmDataTable::PrintFlexGrid);
     connect(CmbSample, &QComboBox::currentIndexChanged, this, &frmDataTable::filterChanged);
     connect(grdHelQuest, &QTableView::clicked, this, &frmDataTable::openCommentEditor);
     connect(cmdProcOK, &QPushButton::clicked, this, &frmDataTable::acceptComment);
@@ -303,13 +317,39 @@ void frmDataTable::ClearData() {
     m_diffLastTime.clear();
 }
 
+int frmDataTable::filterIndex() const {
+    return CmbSample->currentIndex();
+}
+
+QString frmDataTable::filterCaption() const {
+    return CmbSample->currentText();
+}
+
+void frmDataTable::setPrinting(std::function<void(QWidget*)> printTrace,
+                               std::function<void(QWidget*)> printGrid) {
+    m_printTrace = std::move(printTrace);
+    m_printGrid = std::move(printGrid);
+    m_printDataAction->setEnabled(bool(m_printTrace));
+    m_printGridAction->setEnabled(bool(m_printGrid));
+}
+
+void frmDataTable::PrintData() {
+    if (m_printTrace)
+        m_printTrace(this);
+}
+
+void frmDataTable::PrintFlexGrid() {
+    if (m_printGrid)
+        m_printGrid(this);
+}
+
 void frmDataTable::filterChanged() {
     refreshRows();
 }
 
 void frmDataTable::refreshRows() {
     m_model.beginRebuild();
-    const bool ok = recordStore().readSamples(CmbSample->currentIndex(), [this](const TempSample& row) {
+    const bool ok = recordStore().readSamples(filterIndex(), [this](const TempSample& row) {
         m_model.addRebuiltRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason),
                               row.comment);
     });

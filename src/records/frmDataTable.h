@@ -9,9 +9,11 @@
 #include <QDateTime>
 #include <QWidget>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
+class QAction;
 class QComboBox;
 class QFrame;
 class QLineEdit;
@@ -36,8 +38,16 @@ public:
     void ClearData() override;
     void refreshRows() override;
     int rowCount() const override { return m_model.size(); }
+    int filterIndex() const override;
+    QString filterCaption() const override;
     QString field(RecordField which) const override;
     void setField(RecordField which, const QString& text) override;
+
+    // Printing, from the grid's context menu: the whole trace's report, and the
+    // rows the filter shows. The frame hands in how each is printed.
+    void PrintData();
+    void PrintFlexGrid();
+    void setPrinting(std::function<void(QWidget*)> printTrace, std::function<void(QWidget*)> printGrid);
 
     // Seconds between each stored sample and the one before it, indexed by sample number.
     double diffLastTime(qint64 seqNo) const;
@@ -106,6 +116,11 @@ private:
     double m_previousClock = 0.0;
     QDateTime m_baseDateTime;
     std::vector<double> m_diffLastTime;
+
+    std::function<void(QWidget*)> m_printTrace;
+    std::function<void(QWidget*)> m_printGrid;
+    QAction* m_printDataAction = nullptr;
+    QAction* m_printGridAction = nullptr;
 
     int m_visibleRows = 0;
     int m_commentRow = -1;

@@ -17,10 +17,10 @@ QString describe(const StoreError& error) {
 
 } // namespace
 
-std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error) {
+std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error, int filterIndex) {
     TraceRecord trace;
     trace.header = RecordOperations::workingHeader();
-    if (!store.readSamples(0, [&](const TempSample& row) { trace.samples.push_back(row); })) {
+    if (!store.readSamples(filterIndex, [&](const TempSample& row) { trace.samples.push_back(row); })) {
         if (error)
             *error = describe(store.lastError());
         return std::nullopt;

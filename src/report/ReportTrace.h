@@ -21,7 +21,8 @@ struct TraceRecord {
 // The working trace. The header comes from the data table window's fields (empty
 // without one) and the sample style from the front panel ("0" without one).
 // nullopt, with the store's error in `error`, when `datatemp` cannot be read.
-std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error = nullptr);
+// `filterIndex` picks the rows as the data table's filter list does (0: all of them).
+std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error = nullptr, int filterIndex = 0);
 // The working trace for a file the operator asked for; on failure, or when there is
 // no sample yet, the operator has been told why.
 std::optional<TraceRecord> workingTraceToWrite();

@@ -87,13 +87,21 @@ public:
             return 0;
         m_painter = &painter;
         paginateTable();
-        const int pages = 1 + int(m_tablePages.size());
-        paintFirstPage();
-        paintFooter(1, pages);
+        const bool gridOnly = !m_content.gridFilter.isEmpty();
+        // A grid whose filter shows nothing still prints its headings.
+        if (gridOnly && m_tablePages.empty())
+            m_tablePages.emplace_back(0, 0);
+        const int firstTablePage = gridOnly ? 1 : 2;
+        const int pages = firstTablePage - 1 + int(m_tablePages.size());
+        if (!gridOnly) {
+            paintFirstPage();
+            paintFooter(1, pages);
+        }
         for (size_t i = 0; i < m_tablePages.size(); ++i) {
-            m_device.newPage();
+            if (i > 0 || !gridOnly)
+                m_device.newPage();
             paintTablePage(m_tablePages[i].first, m_tablePages[i].second);
-            paintFooter(int(i) + 2, pages);
+            paintFooter(int(i) + firstTablePage, pages);
         }
         painter.end();
         return pages;
@@ -282,6 +290,8 @@ private:
             caption += QStringLiteral(" of record ") + h.recNo;
         if (!h.startTime.isEmpty())
             caption += QStringLiteral(", ") + h.startTime + QStringLiteral(" to ") + h.endTime;
+        if (!m_content.gridFilter.isEmpty())
+            caption += QStringLiteral(" (shown: ") + m_content.gridFilter + QStringLiteral(")");
         text(QRectF(0, 0, m_page.width(), captionHeight()), caption, reportFont(9), Qt::AlignLeft,
              Qt::darkGray);
 
@@ -376,6 +386,18 @@ std::optional<TraceReport> TraceReport::forWorkingTrace(QString* error) {
     return TraceReport(std::move(content));
 }
 
+std::optional<TraceReport> TraceReport::forGrid(QString* error) {
+    const DataTable* table = forms().dataTable;
+    const int filter = table ? table->filterIndex() : 0;
+    std::optional<TraceRecord> trace = workingTrace(recordStore(), error, filter);
+    if (!trace)
+        return std::nullopt;
+    ReportContent content = contentHeader(std::move(*trace));
+    content.gridFilter =
+        table && !table->filterCaption().isEmpty() ? table->filterCaption() : QStringLiteral("Total");
+    return TraceReport(std::move(content));
+}
+
 TraceReport TraceReport::forTrace(const TraceRecord& trace) {
     ReportContent content = contentHeader(trace);
     content.graph = std::make_shared<const ReportGraph>(content.trace, nullptr);
@@ -430,7 +452,8 @@ void prepareReportPrinter(QPrinter& printer, const TraceReport& report) {
 QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* parent) {
     auto* dialog = new QPrintPreviewDialog(parent);
     dialog->setObjectName(QStringLiteral("dlgPrintPreview"));
-    dialog->setWindowTitle(QStringLiteral("Print Trace Report"));
+    const bool grid = !report.content().gridFilter.isEmpty();
+    dialog->setWindowTitle(grid ? QStringLiteral("Print Grid") : QStringLiteral("Print Trace Report"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     prepareReportPrinter(*dialog->printer(), report);
     // The report was put together when the key was pressed; the preview repaints
@@ -441,20 +464,40 @@ QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* pare
     return dialog;
 }
 
-bool showPrintPreview(QWidget* parent) {
-    QString error;
-    const std::optional<TraceReport> report = TraceReport::forWorkingTrace(&error);
+namespace {
+
+// Shows the preview of a report put together just now, or says why there is none.
+bool previewReport(const std::optional<TraceReport>& report, const QString& error, QWidget* parent) {
     if (!report) {
         messages().notice(QStringLiteral("System Error caused by ") + error);
         return false;
     }
-    if (report->content().trace.samples.empty()) {
+    // A filter that shows no row still prints: an empty "Over MAX" grid is worth keeping.
+    const ReportContent& content = report->content();
+    const bool nothingMeasured =
+        content.trace.samples.empty() &&
+        (content.gridFilter.isEmpty() || recordStore().countSamples().value_or(0) == 0);
+    if (nothingMeasured) {
         messages().notice(QStringLiteral("You have to measure first"));
         return false;
     }
     QPrintPreviewDialog* dialog = createPrintPreview(*report, parent);
     dialog->exec();
     return true;
+}
+
+} // namespace
+
+bool showPrintPreview(QWidget* parent) {
+    QString error;
+    const std::optional<TraceReport> report = TraceReport::forWorkingTrace(&error);
+    return previewReport(report, error, parent);
+}
+
+bool showGridPrintPreview(QWidget* parent) {
+    QString error;
+    const std::optional<TraceReport> report = TraceReport::forGrid(&error);
+    return previewReport(report, error, parent);
 }
 
 } // namespace kvx

@@ -3,7 +3,8 @@
 // logo of the settings, the record's number, times, description and units, the
 // statistics as the graph shows them and the graph over the whole trace; from
 // page two on the table of samples, its column headings repeated on every page.
-// Each page carries "Page n of m" at its foot.
+// Each page carries "Page n of m" at its foot. A grid printout is the table
+// alone, with the rows the data table's filter shows.
 //
 // A report is put together once (the windows and the database are read then) and
 // can be painted any number of times, on a printer, in the print preview or into
@@ -33,6 +34,8 @@ struct ReportContent {
     // Shared by the copies of a report, such as the one a print preview keeps.
     std::shared_ptr<const ReportGraph> graph;
     QDateTime printedAt;
+    // A grid printout: the table pages only, holding the rows of this filter.
+    QString gridFilter;
 };
 
 class TraceReport {
@@ -43,6 +46,8 @@ public:
     // the graph window as it stands (a hidden graph when there is no window).
     // nullopt, with the reason in `error`, when the working trace cannot be read.
     static std::optional<TraceReport> forWorkingTrace(QString* error = nullptr);
+    // The data table's grid as its filter shows it: the sample table alone.
+    static std::optional<TraceReport> forGrid(QString* error = nullptr);
     // A saved or opened trace, its graph rebuilt in a hidden graph window.
     static TraceReport forTrace(const TraceRecord& trace);
 
@@ -67,7 +72,9 @@ void prepareReportPrinter(QPrinter& printer, const TraceReport& report);
 // operator prints on any printer or into a PDF file. Tells the operator when
 // there is nothing to print. Returns false when no preview was shown.
 bool showPrintPreview(QWidget* parent);
-// The same preview, not yet shown; the dialog owns the report and its printer.
+// The grid's print: a preview of the rows the data table's filter shows.
+bool showGridPrintPreview(QWidget* parent);
+// The same previews, not yet shown; the dialog owns the report and its printer.
 QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* parent);
 
 } // namespace kvx
