@@ -2,11 +2,13 @@
 // lands in the record's bytes), the validation on leaving the two lists, and the
 // rule that a running trace keeps its link settings.
 
+#include "DataRows.h"
 #include "Forms.h"
 #include "Services.h"
 #include "Session.h"
 #include "SimProcess.h"
 #include "clsKVX5310.h"
+#include "frmDataTable.h"
 #include "frmSetting.h"
 
 #include <QCheckBox>
@@ -21,32 +23,10 @@
 #include <QtEndian>
 
 using namespace kvx;
+using kvx::test::addRow;
 
 namespace {
 
-class FakeDataTable final : public DataTable {
-public:
-    QStringList timerSamples;
-    void setValuePrimary(double) override {}
-    void setValueSecond(double) override {}
-    void AppendData() override {}
-    QString GetDate(int) const override { return {}; }
-    QString GetValuePrimary(int) const override { return {}; }
-    QString GetValueSecond(int) const override { return {}; }
-    void RowSelected(int) override {}
-    void ClearData() override {}
-    void refreshRows() override {}
-    int rowCount() const override { return 0; }
-    QString field(RecordField) const override { return {}; }
-    void setField(RecordField which, const QString& text) override {
-        if (which == RecordField::TimerSample)
-            timerSamples << text;
-    }
-};
-
-quint32 u32At(const QByteArray& bytes, int at) {
-    return qFromLittleEndian<quint32>(bytes.constData() + at);
-}
 qint16 i16At(const QByteArray& bytes, int at) {
     return qFromLittleEndian<qint16>(bytes.constData() + at);
 }
@@ -57,25 +37,236 @@ class TestSettings : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() {
+        resetSession();
+        session().programFolder = QStringLiteral("/opt/kvx");
+        m_messages = std::make_shared<ScriptedMessageService>();
+        setMessages(m_messages);
+        m_table = std::make_unique<frmDataTable>(); // its sampling field starts at "1"
+        m_dialog = new frmSetting;
+        m_dialog->show();
+    }
 
-    void defaultThenOkStoresColorsAndFolder();
-    void gpibAddress_data();
-    void gpibAddress();
-    void totalTimeOnLeaving_data();
-    void totalTimeOnLeaving();
-    void intervalOnLeaving_data();
-    void intervalOnLeaving();
-    void samplingIntervalReachesDataTable_data();
-    void samplingIntervalReachesDataTable();
-    void linksFollowOnlyWithoutTrace_data();
-    void linksFollowOnlyWithoutTrace();
-    void recordBytesAtTheirOffsets();
-    void opensWithTheRecord();
-    void logoFilterInQtForm();
-    void connectTest_data();
-    void connectTest();
+    void cleanup() {
+        delete m_dialog;
+        m_table.reset();
+    }
+
+    void gpibAddress_data() {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("stored");
+        addRow("32 refused", "32", 7);
+        addRow("-1 refused", "-1", 7);
+        addRow("0 kept", "0", 0);
+        addRow("31 kept", "31", 31);
+        addRow("31.5 would round to 32", "31.5", 7);
+    }
+
+    void gpibAddress() {
+        QFETCH(QString, typed);
+        QFETCH(int, stored);
+
+        session().operation.gpibAddress = 7;
+        child<QLineEdit>("txtGPIBAddr")->setText(typed);
+        pressOk();
+        QCOMPARE(int(session().operation.gpibAddress), stored);
+    }
+
+    void listsCheckedOnLeaving_data() {
+        QTest::addColumn<QString>("list");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("minutes"); // the total time's label, "earlier" when left alone
+        addRow("time above 30", "cboTime", "45", "30", "30.0");
+        addRow("time 0", "cboTime", "0", "Continuous", "earlier");
+        addRow("time negative", "cboTime", "-3", "Continuous", "earlier");
+        addRow("time fraction", "cboTime", "12.5", "12.5", "12.5");
+        addRow("interval above 600", "cboInterval", "700", "600", "earlier");
+        addRow("interval 600 kept", "cboInterval", "600", "600", "earlier");
+        addRow("interval 2 kept", "cboInterval", "2", "2", "earlier");
+        addRow("interval below 2", "cboInterval", "1.5", "1", "earlier");
+        addRow("interval a word", "cboInterval", "often", "1", "earlier");
+    }
+
+    void listsCheckedOnLeaving() {
+        QFETCH(QString, list);
+        QFETCH(QString, typed);
+        auto* box = child<QComboBox>(list);
+        auto* display = child<QLabel>("lblTotalMinutes");
+        display->setText(QStringLiteral("earlier"));
+        box->setEditText(typed);
+        leave(box);
+        QTEST(box->currentText(), "shown");
+        QTEST(display->text(), "minutes");
+    }
+
+    void zeroIntervalIsNotHandedOn() {
+        child<QComboBox>("cboInterval")->setEditText(QStringLiteral("0"));
+        pressOk();
+        QCOMPARE(m_table->field(RecordField::TimerSample), QStringLiteral("1"));
+        QCOMPARE(session().operation.samplingInterval.trimmed(), QStringLiteral("0"));
+    }
+
+    void linksFollowOnlyWithoutTrace_data() {
+        QTest::addColumn<bool>("tracing");
+        QTest::newRow("idle") << false;
+        QTest::newRow("tracing") << true;
+    }
+
+    void linksFollowOnlyWithoutTrace() {
+        QFETCH(bool, tracing);
+
+        SerialControl& serial = driver().CWSerial1();
+        GpibControl& gpib = driver().CWGPIB1();
+        serial.setPortNumber(3);
+        serial.setBaudRate(1200);
+        serial.setDevicePath(QString());
+        gpib.setPrimaryAddress(5);
+        gpib.setBackend(QStringLiteral("gpib:0"));
+        const QString pathBefore = serial.devicePath();
+
+        session().tracing = tracing;
+        child<QComboBox>("cboComPort")->setCurrentIndex(1);
+        child<QComboBox>("cboBuadRate")->setCurrentIndex(1);
+        child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB0"));
+        child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("9"));
+        child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::LanSocket));
+        child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("meter.lab:5025"));
+        pressOk();
+
+        // The record takes the values either way.
+        QCOMPARE(int(session().operation.comPort), 2);
+        QCOMPARE(int(session().operation.baudRate), 4800);
+        QCOMPARE(int(session().operation.gpibAddress), 9);
+
+        QCOMPARE(int(serial.portNumber()), tracing ? 3 : 2);
+        QCOMPARE(int(serial.baudRate()), tracing ? 1200 : 4800);
+        QCOMPARE(serial.devicePath(), tracing ? pathBefore : QStringLiteral("/dev/ttyUSB0"));
+        QCOMPARE(int(gpib.primaryAddress()), tracing ? 5 : 9);
+        QCOMPARE(gpib.backend(), tracing ? QStringLiteral("gpib:0") : QStringLiteral("tcp:meter.lab:5025"));
+    }
+
+    void defaultThenOkWritesTheRecord() {
+        QSignalSpy colorsChanged(m_dialog, &frmSetting::colorsChanged);
+        child<QRadioButton>("Option2")->setChecked(true);
+        child<QComboBox>("cboComPort")->setCurrentIndex(3);
+        child<QComboBox>("cboBuadRate")->setCurrentIndex(2);
+        child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("22"));
+        child<QComboBox>("cboInterval")->setEditText(QStringLiteral("10"));
+        child<QComboBox>("cboTime")->setEditText(QStringLiteral("Continuous"));
+        child<QLineEdit>("txtHeader")->setText(QStringLiteral("Line 4 burn-in"));
+        child<QLineEdit>("txtFName")->setText(QStringLiteral("  /opt/kvx/logo.jpg  "));
+        child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB1"));
+        child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::ControllerSerial));
+        child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("/dev/ttyACM0"));
+        // Default sets the colours and the snapshot folder only.
+        QTest::mouseClick(child<QPushButton>("cmdDefault"), Qt::LeftButton);
+        QCOMPARE(child<QLineEdit>("txtShutterDir")->text(), QStringLiteral("/opt/kvx/Working"));
+        child<QLineEdit>("txtShutterDir")->setText(QStringLiteral("  /srv/snaps"));
+        pressOk();
+        QCOMPARE(colorsChanged.count(), 1);
+        QVERIFY(!m_dialog->isVisible());
+        QCOMPARE(m_table->field(RecordField::TimerSample), QStringLiteral("10"));
+        QCOMPARE(session().operation.colors,
+                 (std::array<quint32, 7>{65280, 11010216, 255, 0, 5811368, 16776960, 0}));
+
+        const QByteArray bytes = session().operation.encode();
+        QCOMPARE(i16At(bytes, 0), qint16(4));
+        QCOMPARE(i16At(bytes, 2), qint16(2400));
+        QCOMPARE(i16At(bytes, 4), qint16(22));
+        QCOMPARE(bytes.mid(6, 20), QByteArray("10").leftJustified(20, ' '));
+        QCOMPARE(bytes.mid(26, 20), QByteArray("Continuous").leftJustified(20, ' '));
+        QCOMPARE(bytes.mid(46, 255), QByteArray("Line 4 burn-in").leftJustified(255, ' '));
+        QCOMPARE(bytes.mid(301, 255), QByteArray("/opt/kvx/logo.jpg").leftJustified(255, ' '));
+        // The untrimmed folder is written last, so its leading blanks stay.
+        QCOMPARE(bytes.mid(584, 255), QByteArray("  /srv/snaps").leftJustified(255, ' '));
+        QCOMPARE(bytes.mid(839, 2), QByteArray("01"));
+        QCOMPARE(bytes.mid(880, 255).trimmed(), QByteArray("/dev/ttyUSB1"));
+        QCOMPARE(bytes.mid(1135, 255).trimmed(), QByteArray("prologix:/dev/ttyACM0"));
+        QCOMPARE(bytes.mid(1390, 1), QByteArray("0"));
+    }
+
+    void opensWithTheRecord() {
+        OperationRecord& op = session().operation;
+        op.comPort = 3;
+        op.baudRate = 2400;
+        op.gpibAddress = 12;
+        op.gpibFlag = QStringLiteral("1");
+        op.totalTime = QStringLiteral("20").leftJustified(20, ' ');
+        op.colors[3] = 0x0000FF;
+        op.lanFlag = QStringLiteral("1");
+        op.lanAddress = QStringLiteral("10.0.0.7:5025");
+        m_dialog->hide();
+        m_dialog->show();
+
+        QCOMPARE(child<QComboBox>("cboComPort")->currentIndex(), 2);
+        QCOMPARE(child<QComboBox>("cboBuadRate")->currentIndex(), 2);
+        QCOMPARE(child<QLineEdit>("txtGPIBAddr")->text(), QStringLiteral("12"));
+        QVERIFY(child<QRadioButton>("Option2")->isChecked());
+        QCOMPARE(child<QComboBox>("cboTime")->currentText(), QStringLiteral("20"));
+        QCOMPARE(child<QComboBox>("cboGpibBackend")->currentIndex(), int(GpibBackendKind::LanSocket));
+        QCOMPARE(child<QComboBox>("cboGpibPlace")->currentText(), QStringLiteral("10.0.0.7:5025"));
+        QCOMPARE(child<ColorSwatch>("txtColor_3")->colorValue(), 0x0000FFu);
+    }
+
+    void logoFilterInQtForm() {
+        QCOMPARE(qtFileFilter(QStringLiteral(
+                     "JPG File(*.jpg)|*.jpg|Gif File(*.gif)|*.gif|BMP File(*.bmp)|*.bmp|All Files(*.*)|*.*")),
+                 QStringLiteral("JPG File (*.jpg);;Gif File (*.gif);;BMP File (*.bmp);;All Files (*)"));
+    }
+
+    void connectTest_data() {
+        QTest::addColumn<QStringList>("simArguments");
+        QTest::addColumn<bool>("serial");
+        QTest::addColumn<int>("backend");
+        QTest::addColumn<QString>("place");
+
+        addRow("serial device", QStringList{"--pty"}, true, 0, "");
+        addRow("LAN socket", QStringList{"--tcp", "0"}, false, int(GpibBackendKind::LanSocket), "");
+        addRow("\"++\" controller over TCP", QStringList{"--tcp", "0", "--prologix", "--addr", "22"}, false,
+               int(GpibBackendKind::ControllerTcp), "");
+        addRow("missing device", QStringList{}, true, 0, "/dev/kvx-no-such-tty");
+    }
+
+    // The test button runs against the simulator: the identification comes back and
+
+    // is shown; a device that is not there is reported with its error.
+
+    void connectTest() {
+        QFETCH(QStringList, simArguments);
+        QFETCH(bool, serial);
+        QFETCH(int, backend);
+        QFETCH(QString, place);
+
+        test::SimProcess sim(simArguments);
+        if (!simArguments.isEmpty()) {
+            QString error;
+            if (!sim.start(&error))
+                QSKIP(qPrintable("simulator not available: " + error));
+            place = serial ? sim.where() : QStringLiteral("127.0.0.1:%1").arg(sim.tcpPort());
+        }
+        child<QRadioButton>(serial ? "Option1" : "Option2")->setChecked(true);
+        child<QComboBox>("cboComPort")->setCurrentIndex(0);
+        child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("22"));
+        if (serial) {
+            child<QComboBox>("cboSerialDevice")->setEditText(place);
+        } else {
+            child<QComboBox>("cboGpibBackend")->setCurrentIndex(backend);
+            child<QComboBox>("cboGpibPlace")->setEditText(place);
+        }
+        QTest::mouseClick(child<QPushButton>("cmdTestConnect"), Qt::LeftButton);
+
+        QCOMPARE(m_messages->texts().size(), 1);
+        const QString shown = m_messages->texts().first();
+        if (simArguments.isEmpty()) {
+            QVERIFY2(shown.startsWith(QStringLiteral("Connection Error! Error caused by [")),
+                     qPrintable(shown));
+        } else {
+            QVERIFY2(shown.contains(QStringLiteral("5130")), qPrintable(shown));
+            QVERIFY(sim.loggedCommands().contains(QStringLiteral("*IDN?")));
+        }
+        QCOMPARE(session().operation.encode(), OperationRecord().encode()); // the test stores nothing
+    }
 
 private:
     template <typename T> T* child(const QString& name) { return m_dialog->findChild<T*>(name); }
@@ -86,304 +277,9 @@ private:
     void pressOk() { QTest::mouseClick(child<QPushButton>("OKButton"), Qt::LeftButton); }
 
     std::shared_ptr<ScriptedMessageService> m_messages;
-    FakeDataTable m_table;
+    std::unique_ptr<frmDataTable> m_table;
     frmSetting* m_dialog = nullptr;
 };
-
-void TestSettings::init() {
-    resetSession();
-    session().programFolder = QStringLiteral("/opt/kvx");
-    m_messages = std::make_shared<ScriptedMessageService>();
-    setMessages(m_messages);
-    m_table.timerSamples.clear();
-    forms().dataTable = &m_table;
-    m_dialog = new frmSetting;
-    m_dialog->show();
-}
-
-void TestSettings::cleanup() {
-    delete m_dialog;
-    forms().dataTable = nullptr;
-}
-
-void TestSettings::defaultThenOkStoresColorsAndFolder() {
-    QSignalSpy colorsChanged(m_dialog, &frmSetting::colorsChanged);
-    child<QLineEdit>("txtHeader")->setText(QStringLiteral("Bench 3"));
-    QTest::mouseClick(child<QPushButton>("cmdDefault"), Qt::LeftButton);
-    QCOMPARE(child<QLineEdit>("txtHeader")->text(), QStringLiteral("Bench 3")); // other fields keep theirs
-    pressOk();
-
-    const OperationRecord& op = session().operation;
-    const std::array<quint32, 7> expected = {65280, 11010216, 255, 0, 5811368, 16776960, 0};
-    QCOMPARE(op.colors, expected);
-    QCOMPARE(op.snapshotFolder.trimmed(), QStringLiteral("/opt/kvx/Working"));
-    QCOMPARE(colorsChanged.count(), 1);
-    QVERIFY(!m_dialog->isVisible());
-}
-
-void TestSettings::gpibAddress_data() {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<int>("stored");
-
-    QTest::newRow("32 refused") << "32" << 7;
-    QTest::newRow("-1 refused") << "-1" << 7;
-    QTest::newRow("0 kept") << "0" << 0;
-    QTest::newRow("31 kept") << "31" << 31;
-    QTest::newRow("31.5 would round to 32") << "31.5" << 7;
-}
-
-void TestSettings::gpibAddress() {
-    QFETCH(QString, typed);
-    QFETCH(int, stored);
-
-    session().operation.gpibAddress = 7;
-    child<QLineEdit>("txtGPIBAddr")->setText(typed);
-    pressOk();
-    QCOMPARE(int(session().operation.gpibAddress), stored);
-}
-
-void TestSettings::totalTimeOnLeaving_data() {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("shown");
-    QTest::addColumn<QString>("minutes");
-
-    QTest::newRow("45 caps at 30") << "45"
-                                   << "30"
-                                   << "30.0";
-    QTest::newRow("1440 from the list caps too") << "1440"
-                                                 << "30"
-                                                 << "30.0";
-    QTest::newRow("0") << "0"
-                       << "Continuous"
-                       << "earlier";
-    QTest::newRow("negative") << "-3"
-                              << "Continuous"
-                              << "earlier";
-    QTest::newRow("a word") << "forever"
-                            << "Continuous"
-                            << "earlier";
-    QTest::newRow("fraction") << "12.5"
-                              << "12.5"
-                              << "12.5";
-}
-
-void TestSettings::totalTimeOnLeaving() {
-    QFETCH(QString, typed);
-    QFETCH(QString, shown);
-    QFETCH(QString, minutes);
-
-    auto* list = child<QComboBox>("cboTime");
-    auto* display = child<QLabel>("lblTotalMinutes");
-    display->setText(QStringLiteral("earlier"));
-    list->setEditText(typed);
-    leave(list);
-    QCOMPARE(list->currentText(), shown);
-    QCOMPARE(display->text(), minutes);
-}
-
-void TestSettings::intervalOnLeaving_data() {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("shown");
-
-    QTest::newRow("above 600") << "700"
-                               << "600";
-    QTest::newRow("600 kept") << "600"
-                              << "600";
-    QTest::newRow("2 kept") << "2"
-                            << "2";
-    QTest::newRow("below 2") << "1.5"
-                             << "1";
-    QTest::newRow("0") << "0"
-                       << "1";
-    QTest::newRow("a word") << "often"
-                            << "1";
-}
-
-void TestSettings::intervalOnLeaving() {
-    QFETCH(QString, typed);
-    QFETCH(QString, shown);
-
-    auto* list = child<QComboBox>("cboInterval");
-    list->setEditText(typed);
-    leave(list);
-    QCOMPARE(list->currentText(), shown);
-}
-
-void TestSettings::samplingIntervalReachesDataTable_data() {
-    QTest::addColumn<QString>("interval");
-    QTest::addColumn<QStringList>("handed");
-
-    QTest::newRow("5") << "5" << QStringList{"5"};
-    QTest::newRow("0 is not handed on") << "0" << QStringList{};
-    QTest::newRow("blank is not handed on") << "" << QStringList{};
-}
-
-void TestSettings::samplingIntervalReachesDataTable() {
-    QFETCH(QString, interval);
-    QFETCH(QStringList, handed);
-
-    child<QComboBox>("cboInterval")->setEditText(interval);
-    pressOk();
-    QCOMPARE(m_table.timerSamples, handed);
-    QCOMPARE(session().operation.samplingInterval, interval.leftJustified(20, ' '));
-}
-
-void TestSettings::linksFollowOnlyWithoutTrace_data() {
-    QTest::addColumn<bool>("tracing");
-    QTest::newRow("idle") << false;
-    QTest::newRow("tracing") << true;
-}
-
-void TestSettings::linksFollowOnlyWithoutTrace() {
-    QFETCH(bool, tracing);
-
-    SerialControl& serial = driver().CWSerial1();
-    GpibControl& gpib = driver().CWGPIB1();
-    serial.setPortNumber(3);
-    serial.setBaudRate(1200);
-    serial.setDevicePath(QString());
-    gpib.setPrimaryAddress(5);
-    gpib.setBackend(QStringLiteral("gpib:0"));
-
-    session().tracing = tracing;
-    child<QComboBox>("cboComPort")->setCurrentIndex(1);
-    child<QComboBox>("cboBuadRate")->setCurrentIndex(1);
-    child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB0"));
-    child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("9"));
-    child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::LanSocket));
-    child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("meter.lab:5025"));
-    pressOk();
-
-    // The record takes the values either way.
-    QCOMPARE(int(session().operation.comPort), 2);
-    QCOMPARE(int(session().operation.baudRate), 4800);
-    QCOMPARE(int(session().operation.gpibAddress), 9);
-
-    QCOMPARE(int(serial.portNumber()), tracing ? 3 : 2);
-    QCOMPARE(int(serial.baudRate()), tracing ? 1200 : 4800);
-    QCOMPARE(serial.devicePath(), tracing ? serial.devicePath() : QStringLiteral("/dev/ttyUSB0"));
-    QCOMPARE(int(gpib.primaryAddress()), tracing ? 5 : 9);
-    QCOMPARE(gpib.backend(), tracing ? QStringLiteral("gpib:0") : QStringLiteral("tcp:meter.lab:5025"));
-}
-
-void TestSettings::recordBytesAtTheirOffsets() {
-    child<QRadioButton>("Option2")->setChecked(true);
-    child<QComboBox>("cboComPort")->setCurrentIndex(3);
-    child<QComboBox>("cboBuadRate")->setCurrentIndex(2);
-    child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("22"));
-    child<QComboBox>("cboInterval")->setEditText(QStringLiteral("10"));
-    child<QComboBox>("cboTime")->setEditText(QStringLiteral("Continuous"));
-    child<QLineEdit>("txtHeader")->setText(QStringLiteral("Line 4 burn-in"));
-    child<QLineEdit>("txtFName")->setText(QStringLiteral("  /opt/kvx/logo.jpg  "));
-    child<QLineEdit>("txtShutterDir")->setText(QStringLiteral("  /srv/snaps"));
-    child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB1"));
-    child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::ControllerSerial));
-    child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("/dev/ttyACM0"));
-    QTest::mouseClick(child<QPushButton>("cmdDefault"), Qt::LeftButton);
-    child<QLineEdit>("txtShutterDir")->setText(QStringLiteral("  /srv/snaps"));
-    pressOk();
-
-    const QByteArray bytes = session().operation.encode();
-    QCOMPARE(bytes.size(), 1704);
-    QCOMPARE(i16At(bytes, 0), qint16(4));
-    QCOMPARE(i16At(bytes, 2), qint16(2400));
-    QCOMPARE(i16At(bytes, 4), qint16(22));
-    QCOMPARE(bytes.mid(6, 20), QByteArray("10").leftJustified(20, ' '));
-    QCOMPARE(bytes.mid(26, 20), QByteArray("Continuous").leftJustified(20, ' '));
-    QCOMPARE(bytes.mid(46, 255), QByteArray("Line 4 burn-in").leftJustified(255, ' '));
-    QCOMPARE(bytes.mid(301, 255), QByteArray("/opt/kvx/logo.jpg").leftJustified(255, ' '));
-    QCOMPARE(u32At(bytes, 556), 65280u);
-    QCOMPARE(u32At(bytes, 556 + 4), 11010216u);
-    QCOMPARE(u32At(bytes, 556 + 4 * 5), 16776960u);
-    // The untrimmed folder is written last, so its leading blanks stay.
-    QCOMPARE(bytes.mid(584, 255), QByteArray("  /srv/snaps").leftJustified(255, ' '));
-    QCOMPARE(bytes.mid(839, 2), QByteArray("01"));
-    QCOMPARE(bytes.mid(876, 4), QByteArray("KVX+"));
-    QCOMPARE(bytes.mid(880, 255).trimmed(), QByteArray("/dev/ttyUSB1"));
-    QCOMPARE(bytes.mid(1135, 255).trimmed(), QByteArray("prologix:/dev/ttyACM0"));
-    QCOMPARE(bytes.mid(1390, 1), QByteArray("0"));
-}
-
-void TestSettings::opensWithTheRecord() {
-    OperationRecord& op = session().operation;
-    op.comPort = 3;
-    op.baudRate = 2400;
-    op.gpibAddress = 12;
-    op.gpibFlag = QStringLiteral("1");
-    op.totalTime = QStringLiteral("20").leftJustified(20, ' ');
-    op.colors[3] = 0x0000FF; // red in the record's byte order
-    op.lanFlag = QStringLiteral("1");
-    op.lanAddress = QStringLiteral("10.0.0.7:5025");
-    m_dialog->hide();
-    m_dialog->show();
-
-    QCOMPARE(child<QComboBox>("cboComPort")->currentIndex(), 2);
-    QCOMPARE(child<QComboBox>("cboBuadRate")->currentIndex(), 2);
-    QCOMPARE(child<QLineEdit>("txtGPIBAddr")->text(), QStringLiteral("12"));
-    QVERIFY(child<QRadioButton>("Option2")->isChecked());
-    QCOMPARE(child<QComboBox>("cboTime")->currentText(), QStringLiteral("20"));
-    QCOMPARE(child<QComboBox>("cboGpibBackend")->currentIndex(), int(GpibBackendKind::LanSocket));
-    QCOMPARE(child<QComboBox>("cboGpibPlace")->currentText(), QStringLiteral("10.0.0.7:5025"));
-    QCOMPARE(child<ColorSwatch>("txtColor_3")->colorValue(), 0x0000FFu);
-    QCOMPARE(colorFromBgr(0x0000FF), QColor(Qt::red));
-}
-
-void TestSettings::logoFilterInQtForm() {
-    QCOMPARE(qtFileFilter(QStringLiteral(
-                 "JPG File(*.jpg)|*.jpg|Gif File(*.gif)|*.gif|BMP File(*.bmp)|*.bmp|All Files(*.*)|*.*")),
-             QStringLiteral("JPG File (*.jpg);;Gif File (*.gif);;BMP File (*.bmp);;All Files (*)"));
-}
-
-void TestSettings::connectTest_data() {
-    QTest::addColumn<QStringList>("simArguments");
-    QTest::addColumn<bool>("serial");
-    QTest::addColumn<int>("backend");
-    QTest::addColumn<QString>("place");
-
-    QTest::newRow("serial device") << QStringList{"--pty"} << true << 0 << "";
-    QTest::newRow("LAN socket") << QStringList{"--tcp", "0"} << false << int(GpibBackendKind::LanSocket)
-                                << "";
-    QTest::newRow("\"++\" controller over TCP") << QStringList{"--tcp", "0", "--prologix", "--addr", "22"}
-                                                << false << int(GpibBackendKind::ControllerTcp) << "";
-    QTest::newRow("missing device") << QStringList{} << true << 0 << "/dev/kvx-no-such-tty";
-}
-
-// The test button runs against the simulator: the identification comes back and
-// is shown; a device that is not there is reported with its error.
-void TestSettings::connectTest() {
-    QFETCH(QStringList, simArguments);
-    QFETCH(bool, serial);
-    QFETCH(int, backend);
-    QFETCH(QString, place);
-
-    test::SimProcess sim(simArguments);
-    if (!simArguments.isEmpty()) {
-        QString error;
-        if (!sim.start(&error))
-            QSKIP(qPrintable("simulator not available: " + error));
-        place = serial ? sim.where() : QStringLiteral("127.0.0.1:%1").arg(sim.tcpPort());
-    }
-    child<QRadioButton>(serial ? "Option1" : "Option2")->setChecked(true);
-    child<QComboBox>("cboComPort")->setCurrentIndex(0);
-    child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("22"));
-    if (serial) {
-        child<QComboBox>("cboSerialDevice")->setEditText(place);
-    } else {
-        child<QComboBox>("cboGpibBackend")->setCurrentIndex(backend);
-        child<QComboBox>("cboGpibPlace")->setEditText(place);
-    }
-    QTest::mouseClick(child<QPushButton>("cmdTestConnect"), Qt::LeftButton);
-
-    QCOMPARE(m_messages->texts().size(), 1);
-    const QString shown = m_messages->texts().first();
-    if (simArguments.isEmpty()) {
-        QVERIFY2(shown.startsWith(QStringLiteral("Connection Error! Error caused by [")), qPrintable(shown));
-    } else {
-        QVERIFY2(shown.contains(QStringLiteral("5130")), qPrintable(shown));
-        QVERIFY(sim.loggedCommands().contains(QStringLiteral("*IDN?")));
-    }
-    QCOMPARE(session().operation.encode(), OperationRecord().encode()); // the test stores nothing
-}
 
 QTEST_MAIN(TestSettings)
 #include "tst_settings.moc"
