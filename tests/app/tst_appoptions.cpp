@@ -1,6 +1,7 @@
 // The command line, the memory summary of the About box and where the user
 // guide is looked for first.
 #include "AppOptions.h"
+#include "DataRows.h"
 #include "HelpGuide.h"
 #include "Session.h"
 #include "SystemInfo.h"
@@ -9,6 +10,7 @@
 #include <QtTest>
 
 using namespace kvx;
+using kvx::test::addRow;
 
 namespace {
 
@@ -38,73 +40,63 @@ QString changedOptions(const AppOptions& o) {
 class TestAppOptions : public QObject {
     Q_OBJECT
 private slots:
-    void parse_data();
-    void parse();
-    void memory_data();
-    void memory();
-    void guideInProgramFolderWins();
+    void parse_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("options");
+        addRow("nothing", QStringList{}, "");
+        addRow("folder and link", QStringList{"--folder", "/tmp/x", "--link", "serial:/dev/ttyS1@9600"},
+               "folder=/tmp/x link=serial:/dev/ttyS1@9600");
+        addRow("equals form", QStringList{"--link=gpib:0:7", "--start"}, "link=gpib:0:7 start=1");
+        addRow("screenshot", QStringList{"--screenshot", "/tmp/a.png", "--screenshot-delay", "0"},
+               "screenshot=/tmp/a.png delay=0");
+        addRow("export", QStringList{"--folder", "/tmp/x", "--export-record", "12", "--csv", "r.csv"},
+               "folder=/tmp/x export=12 csv=r.csv");
+        addRow("unknown option", QStringList{"--speed", "9600"}, "refused");
+        addRow("stray argument", QStringList{"serial:/dev/ttyS0"}, "refused");
+        addRow("link without text", QStringList{"--link"}, "refused");
+        addRow("blank link", QStringList{"--link", "  "}, "refused");
+        addRow("delay not a number", QStringList{"--screenshot-delay", "soon"}, "refused");
+        addRow("export without a file", QStringList{"--export-record", "3"}, "refused");
+        addRow("export of no number", QStringList{"--export-record", "last", "--pdf", "a"}, "refused");
+        addRow("pdf without a record", QStringList{"--pdf", "r.pdf"}, "refused");
+    }
+
+    void parse() {
+        QFETCH(QStringList, arguments);
+        arguments.prepend("kvx5130");
+        const AppOptions options = parseAppOptions(arguments);
+        QTEST(changedOptions(options), "options");
+        if (options.error.isEmpty())
+            QCOMPARE(exportAsked(arguments), options.exportRecord > 0);
+    }
+
+    void memory_data() {
+        QTest::addColumn<QString>("meminfo");
+        QTest::addColumn<QString>("summary");
+        addRow("both", "MemTotal:       16384000 kB\nMemFree:  1 kB\nMemAvailable:    8192000 kB\n",
+               "15.6 GiB total, 7.8 GiB available");
+        addRow("total only", "MemTotal: 1048576 kB\n", "1.0 GiB total");
+        // A field name that merely ends like a wanted one must not be taken for it.
+        addRow("look-alike", "HugeMemTotal: 1048576 kB\n", "");
+        addRow("empty", "", "");
+    }
+
+    void memory() {
+        QFETCH(QString, meminfo);
+        QTEST(memorySummary(meminfo), "summary");
+    }
+
+    void guideInProgramFolderWins() {
+        // Without a guide in the program folder, the installed one is found (the frame's Help test shows it).
+        QTemporaryDir folder;
+        session().programFolder = folder.path();
+        QFile own(session().pathInFolder(kHelpFile));
+        QVERIFY(own.open(QIODevice::WriteOnly));
+        own.write("<html><body>own guide</body></html>");
+        own.close();
+        QCOMPARE(findUserGuide(), QFileInfo(own).absoluteFilePath());
+    }
 };
-
-void TestAppOptions::parse_data() {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("options");
-    // clang-format off
-    QTest::newRow("nothing") << QStringList{} << "";
-    QTest::newRow("folder and link") << QStringList{"--folder", "/tmp/x", "--link", "serial:/dev/ttyS1@9600"}
-                                     << "folder=/tmp/x link=serial:/dev/ttyS1@9600";
-    QTest::newRow("equals form") << QStringList{"--link=gpib:0:7", "--start"} << "link=gpib:0:7 start=1";
-    QTest::newRow("screenshot") << QStringList{"--screenshot", "/tmp/a.png", "--screenshot-delay", "0"}
-                                << "screenshot=/tmp/a.png delay=0";
-    QTest::newRow("export") << QStringList{"--folder", "/tmp/x", "--export-record", "12", "--csv", "r.csv"}
-                            << "folder=/tmp/x export=12 csv=r.csv";
-    QTest::newRow("unknown option") << QStringList{"--speed", "9600"} << "refused";
-    QTest::newRow("stray argument") << QStringList{"serial:/dev/ttyS0"} << "refused";
-    QTest::newRow("link without text") << QStringList{"--link"} << "refused";
-    QTest::newRow("blank link") << QStringList{"--link", "  "} << "refused";
-    QTest::newRow("delay not a number") << QStringList{"--screenshot-delay", "soon"} << "refused";
-    QTest::newRow("export without a file") << QStringList{"--export-record", "3"} << "refused";
-    QTest::newRow("export of no number") << QStringList{"--export-record", "last", "--pdf", "a"} << "refused";
-    QTest::newRow("pdf without a record") << QStringList{"--pdf", "r.pdf"} << "refused";
-    // clang-format on
-}
-
-void TestAppOptions::parse() {
-    QFETCH(QStringList, arguments);
-    arguments.prepend("kvx5130");
-    const AppOptions options = parseAppOptions(arguments);
-    QTEST(changedOptions(options), "options");
-    if (options.error.isEmpty())
-        QCOMPARE(exportAsked(arguments), options.exportRecord > 0);
-}
-
-void TestAppOptions::memory_data() {
-    QTest::addColumn<QString>("meminfo");
-    QTest::addColumn<QString>("summary");
-    // clang-format off
-    QTest::newRow("both") << "MemTotal:       16384000 kB\nMemFree:  1 kB\nMemAvailable:    8192000 kB\n"
-                          << "15.6 GiB total, 7.8 GiB available";
-    QTest::newRow("total only") << "MemTotal: 1048576 kB\n" << "1.0 GiB total";
-    // A field name that merely ends like a wanted one must not be taken for it.
-    QTest::newRow("look-alike") << "HugeMemTotal: 1048576 kB\n" << "";
-    QTest::newRow("empty") << "" << "";
-    // clang-format on
-}
-
-void TestAppOptions::memory() {
-    QFETCH(QString, meminfo);
-    QTEST(memorySummary(meminfo), "summary");
-}
-
-void TestAppOptions::guideInProgramFolderWins() {
-    // Without a guide in the program folder, the installed one is found (the frame's Help test shows it).
-    QTemporaryDir folder;
-    session().programFolder = folder.path();
-    QFile own(session().pathInFolder(kHelpFile));
-    QVERIFY(own.open(QIODevice::WriteOnly));
-    own.write("<html><body>own guide</body></html>");
-    own.close();
-    QCOMPARE(findUserGuide(), QFileInfo(own).absoluteFilePath());
-}
 
 QTEST_MAIN(TestAppOptions)
 #include "tst_appoptions.moc"
