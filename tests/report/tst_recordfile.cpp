@@ -18,221 +18,204 @@ using namespace kvx::test;
 class RecordFileTest : public QObject {
     Q_OBJECT
 private slots:
-    void roundTripRestoresTheTraceExactly();
-    void damagedFileChangesNothing_data();
-    void damagedFileChangesNothing();
-    void savingNeedsSamplesAndAWritableFile();
-    void dialogKeysAddTheSuffix();
-    void csvQuoting_data();
-    void csvQuoting();
-    void csvOfATrace();
-};
+    void roundTripRestoresTheTraceExactly() {
+        StoreFixture fx;
+        FakePanel panel;
+        frmDataTable table;
+        frmGraphicRecord graph;
+        RecordHeader h = makeHeader(QStringLiteral("12"));
+        h.comment = QStringLiteral(u"他說 \"ok\", it's fine");
+        h.pUnit = QStringLiteral("kohm");
+        setHeaderFields(table, h);
+        panel.styleIndex = 1;
+        // Texts a spreadsheet, a JSON writer or an SQL statement could trip over.
+        std::vector<TempSample> rows = makeSamples(6);
+        rows[1].comment = QStringLiteral("it's \"fine\", really");
+        rows[2].comment = QStringLiteral(u"溫度漂移，第二次量測");
+        rows[3].comment = QStringLiteral("line one\r\nline two\ttab \\ back");
+        rows[4].pVal = QStringLiteral("1.5 mA"); // taken after a function change
+        rows[4].timeTick = QVariant();           // an updated record has no time columns
+        rows[4].diffLastTime = QVariant();
+        rows[5].comment = QStringLiteral(u"😀 ünïcödé");
+        QVERIFY(recordStore().replaceTrace(rows));
+        const QStringList before = datatempRows(fx.databasePath());
 
-void RecordFileTest::roundTripRestoresTheTraceExactly() {
-    StoreFixture fx;
-    FakePanel panel;
-    frmDataTable table;
-    frmGraphicRecord graph;
-    RecordHeader h = makeHeader(QStringLiteral("12"));
-    h.comment = QStringLiteral(u"他說 \"ok\", it's fine");
-    h.pUnit = QStringLiteral("kohm");
-    setHeaderFields(table, h);
-    panel.styleIndex = 1;
-    // Texts a spreadsheet, a JSON writer or an SQL statement could trip over.
-    std::vector<TempSample> rows = makeSamples(6);
-    rows[1].comment = QStringLiteral("it's \"fine\", really");
-    rows[2].comment = QStringLiteral(u"溫度漂移，第二次量測");
-    rows[3].comment = QStringLiteral("line one\r\nline two\ttab \\ back");
-    rows[4].pVal = QStringLiteral("1.5 mA"); // taken after a function change
-    rows[4].timeTick = QVariant();           // an updated record has no time columns
-    rows[4].diffLastTime = QVariant();
-    rows[5].comment = QStringLiteral(u"😀 ünïcödé");
-    QVERIFY(recordStore().replaceTrace(rows));
-    const QStringList before = datatempRows(fx.databasePath());
+        const QString file = fx.path(QStringLiteral("trace.kvx"));
+        QVERIFY(RecordFile::saveWorkingTrace(file));
+        // One line per sample, CJK as UTF-8 rather than escapes, empty time columns as null.
+        const QByteArray bytes = fileBytes(file);
+        QVERIFY(bytes.startsWith("{\"format\":\"kvx5130-record\",\"version\":1,"));
+        QVERIFY(bytes.contains("\"saved\":\"2026/01/05 10:00:00\""));
+        QVERIFY(bytes.contains("\n[2,\"2026/01/05 10:00:02\",") && bytes.contains(rows[2].comment.toUtf8()));
+        QVERIFY(bytes.contains("\"1.5 mA\",\"0.5 kHz\",\"4\",\"\",null,null]"));
 
-    const QString file = fx.path(QStringLiteral("trace.kvx"));
-    QVERIFY(RecordFile::saveWorkingTrace(file));
-    // One line per sample, CJK as UTF-8 rather than escapes, empty time columns as null.
-    const QByteArray bytes = fileBytes(file);
-    QVERIFY(bytes.startsWith("{\"format\":\"kvx5130-record\",\"version\":1,"));
-    QVERIFY(bytes.contains("\"saved\":\"2026/01/05 10:00:00\""));
-    QVERIFY(bytes.contains("\n[2,\"2026/01/05 10:00:02\",") && bytes.contains(rows[2].comment.toUtf8()));
-    QVERIFY(bytes.contains("\"1.5 mA\",\"0.5 kHz\",\"4\",\"\",null,null]"));
+        // Another trace takes its place before the file is opened again, once the trace is stopped.
+        QVERIFY(recordStore().replaceTrace(makeSamples(3)));
+        setHeaderFields(table, makeHeader(QStringLiteral("3")));
+        panel.styleIndex = 0;
+        session().tracing = true;
+        QVERIFY(!RecordFile::openAsWorkingTrace(file));
+        QCOMPARE(fx.messages->texts(), QStringList{"Stop the trace before opening a record file."});
+        QCOMPARE(recordStore().countSamples().value_or(-1), 3);
+        session().tracing = false;
+        fx.messages->clear();
 
-    // Another trace takes its place before the file is opened again, once the trace is stopped.
-    QVERIFY(recordStore().replaceTrace(makeSamples(3)));
-    setHeaderFields(table, makeHeader(QStringLiteral("3")));
-    panel.styleIndex = 0;
-    session().tracing = true;
-    QVERIFY(!RecordFile::openAsWorkingTrace(file));
-    QCOMPARE(fx.messages->texts(), QStringList{"Stop the trace before opening a record file."});
-    QCOMPARE(recordStore().countSamples().value_or(-1), 3);
-    session().tracing = false;
-    fx.messages->clear();
-
-    QVERIFY(RecordFile::openAsWorkingTrace(file));
-    QCOMPARE(datatempRows(fx.databasePath()), before);
-    // The record number belonged to the database the file came from: saving the
-    // opened trace must make a new record, not overwrite record 12 here.
-    QCOMPARE(headerFields(table),
-             (QStringList{QString(), h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit}));
-    QCOMPARE(panel.styleIndex, 1);
-    QCOMPARE(table.rowCount(), 6);
-    QCOMPARE(table.model().text(2, TraceTableModel::CommentColumn), rows[2].comment);
-    QCOMPARE(graph.trace().sampleCount, 6);
-    QVERIFY(fx.messages->shown().empty());
-}
-
-void RecordFileTest::damagedFileChangesNothing_data() {
-    QTest::addColumn<QString>("find"); // the first place, in the file of two samples, ...
-    QTest::addColumn<QString>("replace");
-    QTest::addColumn<int>("cutAt"); // ... or where the file ends early
-    QTest::addColumn<QString>("why");
-    const char* notOurs = "not a KVX-5130 record file";
-    const char* badVersion = "format version is missing or not valid";
-    addRow("truncated", "", "", 200, "it is damaged");
-    addRow("empty", "", "", 0, notOurs);
-    addRow("wrong magic", "kvx5130-record", "kvx5130-settings", -1, notOurs);
-    addRow("foreign json", "\"format\"", "\"formats\"", -1, notOurs);
-    addRow("newer version", "\"version\":1", "\"version\":2", -1, "written in record-file version 2");
-    addRow("version as text", "\"version\":1", "\"version\":\"1\"", -1, badVersion);
-    addRow("version with fraction", "\"version\":1", "\"version\":1.5", -1, badVersion);
-    addRow("header field missing", "\"startTime\"", "\"beginTime\"", -1, "header is damaged (\"startTime\"");
-    addRow("header field a number", "\"pUnit\":\"V\"", "\"pUnit\":5", -1, "header is damaged (\"pUnit\"");
-    addRow("columns changed", "\"TimeTick\",", "\"Tick\",", -1, "sample columns");
-    addRow("samples not a list", "\"samples\":[", "\"samples\":{\"a\":[", -1, "it is damaged");
-    addRow("SeqNo as text", "[0,\"2026", "[\"0\",\"2026", -1, "sample 1 of 2 is damaged (SeqNo");
-    addRow("SeqNo with fraction", "[1,\"2026", "[1.5,\"2026", -1, "sample 2 of 2 is damaged (SeqNo");
-    addRow("reading a number", "\"3 V\"", "3", -1, "(PVal is not text)");
-    addRow("comment a number", ",\"\",0,0]", ",7,0,0]", -1, "(Comment is not text)");
-    addRow("time tick as text", ",0,0]", ",\"0\",0]", -1, "(TimeTick is neither a whole number nor empty)");
-    addRow("row too short", ",0,0]", ",0]", -1, "(not a row of 8 columns)");
-}
-
-void RecordFileTest::damagedFileChangesNothing() {
-    QFETCH(QString, find);
-    QFETCH(QString, replace);
-    QFETCH(int, cutAt);
-    QFETCH(QString, why);
-    StoreFixture fx;
-    FakePanel panel;
-    frmDataTable table;
-    setHeaderFields(table, makeHeader(QStringLiteral("4")));
-    QVERIFY(recordStore().replaceTrace(makeSamples(3)));
-    table.refreshRows();
-    const QStringList rowsBefore = datatempRows(fx.databasePath());
-    const QStringList fieldsBefore = headerFields(table);
-
-    QByteArray bytes = RecordFile::encode({makeHeader(), makeSamples(2)}, QDateTime());
-    if (!find.isEmpty()) {
-        QVERIFY2(bytes.contains(find.toUtf8()), qPrintable(find));
-        bytes.replace(bytes.indexOf(find.toUtf8()), find.toUtf8().size(), replace.toUtf8());
+        QVERIFY(RecordFile::openAsWorkingTrace(file));
+        QCOMPARE(datatempRows(fx.databasePath()), before);
+        // The record number belonged to the database the file came from: saving the
+        // opened trace must make a new record, not overwrite record 12 here.
+        QCOMPARE(headerFields(table),
+                 (QStringList{QString(), h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit}));
+        QCOMPARE(panel.styleIndex, 1);
+        QCOMPARE(table.rowCount(), 6);
+        QCOMPARE(graph.trace().sampleCount, 6);
+        QVERIFY(fx.messages->shown().empty());
     }
-    if (cutAt >= 0)
-        bytes.truncate(cutAt);
-    const QString file = fx.path(QStringLiteral("damaged.kvx"));
-    QVERIFY(writeFile(file, bytes));
 
-    QVERIFY(!RecordFile::openAsWorkingTrace(file));
-    QCOMPARE(fx.messages->shown().size(), size_t(1));
-    const QString message = fx.messages->shown()[0].text;
-    QVERIFY2(message.contains(why) && message.contains("The working trace is unchanged."),
-             qPrintable(message));
-    QCOMPARE(datatempRows(fx.databasePath()), rowsBefore);
-    QCOMPARE(headerFields(table), fieldsBefore);
-    QCOMPARE(table.rowCount(), 3);
-}
+    void damagedFileChangesNothing_data() {
+        QTest::addColumn<QString>("find"); // the first place, in the file of two samples, ...
+        QTest::addColumn<QString>("replace");
+        QTest::addColumn<int>("cutAt"); // ... or where the file ends early
+        QTest::addColumn<QString>("why");
+        const char* notOurs = "not a KVX-5130 record file";
+        const char* badVersion = "format version is missing or not valid";
+        addRow("truncated", "", "", 200, "it is damaged");
+        addRow("empty", "", "", 0, notOurs);
+        addRow("wrong magic", "kvx5130-record", "kvx5130-settings", -1, notOurs);
+        addRow("newer version", "\"version\":1", "\"version\":2", -1, "written in record-file version 2");
+        addRow("version as text", "\"version\":1", "\"version\":\"1\"", -1, badVersion);
+        addRow("header field missing", "\"startTime\"", "\"beginTime\"", -1,
+               "header is damaged (\"startTime\"");
+        addRow("header field a number", "\"pUnit\":\"V\"", "\"pUnit\":5", -1, "header is damaged (\"pUnit\"");
+        addRow("columns changed", "\"TimeTick\",", "\"Tick\",", -1, "sample columns");
+        addRow("samples not a list", "\"samples\":[", "\"samples\":7,\"rows\":[", -1,
+               "its samples are missing");
+        addRow("SeqNo with fraction", "[1,\"2026", "[1.5,\"2026", -1, "sample 2 of 2 is damaged (SeqNo");
+        addRow("reading a number", "\"3 V\"", "3", -1, "(PVal is not text)");
+        addRow("time tick as text", ",0,0]", ",\"0\",0]", -1,
+               "(TimeTick is neither a whole number nor empty)");
+        addRow("row too short", ",0,0]", ",0]", -1, "(not a row of 8 columns)");
+    }
 
-void RecordFileTest::savingNeedsSamplesAndAWritableFile() {
-    StoreFixture fx;
-    QVERIFY(!RecordFile::saveWorkingTrace(fx.path(QStringLiteral("empty.kvx"))));
-    QVERIFY(!CsvExport::exportWorkingTrace(fx.path(QStringLiteral("empty.csv"))));
-    QCOMPARE(fx.messages->texts(), QStringList(2, "You have to measure first"));
-    QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"empty.*"}), QStringList());
+    void damagedFileChangesNothing() {
+        QFETCH(QString, find);
+        QFETCH(QString, replace);
+        QFETCH(int, cutAt);
+        QFETCH(QString, why);
+        StoreFixture fx;
+        FakePanel panel;
+        frmDataTable table;
+        setHeaderFields(table, makeHeader(QStringLiteral("4")));
+        QVERIFY(recordStore().replaceTrace(makeSamples(3)));
+        table.refreshRows();
+        const QStringList rowsBefore = datatempRows(fx.databasePath());
+        const QStringList fieldsBefore = headerFields(table);
 
-    fx.messages->clear();
-    QVERIFY(recordStore().replaceTrace(makeSamples(2)));
-    QVERIFY(CsvExport::exportWorkingTrace(fx.path(QStringLiteral("trace.csv"))));
-    // Without a data table window no units are known.
-    QVERIFY(fileBytes(fx.path(QStringLiteral("trace.csv")))
-                .startsWith("SeqNo,RecTime,Primary,Secondary,Reason,Comment,TimeTick,DiffLastTime\r\n"));
-    QVERIFY(writeFile(fx.path(QStringLiteral("plain-file"))));
-    const QString impossible = fx.path(QStringLiteral("plain-file/trace.kvx"));
-    QVERIFY(!RecordFile::saveWorkingTrace(impossible));
-    QCOMPARE(fx.messages->shown().size(), size_t(1));
-    QVERIFY(fx.messages->shown()[0].text.startsWith(
-        QStringLiteral("The record file \"%1\" cannot be written: ").arg(impossible)));
-}
+        QByteArray bytes = RecordFile::encode({makeHeader(), makeSamples(2)}, QDateTime());
+        if (!find.isEmpty()) {
+            QVERIFY2(bytes.contains(find.toUtf8()), qPrintable(find));
+            bytes.replace(bytes.indexOf(find.toUtf8()), find.toUtf8().size(), replace.toUtf8());
+        }
+        if (cutAt >= 0)
+            bytes.truncate(cutAt);
+        const QString file = fx.path(QStringLiteral("damaged.kvx"));
+        QVERIFY(writeFile(file, bytes));
 
-void RecordFileTest::dialogKeysAddTheSuffix() {
-    StoreFixture fx;
-    FakePanel panel;
-    frmDataTable table;
-    setHeaderFields(table, makeHeader(QStringLiteral("9")));
-    QVERIFY(recordStore().replaceTrace(makeSamples(50)));
-    QStringList asked;
-    QString answer = fx.path(QStringLiteral("chosen"));
-    ReportKeys::setFileChooser(
-        [&](QWidget*, bool saving, const QString&, const QString& start, const QString& filter) {
-            asked << QStringLiteral("%1|%2|%3").arg(saving ? "save" : "open", start, filter);
-            return answer;
-        });
+        QVERIFY(!RecordFile::openAsWorkingTrace(file));
+        QCOMPARE(fx.messages->shown().size(), size_t(1));
+        const QString message = fx.messages->shown()[0].text;
+        QVERIFY2(message.contains(why) && message.contains("The working trace is unchanged."),
+                 qPrintable(message));
+        QCOMPARE(datatempRows(fx.databasePath()), rowsBefore);
+        QCOMPARE(headerFields(table), fieldsBefore);
+        QCOMPARE(table.rowCount(), 3);
+    }
 
-    QVERIFY(ReportKeys::saveRecordFileAs(nullptr));
-    QVERIFY(ReportKeys::exportCsvAs(nullptr));
-    answer = fx.path(QStringLiteral("chosen.kvx"));
-    QVERIFY(ReportKeys::openRecordFile(nullptr));
-    QCOMPARE(asked, (QStringList{"save|" + fx.path("KVX-5130 record 9.kvx") + "|KVX-5130 Files (*.kvx)",
-                                 "save|" + fx.path("KVX-5130 record 9.csv") + "|CSV Files (*.csv)",
-                                 "open|" + fx.dir.path() + "|KVX-5130 Files (*.kvx)"}));
-    answer.clear(); // the operator cancels
-    QVERIFY(!ReportKeys::openRecordFile(nullptr));
-    ReportKeys::setFileChooser({});
-    QVERIFY(fx.messages->shown().empty());
-    const QByteArray bytes = fileBytes(fx.path(QStringLiteral("chosen.csv")));
-    QCOMPARE(bytes.count("\r\n"), 51);
-    QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,"));
-    QVERIFY(bytes.endsWith("49,2026/01/05 10:00:49,2.75,0.5,Match condition:%,,49,1\r\n"));
-}
+    void savingNeedsSamplesAndAWritableFile() {
+        StoreFixture fx;
+        QVERIFY(!RecordFile::saveWorkingTrace(fx.path(QStringLiteral("empty.kvx"))));
+        QVERIFY(!CsvExport::exportWorkingTrace(fx.path(QStringLiteral("empty.csv"))));
+        QCOMPARE(fx.messages->texts(), QStringList(2, "You have to measure first"));
+        QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"empty.*"}), QStringList());
 
-void RecordFileTest::csvQuoting_data() {
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("written");
-    addRow("plain", "Over MAX", "Over MAX");
-    addRow("empty", "", "");
-    addRow("comma", "a,b", "\"a,b\"");
-    addRow("quote", "say \"hi\"", "\"say \"\"hi\"\"\"");
-    addRow("only a quote", "\"", "\"\"\"\"");
-    addRow("line feed", "a\nb", "\"a\nb\"");
-    addRow("carriage return", "a\rb", "\"a\rb\"");
-    addRow("apostrophe and semicolon", "it's; ok", "it's; ok");
-    addRow("full-width comma is text", "溫度，高", "溫度，高");
-}
+        fx.messages->clear();
+        QVERIFY(recordStore().replaceTrace(makeSamples(2)));
+        QVERIFY(CsvExport::exportWorkingTrace(fx.path(QStringLiteral("trace.csv"))));
+        // Without a data table window no units are known.
+        QVERIFY(fileBytes(fx.path(QStringLiteral("trace.csv")))
+                    .startsWith("SeqNo,RecTime,Primary,Secondary,Reason,Comment,TimeTick,DiffLastTime\r\n"));
+        QVERIFY(writeFile(fx.path(QStringLiteral("plain-file"))));
+        const QString impossible = fx.path(QStringLiteral("plain-file/trace.kvx"));
+        QVERIFY(!RecordFile::saveWorkingTrace(impossible));
+        QCOMPARE(fx.messages->shown().size(), size_t(1));
+        QVERIFY(fx.messages->shown()[0].text.startsWith(
+            QStringLiteral("The record file \"%1\" cannot be written: ").arg(impossible)));
+    }
 
-void RecordFileTest::csvQuoting() {
-    QFETCH(QString, field);
-    QFETCH(QString, written);
-    QCOMPARE(CsvExport::quoted(field), written);
-}
+    void dialogKeysAddTheSuffix() {
+        StoreFixture fx;
+        FakePanel panel;
+        frmDataTable table;
+        setHeaderFields(table, makeHeader(QStringLiteral("9")));
+        QVERIFY(recordStore().replaceTrace(makeSamples(50)));
+        QStringList asked;
+        QString answer = fx.path(QStringLiteral("chosen"));
+        ReportKeys::setFileChooser(
+            [&](QWidget*, bool saving, const QString&, const QString& start, const QString& filter) {
+                asked << QStringLiteral("%1|%2|%3").arg(saving ? "save" : "open", start, filter);
+                return answer;
+            });
 
-void RecordFileTest::csvOfATrace() {
-    RecordHeader h = makeHeader();
-    h.sUnit = QStringLiteral("kohm");
-    std::vector<TempSample> rows = makeSamples(3);
-    rows[0].sVal = QStringLiteral("12.5 kohm");
-    rows[1].comment = QStringLiteral(u"lid \"open\", 溫度");
-    rows[1].pVal = QStringLiteral("1.5 mA");
-    rows[2].comment = QStringLiteral("two\r\nlines");
-    rows[2].timeTick = QVariant();
-    rows[2].diffLastTime = QVariant();
-    QCOMPARE(
-        CsvExport::encode(TraceRecord{h, rows}),
-        QStringLiteral(u"SeqNo,RecTime,Primary [V],Secondary [kΩ],Reason,Comment,TimeTick,DiffLastTime\r\n"
-                       u"0,2026/01/05 10:00:00,3,12.5,Time,,0,0\r\n"
-                       u"1,2026/01/05 10:00:01,1.5 mA,0.5 kHz,Over MAX,\"lid \"\"open\"\", 溫度\",1,1\r\n"
-                       u"2,2026/01/05 10:00:02,3.27,0.5 kHz,Below MIN,\"two\r\nlines\",,\r\n")
-            .toUtf8());
-}
+        QVERIFY(ReportKeys::saveRecordFileAs(nullptr));
+        QVERIFY(ReportKeys::exportCsvAs(nullptr));
+        answer = fx.path(QStringLiteral("chosen.kvx"));
+        QVERIFY(ReportKeys::openRecordFile(nullptr));
+        QCOMPARE(asked, (QStringList{"save|" + fx.path("KVX-5130 record 9.kvx") + "|KVX-5130 Files (*.kvx)",
+                                     "save|" + fx.path("KVX-5130 record 9.csv") + "|CSV Files (*.csv)",
+                                     "open|" + fx.dir.path() + "|KVX-5130 Files (*.kvx)"}));
+        answer.clear(); // the operator cancels
+        QVERIFY(!ReportKeys::openRecordFile(nullptr));
+        ReportKeys::setFileChooser({});
+        QVERIFY(fx.messages->shown().empty());
+        const QByteArray bytes = fileBytes(fx.path(QStringLiteral("chosen.csv")));
+        QCOMPARE(bytes.count("\r\n"), 51);
+        QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,"));
+        QVERIFY(bytes.endsWith("49,2026/01/05 10:00:49,2.75,0.5,Match condition:%,,49,1\r\n"));
+    }
+
+    void csvQuoting_data() {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("written");
+        addRow("line feed", "a\nb", "\"a\nb\"");
+        addRow("carriage return", "a\rb", "\"a\rb\"");
+        addRow("full-width comma is text", "溫度，高", "溫度，高");
+    }
+
+    void csvQuoting() {
+        QFETCH(QString, field);
+        QFETCH(QString, written);
+        QCOMPARE(CsvExport::quoted(field), written);
+    }
+
+    void csvOfATrace() {
+        RecordHeader h = makeHeader();
+        h.sUnit = QStringLiteral("kohm");
+        std::vector<TempSample> rows = makeSamples(3);
+        rows[0].sVal = QStringLiteral("12.5 kohm");
+        rows[1].comment = QStringLiteral(u"lid \"open\", 溫度");
+        rows[1].pVal = QStringLiteral("1.5 mA");
+        rows[2].comment = QStringLiteral("two\r\nlines");
+        rows[2].timeTick = QVariant();
+        rows[2].diffLastTime = QVariant();
+        QCOMPARE(CsvExport::encode(TraceRecord{h, rows}),
+                 QStringLiteral(
+                     u"SeqNo,RecTime,Primary [V],Secondary [kΩ],Reason,Comment,TimeTick,DiffLastTime\r\n"
+                     u"0,2026/01/05 10:00:00,3,12.5,Time,,0,0\r\n"
+                     u"1,2026/01/05 10:00:01,1.5 mA,0.5 kHz,Over MAX,\"lid \"\"open\"\", 溫度\",1,1\r\n"
+                     u"2,2026/01/05 10:00:02,3.27,0.5 kHz,Below MIN,\"two\r\nlines\",,\r\n")
+                     .toUtf8());
+    }
+};
 
 QTEST_MAIN(RecordFileTest)
 #include "tst_recordfile.moc"

@@ -44,157 +44,156 @@ bool havePdfToText() {
 class TraceReportTest : public QObject {
     Q_OBJECT
 private slots:
-    void pagesOfA200SampleReport();
-    void statisticsFollowTheGraphWindow();
-    void exportOfASavedRecord_data();
-    void exportOfASavedRecord();
-};
+    void pagesOfA200SampleReport() {
+        StoreFixture fx;
+        FakePanel panel;
+        frmDataTable table;
+        frmGraphicRecord graph;
+        // Settings fields come padded with blanks, as the operation record keeps them.
+        session().operation.reportHeader = fixedText(QStringLiteral("Lab 3 Ripple Test"), 255);
+        QImage logo(120, 60, QImage::Format_RGB32);
+        logo.fill(Qt::darkCyan);
+        QVERIFY(logo.save(fx.path(QStringLiteral("logo.png"))));
+        session().operation.logoFile = fixedText(fx.path(QStringLiteral("logo.png")), 255);
+        setHeaderFields(table, makeHeader(QStringLiteral("7")));
+        QVERIFY(recordStore().replaceTrace(makeSamples(200)));
+        table.refreshRows();
+        graph.ReDraw();
 
-void TraceReportTest::pagesOfA200SampleReport() {
-    StoreFixture fx;
-    FakePanel panel;
-    frmDataTable table;
-    frmGraphicRecord graph;
-    // Settings fields come padded with blanks, as the operation record keeps them.
-    session().operation.reportHeader = fixedText(QStringLiteral("Lab 3 Ripple Test"), 255);
-    QImage logo(120, 60, QImage::Format_RGB32);
-    logo.fill(Qt::darkCyan);
-    QVERIFY(logo.save(fx.path(QStringLiteral("logo.png"))));
-    session().operation.logoFile = fixedText(fx.path(QStringLiteral("logo.png")), 255);
-    setHeaderFields(table, makeHeader(QStringLiteral("7")));
-    QVERIFY(recordStore().replaceTrace(makeSamples(200)));
-    table.refreshRows();
-    graph.ReDraw();
+        const auto report = TraceReport::forWorkingTrace();
+        QVERIFY(report);
+        QVERIFY(!report->content().logo.isNull());
+        const QString pdf = fx.path(QStringLiteral("report.pdf"));
+        QVERIFY(report->writePdf(pdf));
+        QPrinter printer;
+        prepareReportPrinter(printer, *report);
+        QCOMPARE(printer.docName(), QStringLiteral("KVX-5130 record 7"));
+        QPointer<QPrintPreviewDialog> preview = createPrintPreview(*report, nullptr);
+        preview->show();
+        QVERIFY(preview->findChild<QPrintPreviewWidget*>());
+        // 200 rows do not fit on two pages.
+        QTRY_VERIFY(preview->findChild<QPrintPreviewWidget*>()->pageCount() >= 4);
+        const int pages = preview->findChild<QPrintPreviewWidget*>()->pageCount();
+        preview->close(); // deletes itself
+        QTRY_VERIFY(preview.isNull());
+        if (!havePdfToText())
+            QSKIP("pdftotext (poppler-utils) is not installed; the PDF's text cannot be read");
 
-    const auto report = TraceReport::forWorkingTrace();
-    QVERIFY(report);
-    QVERIFY(!report->content().logo.isNull());
-    const QString pdf = fx.path(QStringLiteral("report.pdf"));
-    QVERIFY(report->writePdf(pdf));
-    QPrinter printer;
-    prepareReportPrinter(printer, *report);
-    QCOMPARE(printer.docName(), QStringLiteral("KVX-5130 record 7"));
-    QPointer<QPrintPreviewDialog> preview = createPrintPreview(*report, nullptr);
-    preview->show();
-    QVERIFY(preview->findChild<QPrintPreviewWidget*>());
-    QTRY_VERIFY(preview->findChild<QPrintPreviewWidget*>()->pageCount() >= 4); // 200 rows do not fit on two
-    const int pages = preview->findChild<QPrintPreviewWidget*>()->pageCount();
-    preview->close(); // deletes itself
-    QTRY_VERIFY(preview.isNull());
-    if (!havePdfToText())
-        QSKIP("pdftotext (poppler-utils) is not installed; the PDF's text cannot be read");
-
-    const auto first = pdfPageText(pdf, 1);
-    QVERIFY(first);
-    for (const char* expected :
-         {"Lab 3 Ripple Test", "Record No.:", "2026/01/05 10:03:20", "Bench 4, supply ripple", "MAX:5",
-          "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20", "Elapsed Time [Sec]"})
-        QVERIFY2(first->contains(QLatin1String(expected)), expected);
-    QVERIFY2(!first->contains(QLatin1String("SeqNo")), "the table starts on page two");
-
-    // The table: headings on every page, every sample once and in order.
-    int page = 2;
-    int nextSample = 0;
-    const QDateTime start(QDate(2026, 1, 5), QTime(10, 0, 0));
-    for (std::optional<QString> text; (text = pdfPageText(pdf, page)); ++page) {
-        for (const char* heading : {"SeqNo", "Primary [V]", "Secondary [kHz]"})
-            QVERIFY2(text->contains(QLatin1String(heading)), qPrintable(QStringLiteral("page %1").arg(page)));
-        QVERIFY(!text->contains(QLatin1String("Total Sampling")));
-        for (int at = 0;
-             nextSample < 200 && (at = text->indexOf(dateTimeText(start.addSecs(nextSample)), at)) >= 0;)
-            ++nextSample;
-    }
-    QCOMPARE(page - 1, pages); // the preview shows the pages of the file
-    QCOMPARE(nextSample, 200);
-    QVERIFY(first->contains(QStringLiteral("Page 1 of %1").arg(pages)));
-    QVERIFY(pdfPageText(pdf, pages)->contains(QStringLiteral("Page %1 of %1").arg(pages)));
-    QVERIFY(pdfPageText(pdf, 2)->contains(QLatin1String("check 7")));
-}
-
-void TraceReportTest::statisticsFollowTheGraphWindow() {
-    StoreFixture fx;
-    FakePanel panel;
-    const std::vector<TempSample> rows = makeSamples(200);
-    const TraceReport hidden = TraceReport::forTrace(TraceRecord{makeHeader(), rows}); // no window open
-    QStringList expected{"MAX:5", "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20"};
-    QCOMPARE(hidden.content().graph->statistics(), expected);
-
-    frmGraphicRecord graph;
-    graph.setLimHighText(QStringLiteral("4"));
-    graph.setLimLowText(QStringLiteral("2"));
-    QVERIFY(recordStore().replaceTrace(rows));
-    graph.ReDraw();
-    graph.ReDraw(); // the window's in-band count runs on across rebuilds: the report shows it as it stands
-    graph.CWGraph1()->yAxis->setRange(-10, 10);
-    const auto report = TraceReport::forWorkingTrace();
-    QVERIFY(report);
-    const ReportGraph& printed = *report->content().graph;
-    expected[2] = graph.findChild<QLabel*>(QStringLiteral("pnlStdCount"))->text();
-    QCOMPARE(printed.statistics(), expected);
-    QCOMPARE(printed.window().trace().matchCount * 2, graph.trace().matchCount);
-    QCOMPARE(forms().graph, &graph); // the report's own window did not take the registered one's place
-    const QCustomPlot* plot = printed.window().CWGraph1();
-    QCOMPARE(plot->graph(1)->dataCount(), 200); // the high limit line
-    QCOMPARE(plot->yAxis->range().lower, -10.0);
-
-    // Painting widens the hidden plot for paper and then leaves it as it was.
-    const double xUpper = plot->xAxis->range().upper;
-    const QPen pen = plot->graph(0)->pen();
-    QVERIFY(report->writePdf(fx.path(QStringLiteral("limits.pdf"))));
-    QCOMPARE(plot->xAxis->range().upper, xUpper);
-    QCOMPARE(plot->graph(0)->pen(), pen);
-}
-
-void TraceReportTest::exportOfASavedRecord_data() {
-    QTest::addColumn<int>("recno");
-    QTest::addColumn<bool>("withDatabase");
-    QTest::addColumn<bool>("withPaths");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("message");
-    addRow("existing record", 2, true, true, 0, "");
-    addRow("missing record", 99, true, true, 1, "record 99 does not exist in");
-    addRow("no database", 1, false, true, 1, "there is no record database");
-    addRow("nothing to write", 1, true, false, 2, "needs --pdf FILE or --csv FILE");
-}
-
-void TraceReportTest::exportOfASavedRecord() {
-    QFETCH(int, recno);
-    QFETCH(bool, withDatabase);
-    QFETCH(bool, withPaths);
-    QFETCH(int, exitCode);
-    QFETCH(QString, message);
-    StoreFixture fx;
-    storeRecord(makeHeader(QStringLiteral("1")), makeSamples(10));
-    storeRecord(makeHeader(QStringLiteral("2")), makeSamples(200));
-    QVERIFY(recordStore().replaceTrace(makeSamples(3))); // the working trace is another one
-    recordStore().close();                               // the command line starts with the database closed
-    if (!withDatabase)
-        session().programFolder = fx.path(QStringLiteral("elsewhere"));
-    const QString pdf = withPaths ? fx.path(QStringLiteral("out.pdf")) : QString();
-    const QString csv = withPaths ? fx.path(QStringLiteral("out.csv")) : QString();
-
-    QString messages;
-    QTextStream err(&messages);
-    QCOMPARE(exportRecord(recno, pdf, csv, err), exitCode);
-    if (exitCode != 0) {
-        QVERIFY2(messages.contains(message) && messages.endsWith('\n'), qPrintable(messages));
-        QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"out.*", "elsewhere"}), QStringList());
-        return;
-    }
-    QCOMPARE(messages, QString());
-    const QByteArray bytes = fileBytes(csv);
-    QCOMPARE(bytes.count("\r\n"), 201);
-    QVERIFY(
-        bytes.startsWith("SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,Comment,TimeTick,DiffLastTime\r\n"
-                         "0,2026/01/05 10:00:00,3,0.5,Time,,0,0\r\n"));
-    QCOMPARE(recordStore().countSamples().value_or(-1), 3);
-    QVERIFY(QFileInfo(pdf).size() > 0);
-    if (havePdfToText()) {
         const auto first = pdfPageText(pdf, 1);
-        QVERIFY(first && first->contains(QLatin1String("Total Sampling:200")));
-        QVERIFY(first->contains(TraceReport::defaultTitle()));
+        QVERIFY(first);
+        for (const char* expected :
+             {"Lab 3 Ripple Test", "Record No.:", "2026/01/05 10:03:20", "Bench 4, supply ripple", "MAX:5",
+              "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20", "Elapsed Time [Sec]"})
+            QVERIFY2(first->contains(QLatin1String(expected)), expected);
+        QVERIFY2(!first->contains(QLatin1String("SeqNo")), "the table starts on page two");
+
+        // The table: headings on every page, every sample once and in order.
+        int page = 2;
+        int nextSample = 0;
+        const QDateTime start(QDate(2026, 1, 5), QTime(10, 0, 0));
+        for (std::optional<QString> text; (text = pdfPageText(pdf, page)); ++page) {
+            for (const char* heading : {"SeqNo", "Primary [V]", "Secondary [kHz]"})
+                QVERIFY2(text->contains(QLatin1String(heading)),
+                         qPrintable(QStringLiteral("page %1").arg(page)));
+            QVERIFY(!text->contains(QLatin1String("Total Sampling")));
+            for (int at = 0;
+                 nextSample < 200 && (at = text->indexOf(dateTimeText(start.addSecs(nextSample)), at)) >= 0;)
+                ++nextSample;
+        }
+        QCOMPARE(page - 1, pages); // the preview shows the pages of the file
+        QCOMPARE(nextSample, 200);
+        QVERIFY(first->contains(QStringLiteral("Page 1 of %1").arg(pages)));
+        QVERIFY(pdfPageText(pdf, pages)->contains(QStringLiteral("Page %1 of %1").arg(pages)));
+        QVERIFY(pdfPageText(pdf, 2)->contains(QLatin1String("check 7")));
     }
-}
+
+    void statisticsFollowTheGraphWindow() {
+        StoreFixture fx;
+        FakePanel panel;
+        const std::vector<TempSample> rows = makeSamples(200);
+        const TraceReport hidden = TraceReport::forTrace(TraceRecord{makeHeader(), rows}); // no window open
+        QStringList expected{"MAX:5", "MIN:1", "Match Condition:0", "Total Sampling:200",
+                             "Total Time:0:3:20"};
+        QCOMPARE(hidden.content().graph->statistics(), expected);
+
+        frmGraphicRecord graph;
+        graph.setLimHighText(QStringLiteral("4"));
+        graph.setLimLowText(QStringLiteral("2"));
+        QVERIFY(recordStore().replaceTrace(rows));
+        // The window's in-band count runs on across rebuilds: the report shows it as it stands.
+        graph.ReDraw();
+        graph.ReDraw();
+        graph.CWGraph1()->yAxis->setRange(-10, 10);
+        const auto report = TraceReport::forWorkingTrace();
+        QVERIFY(report);
+        const ReportGraph& printed = *report->content().graph;
+        expected[2] = graph.findChild<QLabel*>(QStringLiteral("pnlStdCount"))->text();
+        QCOMPARE(printed.statistics(), expected);
+        QCOMPARE(printed.window().trace().matchCount * 2, graph.trace().matchCount);
+        QCOMPARE(forms().graph, &graph); // the report's own window did not take the registered one's place
+        const QCustomPlot* plot = printed.window().CWGraph1();
+        QCOMPARE(plot->graph(1)->dataCount(), 200); // the high limit line
+        QCOMPARE(plot->yAxis->range().lower, -10.0);
+
+        // Painting widens the hidden plot for paper and then leaves it as it was.
+        const double xUpper = plot->xAxis->range().upper;
+        const QPen pen = plot->graph(0)->pen();
+        QVERIFY(report->writePdf(fx.path(QStringLiteral("limits.pdf"))));
+        QCOMPARE(plot->xAxis->range().upper, xUpper);
+        QCOMPARE(plot->graph(0)->pen(), pen);
+    }
+
+    void exportOfASavedRecord_data() {
+        QTest::addColumn<int>("recno");
+        QTest::addColumn<bool>("withDatabase");
+        QTest::addColumn<bool>("withPaths");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("message");
+        addRow("existing record", 2, true, true, 0, "");
+        addRow("missing record", 99, true, true, 1, "record 99 does not exist in");
+        addRow("no database", 1, false, true, 1, "there is no record database");
+        addRow("nothing to write", 1, true, false, 2, "needs --pdf FILE or --csv FILE");
+    }
+
+    void exportOfASavedRecord() {
+        QFETCH(int, recno);
+        QFETCH(bool, withDatabase);
+        QFETCH(bool, withPaths);
+        QFETCH(int, exitCode);
+        QFETCH(QString, message);
+        StoreFixture fx;
+        storeRecord(makeHeader(QStringLiteral("1")), makeSamples(10));
+        storeRecord(makeHeader(QStringLiteral("2")), makeSamples(200));
+        QVERIFY(recordStore().replaceTrace(makeSamples(3))); // the working trace is another one
+        recordStore().close(); // the command line starts with the database closed
+        if (!withDatabase)
+            session().programFolder = fx.path(QStringLiteral("elsewhere"));
+        const QString pdf = withPaths ? fx.path(QStringLiteral("out.pdf")) : QString();
+        const QString csv = withPaths ? fx.path(QStringLiteral("out.csv")) : QString();
+
+        QString messages;
+        QTextStream err(&messages);
+        QCOMPARE(exportRecord(recno, pdf, csv, err), exitCode);
+        if (exitCode != 0) {
+            QVERIFY2(messages.contains(message) && messages.endsWith('\n'), qPrintable(messages));
+            QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"out.*", "elsewhere"}), QStringList());
+            return;
+        }
+        QCOMPARE(messages, QString());
+        const QByteArray bytes = fileBytes(csv);
+        QCOMPARE(bytes.count("\r\n"), 201);
+        QVERIFY(bytes.startsWith(
+            "SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,Comment,TimeTick,DiffLastTime\r\n"
+            "0,2026/01/05 10:00:00,3,0.5,Time,,0,0\r\n"));
+        QCOMPARE(recordStore().countSamples().value_or(-1), 3);
+        QVERIFY(QFileInfo(pdf).size() > 0);
+        if (havePdfToText()) {
+            const auto first = pdfPageText(pdf, 1);
+            QVERIFY(first && first->contains(QLatin1String("Total Sampling:200")));
+            QVERIFY(first->contains(TraceReport::defaultTitle()));
+        }
+    }
+};
 
 QTEST_MAIN(TraceReportTest)
 #include "tst_tracereport.moc"
