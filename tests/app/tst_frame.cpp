@@ -80,6 +80,10 @@ private slots:
         const auto stack = m_frame->area()->subWindowList(QMdiArea::StackingOrder);
         QVERIFY(stack.indexOf(sub(kFormGraphic)) > stack.indexOf(sub(kFormDataTable)));
         QCOMPARE(forms().state->connText(), QStringLiteral("LIVE"));
+        // The grid's print entries reach the reports, which have nothing to print yet.
+        for (const char* print : {"actPrintData", "actPrintFlexGrid"})
+            m_frame->findChild<QAction*>(print)->trigger();
+        QCOMPARE(m_messages->texts(), QStringList(2, QStringLiteral("You have to measure first")));
         QVERIFY(!panel()->timer2()->isActive());
         m_frame->startTrace();
         QVERIFY(panel()->timer2()->isActive());

@@ -7,6 +7,7 @@
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -105,6 +106,55 @@ private slots:
         QVERIFY(first->contains(QStringLiteral("Page 1 of %1").arg(pages)));
         QVERIFY(pdfPageText(pdf, pages)->contains(QStringLiteral("Page %1 of %1").arg(pages)));
         QVERIFY(pdfPageText(pdf, 2)->contains(QLatin1String("check 7")));
+    }
+
+    // The grid's print: the rows the filter shows, table pages only. A filter that
+    // shows nothing still prints its headings; a trace with no sample prints nothing.
+    void gridPrintout_data() {
+        QTest::addColumn<int>("samples");
+        QTest::addColumn<int>("filter");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("Over MAX of 200") << 200 << 2 << "Over MAX" << 40;
+        QTest::newRow("nothing matches") << 3 << 4 << "Match condition: Level" << 0;
+        QTest::newRow("nothing measured") << 0 << 0 << "Total" << 0;
+    }
+
+    void gridPrintout() {
+        QFETCH(int, samples);
+        QFETCH(int, filter);
+        QFETCH(QString, shown);
+        StoreFixture fx;
+        FakePanel panel;
+        frmDataTable table;
+        setHeaderFields(table, makeHeader(QStringLiteral("7")));
+        QVERIFY(recordStore().replaceTrace(makeSamples(samples)));
+        table.findChild<QComboBox*>(QStringLiteral("CmbSample"))->setCurrentIndex(filter);
+        if (samples == 0) {
+            QVERIFY(!showGridPrintPreview(nullptr));
+            QCOMPARE(fx.messages->texts(), QStringList{"You have to measure first"});
+            return;
+        }
+
+        const auto report = TraceReport::forGrid();
+        QVERIFY(report);
+        QTEST(int(report->content().trace.samples.size()), "rows");
+        const QString pdf = fx.path(QStringLiteral("grid.pdf"));
+        QVERIFY(report->writePdf(pdf));
+        if (!havePdfToText())
+            QSKIP("pdftotext (poppler-utils) is not installed; the PDF's text cannot be read");
+        const auto first = pdfPageText(pdf, 1);
+        QVERIFY(first);
+        QVERIFY(first->contains(QStringLiteral("(shown: %1)").arg(shown)));
+        QVERIFY(first->contains(QLatin1String("SeqNo")));
+        QVERIFY2(!first->contains(QLatin1String("Total Sampling")), "no graph page");
+        // Samples 1, 6, 11, ... are the ones over MAX; no other sample is printed.
+        QString all;
+        for (int page = 1; const auto text = pdfPageText(pdf, page); ++page)
+            all += *text;
+        const QDateTime start(QDate(2026, 1, 5), QTime(10, 0, 0));
+        for (int i = 1; i < samples; ++i) // sample 0's time is the caption's start time
+            QCOMPARE(all.contains(dateTimeText(start.addSecs(i))), filter == 2 && i % 5 == 1);
     }
 
     void statisticsFollowTheGraphWindow() {
