@@ -2,76 +2,60 @@
 
 namespace kvx {
 
+namespace {
+
+// The record's parity numbers and the letter a framing is written with ("7E1").
+struct ParityChoice {
+    qint16 number;
+    QSerialPort::Parity parity;
+    char letter;
+};
+constexpr ParityChoice kParities[] = {{0, QSerialPort::NoParity, 'N'},
+                                      {1, QSerialPort::OddParity, 'O'},
+                                      {2, QSerialPort::EvenParity, 'E'},
+                                      {3, QSerialPort::MarkParity, 'M'},
+                                      {4, QSerialPort::SpaceParity, 'S'}};
+
+struct HandshakeChoice {
+    qint16 number;
+    QSerialPort::FlowControl handshake;
+    const char* name;
+};
+constexpr HandshakeChoice kHandshakes[] = {{0, QSerialPort::NoFlowControl, ""},
+                                           {1, QSerialPort::HardwareControl, " RTS/CTS"},
+                                           {2, QSerialPort::SoftwareControl, " XON/XOFF"}};
+
+} // namespace
+
 SerialFraming SerialFraming::fromSettings(const std::array<qint16, 4>& settings) {
     SerialFraming framing;
     if (settings[0] >= 5 && settings[0] <= 8)
         framing.dataBits = static_cast<QSerialPort::DataBits>(settings[0]);
-
-    switch (settings[1]) {
-    case 1:
-        framing.parity = QSerialPort::OddParity;
-        break;
-    case 2:
-        framing.parity = QSerialPort::EvenParity;
-        break;
-    case 3:
-        framing.parity = QSerialPort::MarkParity;
-        break;
-    case 4:
-        framing.parity = QSerialPort::SpaceParity;
-        break;
-    default:
-        break;
+    for (const ParityChoice& choice : kParities) {
+        if (choice.number == settings[1])
+            framing.parity = choice.parity;
     }
-
     if (settings[2] == 2)
         framing.stopBits = QSerialPort::TwoStop;
-
-    switch (settings[3]) {
-    case 1:
-        framing.handshake = QSerialPort::HardwareControl;
-        break;
-    case 2:
-        framing.handshake = QSerialPort::SoftwareControl;
-        break;
-    default:
-        break;
+    for (const HandshakeChoice& choice : kHandshakes) {
+        if (choice.number == settings[3])
+            framing.handshake = choice.handshake;
     }
     return framing;
 }
 
 QString SerialFraming::text() const {
-    QChar parityLetter = QLatin1Char('N');
-    switch (parity) {
-    case QSerialPort::OddParity:
-        parityLetter = QLatin1Char('O');
-        break;
-    case QSerialPort::EvenParity:
-        parityLetter = QLatin1Char('E');
-        break;
-    case QSerialPort::MarkParity:
-        parityLetter = QLatin1Char('M');
-        break;
-    case QSerialPort::SpaceParity:
-        parityLetter = QLatin1Char('S');
-        break;
-    default:
-        break;
+    QString result = QString::number(int(dataBits));
+    for (const ParityChoice& choice : kParities) {
+        if (choice.parity == parity)
+            result += QLatin1Char(choice.letter);
     }
-    QString result = QStringLiteral("%1%2%3")
-                         .arg(int(dataBits))
-                         .arg(parityLetter)
-                         .arg(stopBits == QSerialPort::TwoStop ? 2 : 1);
-    if (handshake == QSerialPort::HardwareControl)
-        result += QStringLiteral(" RTS/CTS");
-    else if (handshake == QSerialPort::SoftwareControl)
-        result += QStringLiteral(" XON/XOFF");
+    result += stopBits == QSerialPort::TwoStop ? QLatin1Char('2') : QLatin1Char('1');
+    for (const HandshakeChoice& choice : kHandshakes) {
+        if (choice.handshake == handshake)
+            result += QLatin1String(choice.name);
+    }
     return result;
-}
-
-bool SerialFraming::operator==(const SerialFraming& other) const {
-    return dataBits == other.dataBits && parity == other.parity && stopBits == other.stopBits &&
-           handshake == other.handshake;
 }
 
 } // namespace kvx

@@ -27,9 +27,6 @@ struct SerialFraming {
     static SerialFraming fromSettings(const std::array<qint16, 4>& settings);
     // "8N1", "7E2 RTS/CTS": for messages about the port.
     QString text() const;
-
-    bool operator==(const SerialFraming& other) const;
-    bool operator!=(const SerialFraming& other) const { return !(*this == other); }
 };
 
 } // namespace kvx
