@@ -40,20 +40,15 @@ private slots:
         QTest::addColumn<double>("magnitude");
         QTest::addColumn<QString>("format");
         // clang-format off
-        QTest::newRow("V 0") << "V" << 0.0 << ".###0 \"V\"";
         QTest::newRow("V 5 stays fine") << "V" << 5.0 << ".###0 \"V\"";
         QTest::newRow("V 5.001") << "V" << 5.001 << ".##0 \"V\"";
         QTest::newRow("V exactly 50") << "V" << 50.0 << ".##0 \"V\"";
         QTest::newRow("V 50.5") << "V" << 50.5 << ".#0 \"V\"";
         QTest::newRow("V 500") << "V" << 500.0 << ".#0 \"V\"";
         QTest::newRow("V 500.1") << "V" << 500.1 << ".0 \"V\"";
-        QTest::newRow("V 1200") << "V" << 1200.0 << ".0 \"V\"";
         QTest::newRow("no unit reads as volts") << "" << 12.0 << ".##0 \"V\"";
         QTest::newRow("mA 2000") << "mA" << 2000.0 << ".0 \"mA\"";
-        QTest::newRow("mA 0.4") << "mA" << 0.4 << ".###0 \"mA\"";
         QTest::newRow("kohm shown as kΩ") << "kohm" << 60.0 << ".#0 \"kΩ\"";
-        QTest::newRow("kHz 6") << "kHz" << 6.0 << ".##0 \"kHz\"";
-        QTest::newRow("nF 501") << "nF" << 501.0 << ".0 \"nF\"";
         // clang-format on
     }
 
@@ -95,12 +90,10 @@ private slots:
         QTest::addColumn<double>("tickSeconds");
         QTest::addColumn<int>("interval");
         QTest::newRow("instant") << 0.0 << 1000;
-        QTest::newRow("quarter second") << 0.25 << 750;
         QTest::newRow("1.3 s tick") << 1.3 << 700;
         QTest::newRow("exactly 2 s") << 2.0 << 1000;
         QTest::newRow("4.999 s") << 4.999 << 1;
         QTest::newRow("5 s keeps interval") << 5.0 << 1234;
-        QTest::newRow("7.5 s keeps interval") << 7.5 << 1234;
     }
 
     void tickRearmsOnWholeSecondGrid() {
@@ -157,14 +150,18 @@ private slots:
         QTest::addColumn<QStringList>("commands");
         QTest::addColumn<double>("primary");
         QTest::addColumn<double>("secondary");
-        QTest::newRow("dual display") << "60.02,1.234" << QStringList{":READ?"} << 1.234 << 60.02;
-        QTest::newRow("single display") << "1.5" << QStringList{":READ?", ":VALUE?"} << 7.25 << 0.0;
+        QTest::addColumn<bool>("answering");
+        QTest::newRow("dual display") << "60.02,1.234" << QStringList{":READ?"} << 1.234 << 60.02 << true;
+        QTest::newRow("single display") << "1.5" << QStringList{":READ?", ":VALUE?"} << 7.25 << 0.0 << true;
+        // A meter gone away mid-trace: zeros go on to the views, the mark shows why, the timer runs on.
+        QTest::newRow("meter away") << "1.5" << QStringList{":READ?", ":VALUE?"} << 0.0 << 0.0 << false;
     }
 
     void tickHandsReadingToViewsInOrder() {
         QFETCH(QString, reading);
         QFETCH(double, primary);
         QFETCH(double, secondary);
+        QFETCH(bool, answering);
         PanelFixture f;
         f.connectFakeMeter();
         f.meter->reading = reading;
@@ -172,8 +169,13 @@ private slots:
         f.key("cmdStart")->click();
         f.meter->commands.clear();
         f.views.calls.clear();
+        f.views.conn.clear();
+        f.meter->answering = answering;
         f.tick(0);
         QTEST(f.meter->commands, "commands");
+        QCOMPARE(f.views.conn, answering ? QStringLiteral("LIVE") : QStringLiteral("DEAD"));
+        QVERIFY(f.panel->timer2()->isActive());
+        QVERIFY(f.messages->shown().empty());
         QCOMPARE(f.views.primary, primary);
         QCOMPARE(f.views.secondary, secondary);
         QCOMPARE(f.views.tablePrimary, primary);
@@ -213,38 +215,34 @@ private slots:
         PanelFixture f;
         f.connectFakeMeter();
         QPushButton* start = f.key("cmdStart");
+        // The key, the tracing flag and the timer, in one line.
+        const auto state = [&] {
+            return QStringList{
+                start->text(), start->toolTip(), start->palette().color(QPalette::Button).name(),
+                QString::number(session().tracing), QString::number(f.panel->timer2()->isActive())};
+        };
+        const QStringList stopped{"Start", "Start To Show Trace", "#ff0000", "0", "0"};
         // A meter that does not answer: a warning, and the key still offers to start.
         f.meter->answering = false;
         start->click();
         QCOMPARE(f.messages->texts(), QStringList{"Communication Error!"});
         QCOMPARE(f.messages->shown().front().title, QStringLiteral("Warning"));
-        QCOMPARE(start->text(), QStringLiteral("Start"));
-        QCOMPARE(start->toolTip(), QStringLiteral("Start To Show Trace"));
-        QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
+        QCOMPARE(state(), stopped);
         QCOMPARE(f.views.conn, QStringLiteral("DEAD"));
-        QVERIFY(!session().tracing);
-        QVERIFY(!f.panel->timer2()->isActive());
 
         f.meter->answering = true;
         session().operation.samplingInterval = QStringLiteral("2.5 ");
         start->click();
+        QCOMPARE(state(), (QStringList{"Stop", "Stop To Show Trace", "#00ff00", "1", "1"}));
         QCOMPARE(f.views.conn, QStringLiteral("LIVE"));
-        QVERIFY(session().tracing);
-        QVERIFY(f.panel->timer2()->isActive());
         QCOMPARE(f.panel->timer2()->interval(), 1000);
-        QCOMPARE(start->text(), QStringLiteral("Stop"));
-        QCOMPARE(start->toolTip(), QStringLiteral("Stop To Show Trace"));
-        QCOMPARE(start->palette().color(QPalette::Button), QColor(0, 255, 0));
         QCOMPARE(f.views.interval, QStringLiteral("2.5"));
         QCOMPARE(f.views.field(RecordField::StartTime), QStringLiteral("2026/01/05 10:00:00"));
         QVERIFY(f.views.live);
 
         f.clock->advance(90);
         start->click();
-        QVERIFY(!session().tracing);
-        QVERIFY(!f.panel->timer2()->isActive());
-        QCOMPARE(start->text(), QStringLiteral("Start"));
-        QCOMPARE(start->palette().color(QPalette::Button), QColor(255, 0, 0));
+        QCOMPARE(state(), stopped);
         QCOMPARE(f.views.field(RecordField::EndTime), QStringLiteral("2026/01/05 10:01:30"));
         QCOMPARE(f.views.calls.mid(f.views.calls.size() - 2), (QStringList{"live:0", "ReDraw"}));
 
@@ -320,18 +318,11 @@ private slots:
         // A saved function is found by its short or long name, exactly, case included.
         QTest::newRow("DCV") << "DCV" << true << "cmdDCV";
         QTest::newRow("AC Voltage") << "AC Voltage" << true << "cmdACV";
-        QTest::newRow("AC+DCV") << "AC+DCV" << true << "cmdACDC_Vol";
-        QTest::newRow("Hz+ACV") << "Hz+ACV" << true << "cmdACVFeq";
         QTest::newRow("ACV + Frequence") << "ACV + Frequence" << true << "cmdACVFeq";
         QTest::newRow("lower case falls back") << "hz+acv" << true << "cmdDCV";
-        QTest::newRow("AC+DC Current") << "AC+DC Current" << true << "cmdACDC_Cur";
-        QTest::newRow("ACA + Frequence") << "ACA + Frequence" << true << "cmdACA_Frq";
         QTest::newRow("Resitance as spelt") << "Resitance " << true << "cmdOhm";
         QTest::newRow("Resistance spelt right is unknown") << "Resistance" << true << "cmdDCV";
-        QTest::newRow("CAPACITANCE") << "CAPACITANCE" << true << "cmdCapacitance";
-        QTest::newRow("Diode") << "Diode" << true << "cmdDIODE";
         QTest::newRow("blank-padded CONT") << "CONT      " << true << "cmdContinue";
-        QTest::newRow("RIPPLE") << "RIPPLE" << true << "cmdRipple";
         QTest::newRow("Ripple") << "Ripple" << true << "cmdRipple";
         QTest::newRow("blank") << "          " << true << "cmdDCV";
         QTest::newRow("not Ready") << "AC Voltage" << false << "cmdDCV";
@@ -403,11 +394,9 @@ private slots:
         // clang-format off
         QTest::newRow("serial") << "1| |" << "" << "RS232" << prologix << 19200;
         QTest::newRow("serial flag other than 1") << "0||" << "" << "GPIB" << prologix << 19200;
-        QTest::newRow("GPIB flag decides") << "1|1|" << "" << "GPIB" << prologix << 19200;
-        QTest::newRow("GPIB flag 0 means serial") << "0|0|" << "" << "RS232" << prologix << 19200;
+        QTest::newRow("GPIB flag decides, over LAN") << "1|1|1" << "" << "GPIB" << tcp << 19200;
         QTest::newRow("no flags, no link") << "||" << "" << "" << prologix << 19200;
-        QTest::newRow("LAN under GPIB") << "0|1|1" << "" << "GPIB" << tcp << 19200;
-        QTest::newRow("LAN kept while serial chosen") << "1|0|1" << "" << "RS232" << tcp << 19200;
+        QTest::newRow("GPIB flag 0 means serial, LAN kept") << "0|0|1" << "" << "RS232" << tcp << 19200;
         // A --link text replaces the record's link settings; an unreadable one leaves them, and says so.
         QTest::newRow("--link serial@rate") << "|1|" << "serial:/nonexistent/ttyUSB3@38400" << "RS232"
                                             << "gpib:0" << 38400;

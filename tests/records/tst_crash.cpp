@@ -44,38 +44,36 @@ class TestCrash : public QObject {
     Q_OBJECT
 
 private slots:
-    void killedMidTraceKeepsEveryStoredSample();
-};
+    void killedMidTraceKeepsEveryStoredSample() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(kDatabaseFile);
+        QProcess child;
+        child.start(QCoreApplication::applicationFilePath(), {kChildSwitch, path});
+        QVERIFY(child.waitForStarted());
 
-void TestCrash::killedMidTraceKeepsEveryStoredSample() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(kDatabaseFile);
-    QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {kChildSwitch, path});
-    QVERIFY(child.waitForStarted());
-
-    int lastReported = -1;
-    while (lastReported < 300 && child.waitForReadyRead(10000)) {
-        while (child.canReadLine()) {
-            const QByteArray line = child.readLine();
-            if (line.startsWith("stored "))
-                lastReported = line.mid(7).trimmed().toInt();
+        int lastReported = -1;
+        while (lastReported < 300 && child.waitForReadyRead(10000)) {
+            while (child.canReadLine()) {
+                const QByteArray line = child.readLine();
+                if (line.startsWith("stored "))
+                    lastReported = line.mid(7).trimmed().toInt();
+            }
         }
-    }
-    QVERIFY2(lastReported >= 300, "the child did not record");
-    child.kill(); // SIGKILL: no handler, no clean close of the database
-    QVERIFY(child.waitForFinished());
-    QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+        QVERIFY2(lastReported >= 300, "the child did not record");
+        child.kill(); // SIGKILL: no handler, no clean close of the database
+        QVERIFY(child.waitForFinished());
+        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
 
-    QVERIFY(recordStore().open(path)); // what a fresh start of the program on the same file sees
-    const std::optional<qint64> count = recordStore().countSamples();
-    QVERIFY(count);
-    QVERIFY2(*count >= lastReported + 1,
-             qPrintable(QString("%1 stored, %2 reported").arg(*count).arg(lastReported)));
-    const auto highest = recordStore().highestSampleNumber();
-    QVERIFY(highest && highest->has_value());
-    QCOMPARE(**highest, *count - 1); // no gaps
-}
+        QVERIFY(recordStore().open(path)); // what a fresh start of the program on the same file sees
+        const std::optional<qint64> count = recordStore().countSamples();
+        QVERIFY(count);
+        QVERIFY2(*count >= lastReported + 1,
+                 qPrintable(QString("%1 stored, %2 reported").arg(*count).arg(lastReported)));
+        const auto highest = recordStore().highestSampleNumber();
+        QVERIFY(highest && highest->has_value());
+        QCOMPARE(**highest, *count - 1); // no gaps
+    }
+};
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);

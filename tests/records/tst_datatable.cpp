@@ -1,10 +1,8 @@
 // The data table window against a real database: which readings become samples
 // and why, the time columns, the filter list, comments, and a locked database.
 
-#include "DataRows.h"
-#include "WindowTestSupport.h"
+#include "TableBench.h"
 #include "clsKVX5310.h"
-#include "frmDataTable.h"
 
 #include <QComboBox>
 #include <QFrame>
@@ -19,35 +17,20 @@ using namespace kvx::test;
 
 namespace {
 
-struct Table {
-    StoreFixture store;
-    FakeStatePanel state;
-    frmDataTable window;
-    double clockValue = 36000.0; // 10:00:00, as the manual clock starts
-
-    Table() { window.ClearData(); }
-    // One reading handed over by the polling cycle, `seconds` after the previous one.
-    bool feed(double value, double seconds = 1.0) {
-        session().lastReadingTime = clockValue += seconds;
-        const int before = window.rowCount();
-        window.setValuePrimary(value);
-        window.setValueSecond(0.0);
-        window.AppendData();
-        return window.rowCount() > before;
-    }
+struct Table : TableBench {
     QStringList stored(const QString& columnName) const {
-        return column(store.databasePath(), "select " + columnName + " from datatemp order by SeqNo");
+        return db("select " + columnName + " from datatemp order by SeqNo");
     }
-    QTableView* grid() const { return window.findChild<QTableView*>("grdHelQuest"); }
-    QComboBox* filter() const { return window.findChild<QComboBox*>("CmbSample"); }
-    QFrame* commentPanel() const { return window.findChild<QFrame*>("pnlDataComment"); }
+    QTableView* grid() const { return table.findChild<QTableView*>("grdHelQuest"); }
+    QComboBox* filter() const { return table.findChild<QComboBox*>("CmbSample"); }
+    QFrame* commentPanel() const { return table.findChild<QFrame*>("pnlDataComment"); }
     void editComment(int row, const QString& text, const char* button) {
         const QModelIndex cell = grid()->model()->index(row, TraceTableModel::CommentColumn);
         grid()->scrollTo(cell);
         QTest::mouseClick(grid()->viewport(), Qt::LeftButton, {}, grid()->visualRect(cell).center());
         QVERIFY(commentPanel()->isVisible());
-        window.findChild<QLineEdit*>("txtDataComment")->setText(text);
-        QTest::mouseClick(window.findChild<QPushButton*>(button), Qt::LeftButton);
+        table.findChild<QLineEdit*>("txtDataComment")->setText(text);
+        QTest::mouseClick(table.findChild<QPushButton*>(button), Qt::LeftButton);
     }
 };
 
@@ -59,251 +42,240 @@ class TestDataTable : public QObject {
 private slots:
     void init() { driver().setUnitPrimary("Voltage"); }
 
-    void reasonCodes_data();
-    void reasonCodes();
-    void timeColumns_data();
-    void timeColumns();
-    void readingTextsAndTheTraceAfterARestart();
-    void clearEmptiesEverything();
-    void percentFilterShowsAllRows_data();
-    void percentFilterShowsAllRows();
-    void commentEditCoversSamplesOfTheSameSecond();
-    void rowSelectionColoursAndResizeRule();
-    void lockedDatabaseIsReportedOnce();
-};
-
-void TestDataTable::reasonCodes_data() {
-    QTest::addColumn<QString>("interval");
-    QTest::addColumn<QString>("holdWord");
-    QTest::addColumn<QString>("maxText");
-    QTest::addColumn<QString>("minText");
-    QTest::addColumn<QString>("readings");
-    QTest::addColumn<QString>("expected"); // reason code per reading, '-' when nothing is stored
-    addRow("N=1: every reading, limits or not", "1", "HOLD", "10", "-10", "1 50 -50 0", "0000");
-    addRow("N=5: every fifth", "5", "", "", "", "1 2 3 4 5 6 7 8 9 10 11", "0----0----0");
-    addRow("blank interval stores every reading", "", "", "", "", "1 2 3", "000");
-    addRow("zero interval", "0", "", "", "", "1 2 3", "000");
-    addRow("interval not a number", "abc", "", "", "", "1 2 3", "000");
-    addRow("negative interval", "-3", "", "", "", "1 2 3", "000");
-    addRow("over MAX beats below MIN", "5", "", "10", "20", "0 15 11 10", "0112");
-    addRow("below MIN", "5", "", "", "-1", "0 -2 -1 5", "02--");
-    addRow("blank limit texts are no limits", "5", "", "  ", " ", "0 99 -99", "0--");
-    addRow("limit beats HOLD", "5", "HOLD", "10", "", "20 11 5", "013");
-    addRow("HOLD: below the held reading only", "10", "HOLD", "", "", "10 9 9.5 8 8 7", "03-3-3");
-    addRow("AUTOHOLD: equal skipped, below by percent", "10", "AUTOHOLD", "", "", "10 10 11 9 9 8", "0--4-4");
-    addRow("AUTOHOLD: past 200 readings", "300", "AUTOHOLD", "", "", "10" + QString(" 11").repeated(201),
-           "0" + QString(200, '-') + "3");
-    addRow("AUTOHOLD: equal readings are not counted", "300", "AUTOHOLD", "", "",
-           "10" + QString(" 10").repeated(201), "0" + QString(201, '-'));
-    addRow("another math word matches nothing", "5", "REL", "", "", "10 1 100", "0--");
-}
-
-void TestDataTable::reasonCodes() {
-    QFETCH(QString, interval);
-    QFETCH(QString, holdWord);
-    QFETCH(QString, maxText);
-    QFETCH(QString, minText);
-    QFETCH(QString, readings);
-    QFETCH(QString, expected);
-    Table t;
-    t.state.math = holdWord;
-    t.state.limitMax = maxText;
-    t.state.limitMin = minText;
-    t.window.setField(RecordField::TimerSample, interval);
-
-    QString outcome;
-    for (const QString& reading : readings.split(' '))
-        outcome += t.feed(reading.toDouble()) ? "+" : "-";
-    QStringList codes = t.stored("Reason");
-    for (int i = 0; i < outcome.size(); ++i)
-        if (outcome[i] == '+')
-            outcome[i] = codes.takeFirst().at(0);
-    QCOMPARE(outcome, expected);
-    QVERIFY(codes.isEmpty());
-}
-
-void TestDataTable::timeColumns_data() {
-    QTest::addColumn<QTime>("clockStart");
-    QTest::addColumn<QList<double>>("readingTimes"); // seconds since midnight
-    QTest::addColumn<QString>("recTimes");
-    QTest::addColumn<QString>("ticks");
-    QTest::addColumn<QString>("gaps");
-    addRow("whole seconds", QTime(10, 0), QList<double>{36000, 36001, 36003.6, 36003.9},
-           "2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:04,2026/01/05 10:00:04", "0,1,4,4",
-           "0,1,3,0");
-    addRow("gaps add up unrounded", QTime(10, 0), QList<double>{36000, 36000.4, 36000.8, 36001.2},
-           "2026/01/05 10:00:00,2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:01", "0,0,1,1",
-           "0,0,0,0");
-    // The gap across midnight is the clock difference as it is, a day short.
-    addRow("midnight moves the date on", QTime(23, 59, 58), QList<double>{86398, 86399, 1, 2},
-           "2026/01/05 23:59:58,2026/01/05 23:59:59,2026/01/06 00:00:01,2026/01/06 00:00:02",
-           "0,1,-86397,-86396", "0,1,-86398,1");
-}
-
-void TestDataTable::timeColumns() {
-    QFETCH(QTime, clockStart);
-    QFETCH(QList<double>, readingTimes);
-    QFETCH(QString, recTimes);
-    QFETCH(QString, ticks);
-    QFETCH(QString, gaps);
-    Table t;
-    t.store.clock->set(QDateTime(QDate(2026, 1, 5), clockStart));
-    for (double when : readingTimes)
-        t.feed(1, when - t.clockValue);
-    QCOMPARE(t.stored("RecTime").join(','), recTimes);
-    QCOMPARE(t.stored("TimeTick").join(','), ticks);
-    QCOMPARE(t.stored("DiffLastTime").join(','), gaps);
-    QCOMPARE(t.window.GetDate(3), recTimes.section(',', 3));
-}
-
-void TestDataTable::readingTextsAndTheTraceAfterARestart() {
-    Table t;
-    driver().setUnitSecond("Frequence");
-    t.state.math = "AUTOHOLD";
-    t.state.limitMax = "160";
-    t.window.setField(RecordField::TimerSample, "10");
-    for (double reading : {-1.25, 200.0, 150.0})
-        t.feed(reading);
-    driver().setUnitSecond("");
-    QCOMPARE(t.window.GetValuePrimary(0) + "|" + t.window.GetValueSecond(0), QString("-1.25 V|0 kHz"));
-    QCOMPARE(t.stored("PVal || '|' || SVal || '|' || Comment").first(), QString("-1.25 V|0 kHz|"));
-    const auto reasons = [](const frmDataTable& w) {
-        QStringList texts;
-        for (int row = 0; row < w.rowCount(); ++row)
-            texts << w.model().text(row, TraceTableModel::ReasonColumn);
-        return texts;
-    };
-    QCOMPARE(reasons(t.window), QStringList({"Time", "Over MAX", "Match condition:%"}));
-
-    // A fresh start shows the stored trace; the rebuilt rows know the percent match by no name.
-    frmDataTable restarted;
-    QCOMPARE(reasons(restarted), QStringList({"Time", "Over MAX", ""}));
-    QCOMPARE(restarted.GetValuePrimary(1), QString("200 V"));
-    QCOMPARE(restarted.field(RecordField::TimerSample), QString("1"));
-    QCOMPARE(forms().dataTable, static_cast<DataTable*>(&restarted));
-}
-
-void TestDataTable::clearEmptiesEverything() {
-    Table t;
-    for (int i = 0; i < 3; ++i)
-        t.feed(i);
-    for (RecordField f : {RecordField::Recno, RecordField::DataDesc, RecordField::StartTime})
-        t.window.setField(f, "4");
-    t.filter()->setCurrentIndex(2);
-
-    t.window.ClearData();
-    QCOMPARE(t.window.rowCount(), 0);
-    QCOMPARE(t.grid()->model()->rowCount(), 0);
-    QCOMPARE(t.stored("SeqNo"), QStringList());
-    for (RecordField f : {RecordField::Recno, RecordField::DataDesc, RecordField::StartTime})
-        QCOMPARE(t.window.field(f), QString());
-    QCOMPARE(t.window.field(RecordField::PUnit), QString("V"));
-    QCOMPARE(t.filter()->currentIndex(), 0);
-    QCOMPARE(t.grid()->model()->headerData(2, Qt::Horizontal).toString(), QString("primary reading [ V ]"));
-
-    // A cleared trace starts its times again from the next reading.
-    t.feed(7, 30);
-    QCOMPARE(t.stored("SeqNo || ':' || TimeTick"), QStringList({"0:0"}));
-}
-
-void TestDataTable::percentFilterShowsAllRows_data() {
-    QTest::addColumn<int>("filterIndex");
-    QTest::addColumn<QString>("shownSeqNos");
-    addRow("Total", 0, "01234");
-    addRow("Time", 1, "0");
-    addRow("Over MAX", 2, "1");
-    addRow("Below MIN", 3, "2");
-    addRow("Match condition: Level", 4, "3");
-    addRow("Match condition: Percent", 5, "01234");
-}
-
-void TestDataTable::percentFilterShowsAllRows() {
-    QFETCH(int, filterIndex);
-    QFETCH(QString, shownSeqNos);
-    Table t;
-    for (int seqNo = 0; seqNo < 5; ++seqNo)
-        QVERIFY(recordStore().insertSample(seqNo, QString::number(seqNo), "1 V", "0 ", QString::number(seqNo),
-                                           seqNo, 1));
-    t.filter()->setCurrentIndex(filterIndex);
-    if (filterIndex == 0)
-        t.window.refreshRows();
-    QString shown;
-    for (int row = 0; row < t.grid()->model()->rowCount(); ++row)
-        shown += t.grid()->model()->index(row, 0).data().toString();
-    QCOMPARE(shown, shownSeqNos);
-}
-
-void TestDataTable::commentEditCoversSamplesOfTheSameSecond() {
-    Table t;
-    t.feed(1, 0.0);
-    t.feed(2, 0.4); // same second as the first
-    t.feed(3, 1.0);
-    QCOMPARE(t.window.GetDate(0), t.window.GetDate(1));
-    t.window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&t.window));
-
-    t.editComment(1, "spike", "cmdProcOK");
-    QVERIFY(!t.commentPanel()->isVisible());
-    QCOMPARE(t.stored("Comment"), QStringList({"spike", "spike", ""}));
-    QCOMPARE(t.window.model().text(0, TraceTableModel::CommentColumn), QString("spike"));
-
-    t.editComment(2, "ignored", "cmdProcCancel");
-    QVERIFY(!t.commentPanel()->isVisible());
-    QCOMPARE(t.stored("Comment").last(), QString());
-
-    // A quote fails in the database: one message, the panel stays open, nothing changes.
-    t.editComment(2, "it's high", "cmdProcOK");
-    QCOMPARE(t.store.messages->shown().size(), size_t(1));
-    QVERIFY(t.commentPanel()->isVisible());
-    QCOMPARE(t.stored("Comment"), QStringList({"spike", "spike", ""}));
-    QCOMPARE(t.window.model().text(2, TraceTableModel::CommentColumn), QString());
-    QCOMPARE(t.window.rowCount(), 3);
-}
-
-void TestDataTable::rowSelectionColoursAndResizeRule() {
-    Table t;
-    const QAbstractItemModel* model = t.grid()->model();
-    t.window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&t.window));
-    t.window.resize(700, 500);
-    QCOMPARE(t.grid()->size(), QSize(700 - 17, 500 - 80));
-    QCOMPARE(t.window.visibleRows(), t.grid()->height() / t.grid()->verticalHeader()->defaultSectionSize());
-    // Past the visible rows, the newest row stays in view.
-    for (int i = 0; i < t.window.visibleRows() + 20; ++i)
-        t.feed(i);
-    const QModelIndex newest = model->index(t.window.rowCount() - 1, 0);
-    QTRY_VERIFY(t.grid()->viewport()->rect().contains(t.grid()->visualRect(newest)));
-
-    t.window.RowSelected(1);
-    t.window.RowSelected(2);
-    QCOMPARE(t.window.selectedRow(), 2);
-    const auto colour = [model](int row, int role) {
-        return model->index(row, 4).data(role).value<QColor>();
-    };
-    QCOMPARE(colour(2, Qt::BackgroundRole), QColor(255, 192, 255)); // the selected row
-    QCOMPARE(colour(2, Qt::ForegroundRole), QColor(Qt::black));
-    QCOMPARE(colour(1, Qt::BackgroundRole), QColor(255, 255, 192)); // the one selected before
-    QCOMPARE(colour(1, Qt::ForegroundRole), QColor(0, 0, 255));
-    t.window.RowSelected(t.window.rowCount()); // not a row: nothing changes
-    QCOMPARE(t.window.selectedRow(), 2);
-}
-
-void TestDataTable::lockedDatabaseIsReportedOnce() {
-    Table t;
-    t.feed(1);
-    {
-        OtherProgramLock lock(t.store.databasePath());
-        QVERIFY(lock.locked);
-        for (int i = 0; i < 3; ++i)
-            QVERIFY(!t.feed(2));
-        QCOMPARE(t.store.messages->shown().size(), size_t(1));
-        QVERIFY(t.store.messages->texts().first().contains(t.store.databasePath()));
+    void reasonCodes_data() {
+        QTest::addColumn<QString>("interval");
+        QTest::addColumn<QString>("holdWord");
+        QTest::addColumn<QString>("maxText");
+        QTest::addColumn<QString>("minText");
+        QTest::addColumn<QString>("readings");
+        QTest::addColumn<QString>("expected"); // reason code per reading, '-' when nothing is stored
+        addRow("N=1: every reading, limits or not", "1", "HOLD", "10", "-10", "1 50 -50 0", "0000");
+        addRow("N=5: every fifth", "5", "", "", "", "1 2 3 4 5 6 7 8 9 10 11", "0----0----0");
+        addRow("blank interval stores every reading", "", "", "", "", "1 2 3", "000");
+        addRow("negative interval", "-3", "", "", "", "1 2 3", "000");
+        addRow("over MAX beats below MIN", "5", "", "10", "20", "0 15 11 10", "0112");
+        addRow("below MIN", "5", "", "", "-1", "0 -2 -1 5", "02--");
+        addRow("blank limit texts are no limits", "5", "", "  ", " ", "0 99 -99", "0--");
+        addRow("limit beats HOLD", "5", "HOLD", "10", "", "20 11 5", "013");
+        addRow("HOLD: below the held reading only", "10", "HOLD", "", "", "10 9 9.5 8 8 7", "03-3-3");
+        addRow("AUTOHOLD: equal skipped, below by percent", "10", "AUTOHOLD", "", "", "10 10 11 9 9 8",
+               "0--4-4");
+        addRow("AUTOHOLD: past 200 readings", "300", "AUTOHOLD", "", "", "10" + QString(" 11").repeated(201),
+               "0" + QString(200, '-') + "3");
+        addRow("AUTOHOLD: equal readings are not counted", "300", "AUTOHOLD", "", "",
+               "10" + QString(" 10").repeated(201), "0" + QString(201, '-'));
+        addRow("another math word matches nothing", "5", "REL", "", "", "10 1 100", "0--");
     }
-    QVERIFY(t.feed(3));
-    // The gap runs from the last sample that was stored.
-    QCOMPARE(t.stored("SeqNo || ':' || DiffLastTime"), QStringList({"0:0", "1:4"}));
-    QCOMPARE(t.store.messages->shown().size(), size_t(1));
-}
+
+    void reasonCodes() {
+        QFETCH(QString, interval);
+        QFETCH(QString, holdWord);
+        QFETCH(QString, maxText);
+        QFETCH(QString, minText);
+        QFETCH(QString, readings);
+        QFETCH(QString, expected);
+        Table t;
+        t.state.math = holdWord;
+        t.state.limitMax = maxText;
+        t.state.limitMin = minText;
+        t.table.setField(RecordField::TimerSample, interval);
+
+        QString outcome;
+        for (const QString& reading : readings.split(' '))
+            outcome += t.feed(reading.toDouble()) ? "+" : "-";
+        QStringList codes = t.stored("Reason");
+        for (int i = 0; i < outcome.size(); ++i)
+            if (outcome[i] == '+')
+                outcome[i] = codes.takeFirst().at(0);
+        QCOMPARE(outcome, expected);
+        QVERIFY(codes.isEmpty());
+    }
+
+    void timeColumns_data() {
+        QTest::addColumn<QTime>("clockStart");
+        QTest::addColumn<QList<double>>("readingTimes"); // seconds since midnight
+        QTest::addColumn<QString>("recTimes");
+        QTest::addColumn<QString>("ticks");
+        QTest::addColumn<QString>("gaps");
+        addRow("whole seconds", QTime(10, 0), QList<double>{36000, 36001, 36003.6, 36003.9},
+               "2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:04,2026/01/05 10:00:04", "0,1,4,4",
+               "0,1,3,0");
+        addRow("gaps add up unrounded", QTime(10, 0), QList<double>{36000, 36000.4, 36000.8, 36001.2},
+               "2026/01/05 10:00:00,2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:01", "0,0,1,1",
+               "0,0,0,0");
+        // The gap across midnight is the clock difference as it is, a day short.
+        addRow("midnight moves the date on", QTime(23, 59, 58), QList<double>{86398, 86399, 1, 2},
+               "2026/01/05 23:59:58,2026/01/05 23:59:59,2026/01/06 00:00:01,2026/01/06 00:00:02",
+               "0,1,-86397,-86396", "0,1,-86398,1");
+    }
+
+    void timeColumns() {
+        QFETCH(QTime, clockStart);
+        QFETCH(QList<double>, readingTimes);
+        QFETCH(QString, recTimes);
+        QFETCH(QString, ticks);
+        QFETCH(QString, gaps);
+        Table t;
+        t.store.clock->set(QDateTime(QDate(2026, 1, 5), clockStart));
+        for (double when : readingTimes)
+            t.feed(1, when - t.clockValue);
+        QCOMPARE(t.stored("RecTime").join(','), recTimes);
+        QCOMPARE(t.stored("TimeTick").join(','), ticks);
+        QCOMPARE(t.stored("DiffLastTime").join(','), gaps);
+        QCOMPARE(t.table.GetDate(3), recTimes.section(',', 3));
+    }
+
+    void readingTextsAndTheTraceAfterARestart() {
+        Table t;
+        driver().setUnitSecond("Frequence");
+        t.state.math = "AUTOHOLD";
+        t.state.limitMax = "160";
+        t.table.setField(RecordField::TimerSample, "10");
+        for (double reading : {-1.25, 200.0, 150.0})
+            t.feed(reading);
+        driver().setUnitSecond("");
+        QCOMPARE(t.table.GetValuePrimary(0) + "|" + t.table.GetValueSecond(0), QString("-1.25 V|0 kHz"));
+        QCOMPARE(t.stored("PVal || '|' || SVal || '|' || Comment").first(), QString("-1.25 V|0 kHz|"));
+        const auto reasons = [](const frmDataTable& w) {
+            QStringList texts;
+            for (int row = 0; row < w.rowCount(); ++row)
+                texts << w.model().text(row, TraceTableModel::ReasonColumn);
+            return texts;
+        };
+        QCOMPARE(reasons(t.table), QStringList({"Time", "Over MAX", "Match condition:%"}));
+
+        // A fresh start shows the stored trace; the rebuilt rows know the percent match by no name.
+        frmDataTable restarted;
+        QCOMPARE(reasons(restarted), QStringList({"Time", "Over MAX", ""}));
+        QCOMPARE(restarted.GetValuePrimary(1), QString("200 V"));
+        QCOMPARE(restarted.field(RecordField::TimerSample), QString("1"));
+        QCOMPARE(forms().dataTable, static_cast<DataTable*>(&restarted));
+    }
+
+    void clearEmptiesEverything() {
+        Table t;
+        for (int i = 0; i < 3; ++i)
+            t.feed(i);
+        for (RecordField f : {RecordField::Recno, RecordField::DataDesc, RecordField::StartTime})
+            t.table.setField(f, "4");
+        t.filter()->setCurrentIndex(2);
+
+        t.table.ClearData();
+        QCOMPARE(t.table.rowCount(), 0);
+        QCOMPARE(t.grid()->model()->rowCount(), 0);
+        QCOMPARE(t.stored("SeqNo"), QStringList());
+        for (RecordField f : {RecordField::Recno, RecordField::DataDesc, RecordField::StartTime})
+            QCOMPARE(t.table.field(f), QString());
+        QCOMPARE(t.table.field(RecordField::PUnit), QString("V"));
+        QCOMPARE(t.filter()->currentIndex(), 0);
+        QCOMPARE(t.grid()->model()->headerData(2, Qt::Horizontal).toString(),
+                 QString("primary reading [ V ]"));
+
+        // A cleared trace starts its times again from the next reading.
+        t.feed(7, 30);
+        QCOMPARE(t.stored("SeqNo || ':' || TimeTick"), QStringList({"0:0"}));
+    }
+
+    void percentFilterShowsAllRows_data() {
+        QTest::addColumn<int>("filterIndex");
+        QTest::addColumn<QString>("shownSeqNos");
+        addRow("Total", 0, "01234");
+        addRow("Time", 1, "0");
+        addRow("Over MAX", 2, "1");
+        addRow("Below MIN", 3, "2");
+        addRow("Match condition: Level", 4, "3");
+        addRow("Match condition: Percent", 5, "01234");
+    }
+
+    void percentFilterShowsAllRows() {
+        QFETCH(int, filterIndex);
+        QFETCH(QString, shownSeqNos);
+        Table t;
+        for (int seqNo = 0; seqNo < 5; ++seqNo)
+            QVERIFY(recordStore().insertSample(seqNo, QString::number(seqNo), "1 V", "0 ",
+                                               QString::number(seqNo), seqNo, 1));
+        t.filter()->setCurrentIndex(filterIndex);
+        if (filterIndex == 0)
+            t.table.refreshRows();
+        QString shown;
+        for (int row = 0; row < t.grid()->model()->rowCount(); ++row)
+            shown += t.grid()->model()->index(row, 0).data().toString();
+        QCOMPARE(shown, shownSeqNos);
+    }
+
+    void commentEditCoversSamplesOfTheSameSecond() {
+        Table t;
+        t.feed(1, 0.0);
+        t.feed(2, 0.4); // same second as the first
+        t.feed(3, 1.0);
+        QCOMPARE(t.table.GetDate(0), t.table.GetDate(1));
+        t.table.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&t.table));
+
+        t.editComment(1, "spike", "cmdProcOK");
+        QVERIFY(!t.commentPanel()->isVisible());
+        QCOMPARE(t.stored("Comment"), QStringList({"spike", "spike", ""}));
+        QCOMPARE(t.table.model().text(0, TraceTableModel::CommentColumn), QString("spike"));
+
+        t.editComment(2, "ignored", "cmdProcCancel");
+        QVERIFY(!t.commentPanel()->isVisible());
+        QCOMPARE(t.stored("Comment").last(), QString());
+
+        // A quote fails in the database: one message, the panel stays open, nothing changes.
+        t.editComment(2, "it's high", "cmdProcOK");
+        QCOMPARE(t.store.messages->shown().size(), size_t(1));
+        QVERIFY(t.commentPanel()->isVisible());
+        QCOMPARE(t.stored("Comment"), QStringList({"spike", "spike", ""}));
+        QCOMPARE(t.table.model().text(2, TraceTableModel::CommentColumn), QString());
+        QCOMPARE(t.table.rowCount(), 3);
+    }
+
+    void rowSelectionColoursAndResizeRule() {
+        Table t;
+        const QAbstractItemModel* model = t.grid()->model();
+        t.table.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&t.table));
+        t.table.resize(700, 500);
+        QCOMPARE(t.grid()->size(), QSize(700 - 17, 500 - 80));
+        QCOMPARE(t.table.visibleRows(),
+                 t.grid()->height() / t.grid()->verticalHeader()->defaultSectionSize());
+        // Past the visible rows, the newest row stays in view.
+        for (int i = 0; i < t.table.visibleRows() + 20; ++i)
+            t.feed(i);
+        const QModelIndex newest = model->index(t.table.rowCount() - 1, 0);
+        QTRY_VERIFY(t.grid()->viewport()->rect().contains(t.grid()->visualRect(newest)));
+
+        t.table.RowSelected(1);
+        t.table.RowSelected(2);
+        QCOMPARE(t.table.selectedRow(), 2);
+        const auto colour = [model](int row, int role) {
+            return model->index(row, 4).data(role).value<QColor>();
+        };
+        QCOMPARE(colour(2, Qt::BackgroundRole), QColor(255, 192, 255)); // the selected row
+        QCOMPARE(colour(2, Qt::ForegroundRole), QColor(Qt::black));
+        QCOMPARE(colour(1, Qt::BackgroundRole), QColor(255, 255, 192)); // the one selected before
+        QCOMPARE(colour(1, Qt::ForegroundRole), QColor(0, 0, 255));
+        t.table.RowSelected(t.table.rowCount()); // not a row: nothing changes
+        QCOMPARE(t.table.selectedRow(), 2);
+    }
+
+    void lockedDatabaseIsReportedOnce() {
+        Table t;
+        t.feed(1);
+        {
+            OtherProgramLock lock(t.store.databasePath());
+            QVERIFY(lock.locked);
+            for (int i = 0; i < 3; ++i)
+                QVERIFY(!t.feed(2));
+            QCOMPARE(t.store.messages->shown().size(), size_t(1));
+            QVERIFY(t.store.messages->texts().first().contains(t.store.databasePath()));
+        }
+        QVERIFY(t.feed(3));
+        // The gap runs from the last sample that was stored.
+        QCOMPARE(t.stored("SeqNo || ':' || DiffLastTime"), QStringList({"0:0", "1:4"}));
+        QCOMPARE(t.store.messages->shown().size(), size_t(1));
+    }
+};
 
 QTEST_MAIN(TestDataTable)
 #include "tst_datatable.moc"

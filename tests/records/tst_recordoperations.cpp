@@ -1,11 +1,9 @@
 // Saving, listing, loading and abandoning records, against a real database and
 // the real data table window; the graph, the dial and the panel are stand-ins.
 
-#include "DataRows.h"
 #include "RecordOperations.h"
-#include "WindowTestSupport.h"
+#include "TableBench.h"
 #include "clsKVX5310.h"
-#include "frmDataTable.h"
 
 #include <QTest>
 
@@ -16,26 +14,17 @@ Q_DECLARE_METATYPE(kvx::Answer)
 
 namespace {
 
-struct Bench {
-    StoreFixture store;
-    FakeStatePanel state;
+struct Bench : TableBench {
     FakeGraph graph;
     FakeAnalog analog;
     FakePanel panel;
-    frmDataTable table;
     RecordOperations records;
-    double clockValue = 36000.0;
 
-    Bench() { table.ClearData(); }
     void record(int samples) {
-        for (int i = 0; i < samples; ++i) {
-            session().lastReadingTime = clockValue += 1.0;
-            table.setValuePrimary(i);
-            table.AppendData();
-        }
+        for (int i = 0; i < samples; ++i)
+            feed(i);
     }
     QStringList texts() const { return store.messages->texts(); }
-    QStringList db(const QString& sql) const { return column(store.databasePath(), sql); }
     // Records a trace and saves it as a new record with this description; returns its number.
     QString saveNew(int samples, const QString& description, Answer answer = Answer::Yes) {
         table.ClearData();
@@ -58,184 +47,180 @@ class TestRecordOperations : public QObject {
 private slots:
     void init() { driver().setUnitPrimary("Voltage"); }
 
-    void saveNewRecord_data();
-    void saveNewRecord();
-    void updateReplacesSamplesAndLosesTimeColumns();
-    void recordNumbersPastNine();
-    void loadRecord_data();
-    void loadRecord();
-    void clearTrace_data();
-    void clearTrace();
-};
-
-void TestRecordOperations::saveNewRecord_data() {
-    QTest::addColumn<int>("samples");
-    QTest::addColumn<int>("styleIndex");
-    QTest::addColumn<QString>("description");
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QString>("shown"); // the messages, joined; the engine's own text after "caused by 1:"
-    QTest::addColumn<QString>("recNo"); // txtRecno afterwards
-    QTest::addColumn<QString>("savedStyle"); // empty: nothing saved
-    addRow("continuous, yes", 3, 0, "first run", Answer::Yes, "Are you sure?", "1", "0");
-    addRow("trigger, yes", 3, 1, "first run", Answer::Yes, "Are you sure?", "1", "1");
-    addRow("no", 3, 0, "first run", Answer::No, "Are you sure?", "", "");
-    addRow("no samples", 0, 0, "first run", Answer::Yes, "You have to measure first", "", "");
-    // The number is taken before the header is written.
-    addRow("quote fails, trace kept", 3, 0, "operator's note", Answer::Yes,
-           "Are you sure?|System Error caused by 1:", "1", "");
-}
-
-void TestRecordOperations::saveNewRecord() {
-    QFETCH(int, samples);
-    QFETCH(int, styleIndex);
-    QFETCH(QString, description);
-    QFETCH(Answer, answer);
-    QFETCH(QString, shown);
-    QFETCH(QString, recNo);
-    QFETCH(QString, savedStyle);
-    Bench b;
-    b.panel.styleIndex = styleIndex;
-
-    QCOMPARE(b.saveNew(samples, description, answer), recNo);
-    QCOMPARE(b.texts().join('|').left(shown.size()), shown);
-    QCOMPARE(b.texts().size(), shown.count('|') + 1);
-    QCOMPARE(b.db("select RecNo||'|'||StartTime||'|'||EndTime||'|'||Comment||'|'||PUnit||'|'||SUnit||'|'||"
-                  "RecStyle from datamain"),
-             savedStyle.isEmpty() ? QStringList()
-                                  : QStringList{"1|2026/01/05 10:00:01|2026/01/05 10:05:00|" + description +
-                                                "|V||" + savedStyle});
-    QCOMPARE(b.db("select TimeTick from datadetail where recno='1' order by SeqNo"),
-             savedStyle.isEmpty() ? QStringList() : QStringList({"0", "1", "2"}));
-    QCOMPARE(b.db("select count(*) from datatemp"), QStringList{QString::number(samples)}); // trace stays
-    QCOMPARE(b.table.rowCount(), samples);
-}
-
-void TestRecordOperations::updateReplacesSamplesAndLosesTimeColumns() {
-    Bench b;
-    QCOMPARE(b.saveNew(3, "first"), QString("1"));
-    b.record(2);
-    b.table.setField(RecordField::DataDesc, "second");
-    b.table.setField(RecordField::StartTime, "changed");
-    b.store.messages->clear();
-    b.store.messages->queueAnswer(Answer::Yes);
-
-    QVERIFY(b.records.saveRecord());
-    QCOMPARE(b.texts(), QStringList({"Do you want to update?"}));
-    QCOMPARE(b.db("select Comment || '|' || StartTime from datamain"),
-             QStringList({"second|2026/01/05 10:00:01"}));
-    QCOMPARE(
-        b.db("select SeqNo||':'||coalesce(TimeTick, DiffLastTime, 'null') from datadetail order by SeqNo"),
-        QStringList({"0:null", "1:null", "2:null", "3:null", "4:null"}));
-
-    for (const auto answer : {Answer::No, Answer::Yes}) { // no, then a quote the engine refuses
-        b.store.messages->queueAnswer(answer);
-        b.table.setField(RecordField::DataDesc, "operator's note");
-        QVERIFY(!b.records.saveRecord());
+    void saveNewRecord_data() {
+        QTest::addColumn<int>("samples");
+        QTest::addColumn<int>("styleIndex");
+        QTest::addColumn<QString>("description");
+        QTest::addColumn<Answer>("answer");
+        QTest::addColumn<QString>(
+            "shown"); // the messages, joined; the engine's own text after "caused by 1:"
+        QTest::addColumn<QString>("recNo");      // txtRecno afterwards
+        QTest::addColumn<QString>("savedStyle"); // empty: nothing saved
+        addRow("continuous, yes", 3, 0, "first run", Answer::Yes, "Are you sure?", "1", "0");
+        addRow("trigger, yes", 3, 1, "first run", Answer::Yes, "Are you sure?", "1", "1");
+        addRow("no", 3, 0, "first run", Answer::No, "Are you sure?", "", "");
+        addRow("no samples", 0, 0, "first run", Answer::Yes, "You have to measure first", "", "");
+        // The number is taken before the header is written.
+        addRow("quote fails, trace kept", 3, 0, "operator's note", Answer::Yes,
+               "Are you sure?|System Error caused by 1:", "1", "");
     }
-    QVERIFY(b.texts().last().startsWith("System Error caused by 1:"));
-    QCOMPARE(b.db("select Comment from datamain"), QStringList({"second"}));
-    QCOMPARE(b.db("select count(*) from datadetail union all select count(*) from datatemp"),
-             QStringList({"5", "5"}));
-}
 
-void TestRecordOperations::recordNumbersPastNine() {
-    Bench b;
-    for (int n = 1; n <= 11; ++n)
-        QCOMPARE(b.saveNew(1, QString("run %1").arg(n)), QString::number(n));
-    const auto rows = b.records.listRecords();
-    QVERIFY(rows);
-    QStringList order;
-    for (const RecordListRow& r : *rows)
-        order << r.recNo;
-    QCOMPARE(order, QStringList({"11", "10", "9", "8", "7", "6", "5", "4", "3", "2", "1"}));
+    void saveNewRecord() {
+        QFETCH(int, samples);
+        QFETCH(int, styleIndex);
+        QFETCH(QString, description);
+        QFETCH(Answer, answer);
+        QFETCH(QString, shown);
+        QFETCH(QString, recNo);
+        QFETCH(QString, savedStyle);
+        Bench b;
+        b.panel.styleIndex = styleIndex;
 
-    // A list line: number, start and comment in columns of 6, 14 and 25 characters.
-    const QString line = RecordOperations::listLine(rows->at(1));
-    QCOMPARE(line, QString("10    2026/01/05 10:run 10                   "));
-    QVERIFY(b.records.loadFromListLine(line));
-    QCOMPARE(b.table.field(RecordField::DataDesc), QString("run 10"));
-    // A number over six characters cannot be read back from its line.
-    QCOMPARE(RecordOperations::recordNumberOfListLine(RecordOperations::listLine({"1234567", "s", "e", ""})),
-             QString("123456"));
-}
+        QCOMPARE(b.saveNew(samples, description, answer), recNo);
+        QCOMPARE(b.texts().join('|').left(shown.size()), shown);
+        QCOMPARE(b.texts().size(), shown.count('|') + 1);
+        QCOMPARE(
+            b.db("select RecNo||'|'||StartTime||'|'||EndTime||'|'||Comment||'|'||PUnit||'|'||SUnit||'|'||"
+                 "RecStyle from datamain"),
+            savedStyle.isEmpty() ? QStringList()
+                                 : QStringList{"1|2026/01/05 10:00:01|2026/01/05 10:05:00|" + description +
+                                               "|V||" + savedStyle});
+        QCOMPARE(b.db("select TimeTick from datadetail where recno='1' order by SeqNo"),
+                 savedStyle.isEmpty() ? QStringList() : QStringList({"0", "1", "2"}));
+        QCOMPARE(b.db("select count(*) from datatemp"), QStringList{QString::number(samples)}); // trace stays
+        QCOMPARE(b.table.rowCount(), samples);
+    }
 
-void TestRecordOperations::loadRecord_data() {
-    QTest::addColumn<bool>("fromList");
-    QTest::addColumn<QString>("recStyle");
-    QTest::addColumn<int>("selected");
-    QTest::addColumn<QString>("timeTicks");
-    addRow("from the list, times kept", true, "1", 1, "0,1,2");
-    addRow("from the grid, times dropped", false, "0", 0, "<null>,<null>,<null>");
-    addRow("unknown style selects neither", false, "7", -1, "<null>,<null>,<null>");
-}
+    void updateReplacesSamplesAndLosesTimeColumns() {
+        Bench b;
+        QCOMPARE(b.saveNew(3, "first"), QString("1"));
+        b.record(2);
+        b.table.setField(RecordField::DataDesc, "second");
+        b.table.setField(RecordField::StartTime, "changed");
+        b.store.messages->clear();
+        b.store.messages->queueAnswer(Answer::Yes);
 
-void TestRecordOperations::loadRecord() {
-    QFETCH(bool, fromList);
-    QFETCH(QString, recStyle);
-    QFETCH(int, selected);
-    QFETCH(QString, timeTicks);
-    Bench b;
-    const QString longComment = "a description well beyond twenty-five characters";
-    b.panel.styleIndex = recStyle == "1" ? 1 : 0;
-    b.saveNew(3, longComment);
-    b.panel.styleIndex = 1 - b.panel.styleIndex;
-    b.saveNew(5, "other");
-    b.db("update datamain set RecStyle='" + recStyle + "' where RecNo=1");
-    callLog().clear();
+        QVERIFY(b.records.saveRecord());
+        QCOMPARE(b.texts(), QStringList({"Do you want to update?"}));
+        QCOMPARE(b.db("select Comment || '|' || StartTime from datamain"),
+                 QStringList({"second|2026/01/05 10:00:01"}));
+        QCOMPARE(
+            b.db(
+                "select SeqNo||':'||coalesce(TimeTick, DiffLastTime, 'null') from datadetail order by SeqNo"),
+            QStringList({"0:null", "1:null", "2:null", "3:null", "4:null"}));
 
-    const auto rows = b.records.listRecords();
-    QVERIFY(rows);
-    const QString line = RecordOperations::listLine(rows->back());
-    QCOMPARE(line.size(), 6 + 14 + 25); // the long comment cut
-    QVERIFY(fromList ? b.records.loadFromListLine(line) : b.records.loadFromGrid("1"));
-    QCOMPARE(b.table.field(RecordField::Recno), QString("1"));
-    QCOMPARE(b.table.field(RecordField::DataDesc), longComment);
-    QCOMPARE(b.table.field(RecordField::StartTime), QString("2026/01/05 10:00:01"));
-    QCOMPARE(b.table.field(RecordField::PUnit), QString("V"));
-    QCOMPARE(b.panel.styleIndex, selected);
-    QCOMPARE(b.db("select TimeTick from datatemp order by SeqNo").join(','), timeTicks);
-    QCOMPARE(b.table.rowCount(), 3);
-    QCOMPARE(b.table.GetValuePrimary(2), QString("2 V"));
-    QCOMPARE(callLog(), QStringList({"ReDraw"}));
+        for (const auto answer : {Answer::No, Answer::Yes}) { // no, then a quote the engine refuses
+            b.store.messages->queueAnswer(answer);
+            b.table.setField(RecordField::DataDesc, "operator's note");
+            QVERIFY(!b.records.saveRecord());
+        }
+        QVERIFY(b.texts().last().startsWith("System Error caused by 1:"));
+        QCOMPARE(b.db("select Comment from datamain"), QStringList({"second"}));
+        QCOMPARE(b.db("select count(*) from datadetail union all select count(*) from datatemp"),
+                 QStringList({"5", "5"}));
+    }
 
-    // A record that is not there changes nothing.
-    QVERIFY(!b.records.loadFromListLine("99    2026/01/05 10:x") && !b.records.loadFromListLine(""));
-    QCOMPARE(b.table.field(RecordField::DataDesc), longComment);
-    QCOMPARE(b.table.rowCount(), 3);
-    QCOMPARE(callLog(), QStringList({"ReDraw"}));
-}
+    void recordNumbersPastNine() {
+        Bench b;
+        for (int n = 1; n <= 11; ++n)
+            QCOMPARE(b.saveNew(1, QString("run %1").arg(n)), QString::number(n));
+        const auto rows = b.records.listRecords();
+        QVERIFY(rows);
+        QStringList order;
+        for (const RecordListRow& r : *rows)
+            order << r.recNo;
+        QCOMPARE(order, QStringList({"11", "10", "9", "8", "7", "6", "5", "4", "3", "2", "1"}));
 
-void TestRecordOperations::clearTrace_data() {
-    QTest::addColumn<int>("samples");
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QString>("question");
-    QTest::addColumn<bool>("cleared");
-    QTest::addColumn<bool>("clockReset");
-    addRow("trace, yes", 3, Answer::Yes, "Abandon record?", true, true);
-    addRow("trace, no", 3, Answer::No, "Abandon record?", false, false);
-    addRow("empty trace: no question, clock kept", 0, Answer::No, "", true, false);
-}
+        // A list line: number, start and comment in columns of 6, 14 and 25 characters.
+        const QString line = RecordOperations::listLine(rows->at(1));
+        QCOMPARE(line, QString("10    2026/01/05 10:run 10                   "));
+        QVERIFY(b.records.loadFromListLine(line));
+        QCOMPARE(b.table.field(RecordField::DataDesc), QString("run 10"));
+        // A number over six characters cannot be read back from its line.
+        QCOMPARE(
+            RecordOperations::recordNumberOfListLine(RecordOperations::listLine({"1234567", "s", "e", ""})),
+            QString("123456"));
+    }
 
-void TestRecordOperations::clearTrace() {
-    QFETCH(int, samples);
-    QFETCH(Answer, answer);
-    QFETCH(QString, question);
-    QFETCH(bool, cleared);
-    QFETCH(bool, clockReset);
-    Bench b;
-    b.record(samples);
-    session().lastReadingTime = 36100.0;
-    b.table.setField(RecordField::Recno, "3");
-    callLog().clear();
-    b.store.messages->queueAnswer(answer);
+    void loadRecord_data() {
+        QTest::addColumn<bool>("fromList");
+        QTest::addColumn<QString>("recStyle");
+        QTest::addColumn<int>("selected");
+        QTest::addColumn<QString>("timeTicks");
+        addRow("from the list, times kept", true, "1", 1, "0,1,2");
+        addRow("from the grid, times dropped", false, "0", 0, "<null>,<null>,<null>");
+        addRow("unknown style selects neither", false, "7", -1, "<null>,<null>,<null>");
+    }
 
-    b.records.clearTrace();
-    QCOMPARE(b.texts().join(""), question);
-    QCOMPARE(callLog().join(","), cleared ? "ClearGraph rows=0,ResetMeter" : "");
-    QCOMPARE(b.table.field(RecordField::Recno), cleared ? QString() : QString("3"));
-    QCOMPARE(b.db("select count(*) from datatemp"), QStringList({cleared ? "0" : QString::number(samples)}));
-    QCOMPARE(session().lastReadingTime, clockReset ? 0.0 : 36100.0);
-}
+    void loadRecord() {
+        QFETCH(bool, fromList);
+        QFETCH(QString, recStyle);
+        QFETCH(int, selected);
+        QFETCH(QString, timeTicks);
+        Bench b;
+        const QString longComment = "a description well beyond twenty-five characters";
+        b.panel.styleIndex = recStyle == "1" ? 1 : 0;
+        b.saveNew(3, longComment);
+        b.panel.styleIndex = 1 - b.panel.styleIndex;
+        b.saveNew(5, "other");
+        b.db("update datamain set RecStyle='" + recStyle + "' where RecNo=1");
+        callLog().clear();
+
+        const auto rows = b.records.listRecords();
+        QVERIFY(rows);
+        const QString line = RecordOperations::listLine(rows->back());
+        QCOMPARE(line.size(), 6 + 14 + 25); // the long comment cut
+        QVERIFY(fromList ? b.records.loadFromListLine(line) : b.records.loadFromGrid("1"));
+        QCOMPARE(b.table.field(RecordField::Recno), QString("1"));
+        QCOMPARE(b.table.field(RecordField::DataDesc), longComment);
+        QCOMPARE(b.table.field(RecordField::StartTime), QString("2026/01/05 10:00:01"));
+        QCOMPARE(b.table.field(RecordField::PUnit), QString("V"));
+        QCOMPARE(b.panel.styleIndex, selected);
+        QCOMPARE(b.db("select TimeTick from datatemp order by SeqNo").join(','), timeTicks);
+        QCOMPARE(b.table.rowCount(), 3);
+        QCOMPARE(b.table.GetValuePrimary(2), QString("2 V"));
+        QCOMPARE(callLog(), QStringList({"ReDraw"}));
+
+        // A record that is not there changes nothing.
+        QVERIFY(!b.records.loadFromListLine("99    2026/01/05 10:x") && !b.records.loadFromListLine(""));
+        QCOMPARE(b.table.field(RecordField::DataDesc), longComment);
+        QCOMPARE(b.table.rowCount(), 3);
+        QCOMPARE(callLog(), QStringList({"ReDraw"}));
+    }
+
+    void clearTrace_data() {
+        QTest::addColumn<int>("samples");
+        QTest::addColumn<Answer>("answer");
+        QTest::addColumn<QString>("question");
+        QTest::addColumn<bool>("cleared");
+        QTest::addColumn<bool>("clockReset");
+        addRow("trace, yes", 3, Answer::Yes, "Abandon record?", true, true);
+        addRow("trace, no", 3, Answer::No, "Abandon record?", false, false);
+        addRow("empty trace: no question, clock kept", 0, Answer::No, "", true, false);
+    }
+
+    void clearTrace() {
+        QFETCH(int, samples);
+        QFETCH(Answer, answer);
+        QFETCH(QString, question);
+        QFETCH(bool, cleared);
+        QFETCH(bool, clockReset);
+        Bench b;
+        b.record(samples);
+        session().lastReadingTime = 36100.0;
+        b.table.setField(RecordField::Recno, "3");
+        callLog().clear();
+        b.store.messages->queueAnswer(answer);
+
+        b.records.clearTrace();
+        QCOMPARE(b.texts().join(""), question);
+        QCOMPARE(callLog().join(","), cleared ? "ClearGraph rows=0,ResetMeter" : "");
+        QCOMPARE(b.table.field(RecordField::Recno), cleared ? QString() : QString("3"));
+        QCOMPARE(b.db("select count(*) from datatemp"),
+                 QStringList({cleared ? "0" : QString::number(samples)}));
+        QCOMPARE(session().lastReadingTime, clockReset ? 0.0 : 36100.0);
+    }
+};
 
 QTEST_MAIN(TestRecordOperations)
 #include "tst_recordoperations.moc"
