@@ -151,7 +151,11 @@ mdiMain::mdiMain(FrameParts parts, QWidget* parent) : QMainWindow(parent), m_par
     buildMenus();
 }
 
-mdiMain::~mdiMain() = default;
+mdiMain::~mdiMain() {
+    // Closing the frame hides the child windows, and the area reports each change of
+    // the active one; by then this object is only a QWidget, so it must not be told.
+    disconnect(m_area, nullptr, this, nullptr);
+}
 
 // ----- menus -----
 
