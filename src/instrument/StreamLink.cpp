@@ -56,6 +56,10 @@ bool StreamLink::read(QByteArray* reply, QString* error) {
         if (lineEnd >= 0) {
             *reply = m_pending.left(lineEnd + 1);
             m_pending.remove(0, lineEnd + 1);
+            // The decoding expects one terminator byte; a meter set to end its
+            // replies with CR LF would otherwise leave a CR on every text.
+            if (reply->endsWith("\r\n"))
+                reply->remove(reply->size() - 2, 1);
             return succeed();
         }
         const bool waited =

@@ -74,7 +74,8 @@ private slots:
     }
 
     // Connecting sends "*SRE?"; then a query and a command. The peer answers each
-    // query with "1\n"; a "++" controller gets the front panel back on close.
+    // query with "1\n" (the socket's with CR LF, which reads the same); a "++"
+    // controller gets the front panel back on close.
     void wireBytes_data() {
         QTest::addColumn<bool>("tcp");
         QTest::addColumn<QString>("scheme");
@@ -99,7 +100,7 @@ private slots:
         QFETCH(bool, tcp);
         QFETCH(QString, scheme);
         QFETCH(QByteArray, trigger);
-        WirePeer peer(tcp, trigger, "1\n");
+        WirePeer peer(tcp, trigger, scheme.startsWith(QLatin1String("tcp")) ? "1\r\n" : "1\n");
         QVERIFY(peer.ready());
         auto meter = std::make_unique<clsKVX5310>();
         QVERIFY(connectTo(*meter, scheme.arg(peer.address())));
