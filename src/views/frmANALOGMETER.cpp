@@ -99,8 +99,14 @@ QString frmANALOGMETER::gridMaxText() const {
 
 void frmANALOGMETER::ChooseMeterScale(double peak) {
     if (const auto scale = meterScaleFor(primaryUnit(), peak)) {
+        const bool newBaseOnSameDial =
+            m_gridMax->text() == scale->gridMax && m_gridBase->text() != scale->gridBase;
         m_gridBase->setText(scale->gridBase);
         m_gridMax->setText(scale->gridMax);
+        // A field set to the text it holds reports no change, yet the marks are in
+        // dial units: x1 to x10 on the same +-50 dial must still move them.
+        if (newBaseOnSameDial)
+            onGridMaxChanged();
     }
     updateCaption();
 }

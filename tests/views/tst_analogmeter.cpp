@@ -97,6 +97,16 @@ void AnalogMeterTest::marksFollowFieldsAndStatePanel() {
     state.rel.clear();
     meter.setRelText(QStringLiteral("2"));
     QCOMPARE(mark(MeterDial::RelMark), -12.0);
+
+    // x1 to x10 on the same +-50 dial: the marks move although the dial's size does not.
+    state.limitMax = QStringLiteral("30");
+    meter.ResetMeter();
+    meter.setValueText(QStringLiteral("7"));
+    QCOMPARE(mark(MeterDial::HighMark), 30.0);
+    meter.setValueText(QStringLiteral("70"));
+    QCOMPARE(meter.gridMaxText(), QStringLiteral("50"));
+    QCOMPARE(mark(MeterDial::HighMark), 3.0);
+    QCOMPARE(mark(MeterDial::Needle), 7.0);
 }
 
 void AnalogMeterTest::numberFormatAndLayout() {
