@@ -67,21 +67,40 @@ struct FormLoadFailure : std::runtime_error {
 };
 
 // A child window's frame. Closing it unloads the window; the frame then waits
-// hidden for its deletion and must no longer count as loaded.
+// hidden for its deletion and must no longer count as loaded. A kept window is
+// only hidden: it stays loaded, and the Window menu shows it again.
 class FormFrame : public QMdiSubWindow {
 public:
+    explicit FormFrame(bool keptOnClose) : m_keptOnClose(keptOnClose) {}
     bool unloaded() const { return m_unloaded; }
 
 protected:
     void closeEvent(QCloseEvent* event) override {
+        if (m_keptOnClose) {
+            event->ignore();
+            hide();
+            return;
+        }
         QMdiSubWindow::closeEvent(event);
         if (event->isAccepted())
             m_unloaded = true;
     }
 
 private:
+    const bool m_keptOnClose;
     bool m_unloaded = false;
 };
+
+// The front panel runs the polling timer and quits the program, and the data
+// table stores every sample with the trace's clock: closing either must not end
+// a running trace or lose the settings and log that quitting writes.
+bool keptOnClose(const QString& formName) {
+    return formName == QLatin1String(kFormPanel) || formName == QLatin1String(kFormDataTable);
+}
+
+bool shown(const QMdiSubWindow* sub) {
+    return sub && sub->isVisible();
+}
 
 void placeTwips(QMdiSubWindow* sub, int left, int top, int width, int height) {
     sub->setGeometry(twipsToPixels(left), twipsToPixels(top), twipsToPixels(width), twipsToPixels(height));
@@ -248,7 +267,7 @@ QMdiSubWindow* mdiMain::loadForm(const QString& formName) {
         return nullptr;
     if (m_parts.applyDisplayColors)
         m_parts.applyDisplayColors(form);
-    auto* sub = new FormFrame;
+    auto* sub = new FormFrame(keptOnClose(formName));
     sub->setWidget(form);
     // Closing a child unloads it; the Window menu loads it again.
     sub->setAttribute(Qt::WA_DeleteOnClose);
@@ -408,7 +427,8 @@ void mdiMain::arrangeDigitalScreen() {
 }
 
 void mdiMain::toggleOrReload(const QString& formName) {
-    if (QMdiSubWindow* sub = subWindowOf(formName))
+    // A kept window that was closed comes back the way an unloaded one does.
+    if (QMdiSubWindow* sub = subWindowOf(formName); shown(sub))
         toggleMaximised(sub);
     else
         reloadAtItsPlace(formName);
@@ -419,6 +439,8 @@ void mdiMain::reloadAtItsPlace(const QString& formName) {
     const int graphicWidth = graphicWidthTwips();
     const int analogHeight = analogHeightTwips();
     QMdiSubWindow* sub = loadFormOrFail(formName);
+    if (sub->isMaximized())
+        sub->showNormal();
     if (formName == QLatin1String(kFormDigital)) {
         placeTwips(sub, graphicWidth, analogHeight, kColumnWidth, kReloadDigitalHeight);
         sub->show();
@@ -442,12 +464,12 @@ void mdiMain::reloadAtItsPlace(const QString& formName) {
 void mdiMain::defaultPosition() {
     // Only the maximised state is undone: windows the operator dragged stay put.
     for (const char* name : {kFormAnalog, kFormGraphic, kFormDataTable, kFormDigital}) {
-        if (QMdiSubWindow* sub = subWindowOf(name))
+        if (QMdiSubWindow* sub = subWindowOf(name); shown(sub))
             sub->showNormal();
     }
     if (subWindowOf(kFormDigital))
         setDigitalDisplays(false, kGapDefaultPosition);
-    if (!subWindowOf(kFormPanel))
+    if (!shown(subWindowOf(kFormPanel)))
         reloadAtItsPlace(kFormPanel);
 }
 

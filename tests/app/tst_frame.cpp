@@ -14,6 +14,7 @@
 #include "frmKVX5130.h"
 #include "mdiMain.h"
 
+#include <QPointer>
 #include <QtTest>
 #include <QtWidgets>
 
@@ -136,12 +137,16 @@ private slots:
             QVERIFY(!frame->isMaximized());
             QTEST(frame->geometry(), "place");
         }
-        closeForm(form);
+        // The panel and the data table are only hidden, so a running trace goes on.
+        const QPointer<QWidget> before = frame->widget();
+        const bool kept = form == QLatin1String(kFormPanel) || form == QLatin1String(kFormDataTable);
+        closeForm(form, kept);
         m_frame->arrangeWindow(index);
         frame = sub(form);
         QVERIFY(frame && frame->isVisible() && !frame->isMaximized());
         QTEST(frame->geometry(), "reloadPlace");
         QVERIFY(IsFormLoaded(form));
+        QCOMPARE(frame->widget() == before, kept);
         if (index == 2) // the graph comes back over the data table
             QCOMPARE(m_frame->area()->subWindowList(QMdiArea::StackingOrder).last(), frame);
         QVERIFY(m_messages->shown().empty());
@@ -237,15 +242,20 @@ private slots:
 
     void quitRunsPanelQuit_data() {
         QTest::addColumn<bool>("fromMenu");
-        QTest::newRow("File Quit") << true;
-        QTest::newRow("closing the frame") << false;
+        QTest::addColumn<bool>("panelClosed");
+        QTest::newRow("File Quit") << true << false;
+        QTest::newRow("closing the frame") << false << false;
+        QTest::newRow("File Quit, panel closed") << true << true;
     }
 
     void quitRunsPanelQuit() {
         QFETCH(bool, fromMenu);
+        QFETCH(bool, panelClosed);
         startFrame();
         int ended = 0;
         panel()->setExitAction([&ended] { ++ended; });
+        if (panelClosed)
+            closeForm(kFormPanel, true);
         session().operation.sFunction.clear();
         if (fromMenu)
             m_frame->findChild<QAction*>("mnuQuit")->trigger();
@@ -326,11 +336,13 @@ private:
             p->setExitAction([] {});
     }
 
-    void closeForm(const QString& form) {
-        QVERIFY(sub(form) && sub(form)->close());
+    void closeForm(const QString& form, bool kept = false) {
+        QVERIFY(sub(form));
+        QCOMPARE(sub(form)->close(), !kept);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QVERIFY(!sub(form));
-        QVERIFY(!IsFormLoaded(form));
+        QCOMPARE(sub(form) != nullptr, kept);
+        QVERIFY(!kept || !sub(form)->isVisible());
+        QCOMPARE(IsFormLoaded(form), kept);
     }
 
     frmKVX5130* panel() const { return qobject_cast<frmKVX5130*>(m_frame->loadedForm(kFormPanel)); }
