@@ -97,7 +97,15 @@ bool RecordOperations::saveNewRecord() {
     }
     setFieldText(RecordField::Recno, *next);
     const RecordHeader header = workingHeader();
-    if (!recordStore().insertHeader(header) || !recordStore().copyTraceToRecord(header.recNo)) {
+    if (!recordStore().insertHeader(header)) {
+        // No record has this number: keeping it would make the next save an update
+        // of nothing, and a later trace would be filed under the same number.
+        setFieldText(RecordField::Recno, QString());
+        showSaveError();
+        return false;
+    }
+    // With the header written, the number stays: saving again updates this record.
+    if (!recordStore().copyTraceToRecord(header.recNo)) {
         showSaveError();
         return false;
     }

@@ -60,9 +60,9 @@ private slots:
         addRow("trigger, yes", 3, 1, "first run", Answer::Yes, "Are you sure?", "1", "1");
         addRow("no", 3, 0, "first run", Answer::No, "Are you sure?", "", "");
         addRow("no samples", 0, 0, "first run", Answer::Yes, "You have to measure first", "", "");
-        // The number is taken before the header is written.
+        // No header was written, so the number is given back: the next save is a new record again.
         addRow("quote fails, trace kept", 3, 0, "operator's note", Answer::Yes,
-               "Are you sure?|System Error caused by 1:", "1", "");
+               "Are you sure?|System Error caused by 1:", "", "");
     }
 
     void saveNewRecord() {
