@@ -8,7 +8,7 @@ packages=(
   libqcustomplot-dev libqcustomplot2.1-qt6
   libbenchmark-dev
   fonts-dseg fonts-noto-cjk
-  sqlite3 poppler-utils xvfb xauth
+  sqlite3 poppler-utils xvfb xauth tzdata
 )
 
 missing=()

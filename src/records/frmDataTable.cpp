@@ -58,8 +58,12 @@ qint64 wholeSeconds(double seconds) {
     return std::llround(seconds);
 }
 
-QDateTime toWholeSecond(const QDateTime& when) {
-    return when.addMSecs(-when.time().msec());
+// The wall-clock date and time of `when` to the whole second, as a plain calendar
+// value: sample times count on from it the way the seconds-of-day clock does,
+// so a daylight-saving change does not shift them by an hour.
+QDateTime wallClockToWholeSecond(const QDateTime& when) {
+    const QTime time = when.time();
+    return QDateTime(when.date(), QTime(time.hour(), time.minute(), time.second()), Qt::UTC);
 }
 
 QString readingText(double value, const QString& unit) {
@@ -418,7 +422,7 @@ frmDataTable::SampleTimes frmDataTable::timesOfNewSample() const {
     t.clock = session().lastReadingTime;
     if (m_previousClock == 0.0) {
         // The first sample of the trace fixes the date the clock values count from.
-        t.base = toWholeSecond(clock().now());
+        t.base = wallClockToWholeSecond(clock().now());
         t.runningTotal = m_runningTotal;
         t.diffLastTime = 0;
     } else {

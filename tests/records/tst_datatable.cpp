@@ -11,6 +11,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace kvx;
 using namespace kvx::test;
@@ -92,31 +93,41 @@ private slots:
     }
 
     void timeColumns_data() {
-        QTest::addColumn<QTime>("clockStart");
+        QTest::addColumn<QDateTime>("clockStart");
         QTest::addColumn<QList<double>>("readingTimes"); // seconds since midnight
         QTest::addColumn<QString>("recTimes");
         QTest::addColumn<QString>("ticks");
         QTest::addColumn<QString>("gaps");
-        addRow("whole seconds", QTime(10, 0), QList<double>{36000, 36001, 36003.6, 36003.9},
+        const QDate day(2026, 1, 5);
+        addRow("whole seconds", QDateTime(day, QTime(10, 0)), QList<double>{36000, 36001, 36003.6, 36003.9},
                "2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:04,2026/01/05 10:00:04", "0,1,4,4",
                "0,1,3,0");
-        addRow("gaps add up unrounded", QTime(10, 0), QList<double>{36000, 36000.4, 36000.8, 36001.2},
+        addRow("gaps add up unrounded", QDateTime(day, QTime(10, 0)),
+               QList<double>{36000, 36000.4, 36000.8, 36001.2},
                "2026/01/05 10:00:00,2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:01", "0,0,1,1",
                "0,0,0,0");
         // The gap across midnight is the clock difference as it is, a day short.
-        addRow("midnight moves the date on", QTime(23, 59, 58), QList<double>{86398, 86399, 1, 2},
+        addRow("midnight moves the date on", QDateTime(day, QTime(23, 59, 58)),
+               QList<double>{86398, 86399, 1, 2},
                "2026/01/05 23:59:58,2026/01/05 23:59:59,2026/01/06 00:00:01,2026/01/06 00:00:02",
                "0,1,-86397,-86396", "0,1,-86398,1");
+        // The wall clock jumps from 02:00 to 03:00; the times follow it, not the hour of real time.
+        const QTimeZone berlin("Europe/Berlin");
+        addRow("spring daylight saving", QDateTime(QDate(2026, 3, 29), QTime(1, 59, 58), berlin),
+               QList<double>{7198, 7199, 10800, 10801},
+               "2026/03/29 01:59:58,2026/03/29 01:59:59,2026/03/29 03:00:00,2026/03/29 03:00:01",
+               "0,1,3602,3603", "0,1,3601,1");
     }
 
     void timeColumns() {
-        QFETCH(QTime, clockStart);
+        QFETCH(QDateTime, clockStart);
         QFETCH(QList<double>, readingTimes);
         QFETCH(QString, recTimes);
         QFETCH(QString, ticks);
         QFETCH(QString, gaps);
+        QVERIFY2(clockStart.isValid(), "the time zone data (tzdata) is missing");
         Table t;
-        t.store.clock->set(QDateTime(QDate(2026, 1, 5), clockStart));
+        t.store.clock->set(clockStart);
         for (double when : readingTimes)
             t.feed(1, when - t.clockValue);
         QCOMPARE(t.stored("RecTime").join(','), recTimes);
