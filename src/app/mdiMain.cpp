@@ -91,11 +91,14 @@ private:
     bool m_unloaded = false;
 };
 
-// The front panel runs the polling timer and quits the program, and the data
-// table stores every sample with the trace's clock: closing either must not end
-// a running trace or lose the settings and log that quitting writes.
+// The front panel runs the polling timer and quits the program, the data table
+// stores every sample with the trace's clock, and the digital screen holds the
+// formats the function keys gave it: closing one must not end a running trace,
+// lose the settings and log that quitting writes, or show a reading in the
+// wrong unit when it comes back.
 bool keptOnClose(const QString& formName) {
-    return formName == QLatin1String(kFormPanel) || formName == QLatin1String(kFormDataTable);
+    return formName == QLatin1String(kFormPanel) || formName == QLatin1String(kFormDataTable) ||
+           formName == QLatin1String(kFormDigital);
 }
 
 bool shown(const QMdiSubWindow* sub) {
@@ -417,7 +420,7 @@ void mdiMain::setDigitalDisplays(bool maximised, int gapTwips) {
 
 void mdiMain::arrangeDigitalScreen() {
     QMdiSubWindow* digital = subWindowOf(kFormDigital);
-    if (!digital) {
+    if (!shown(digital)) {
         reloadAtItsPlace(kFormDigital);
         return;
     }
@@ -443,6 +446,8 @@ void mdiMain::reloadAtItsPlace(const QString& formName) {
         sub->showNormal();
     if (formName == QLatin1String(kFormDigital)) {
         placeTwips(sub, graphicWidth, analogHeight, kColumnWidth, kReloadDigitalHeight);
+        // A screen closed while maximised comes back with the displays of a new one.
+        setDigitalDisplays(false, kGapNormal);
         sub->show();
     } else if (formName == QLatin1String(kFormAnalog)) {
         placeTwips(sub, graphicWidth, 0, kColumnWidth, kReloadAnalogHeight);

@@ -9,6 +9,7 @@
 #include "Services.h"
 #include "Session.h"
 #include "SimProcess.h"
+#include "frmANALOGMETER.h"
 #include "frmAbout.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmKVX5130.h"
@@ -137,9 +138,9 @@ private slots:
             QVERIFY(!frame->isMaximized());
             QTEST(frame->geometry(), "place");
         }
-        // The panel and the data table are only hidden, so a running trace goes on.
+        // The panel, the data table and the digital screen are only hidden, so a running trace goes on.
         const QPointer<QWidget> before = frame->widget();
-        const bool kept = form == QLatin1String(kFormPanel) || form == QLatin1String(kFormDataTable);
+        const bool kept = index == 0 || index >= 3;
         closeForm(form, kept);
         m_frame->arrangeWindow(index);
         frame = sub(form);
@@ -184,15 +185,15 @@ private slots:
     }
 
     void windowMenuFailureShowsMessage() {
-        // The digital screen loads at start-up, but cannot be made again later.
+        // The analog meter loads at start-up, but cannot be made again later.
         int made = 0;
-        m_parts.digital = [&made]() -> QWidget* { return made++ == 0 ? new frmDIGITALMETERMaster : nullptr; };
+        m_parts.analog = [&made]() -> QWidget* { return made++ == 0 ? new frmANALOGMETER : nullptr; };
         startFrame();
-        closeForm(kFormDigital);
+        closeForm(kFormAnalog);
+        m_frame->arrangeWindow(2);
         m_frame->arrangeWindow(1);
-        m_frame->arrangeWindow(0);
         QCOMPARE(m_messages->texts(), QStringList{"System [Window] Menu Error"});
-        QVERIFY(sub(kFormAnalog)->isMaximized()); // what was changed before stays changed
+        QVERIFY(sub(kFormGraphic)->isMaximized()); // what was changed before stays changed
     }
 
     // ----- frame size -----
