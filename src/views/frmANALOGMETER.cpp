@@ -99,14 +99,8 @@ QString frmANALOGMETER::gridMaxText() const {
 
 void frmANALOGMETER::ChooseMeterScale(double peak) {
     if (const auto scale = meterScaleFor(primaryUnit(), peak)) {
-        const bool newBaseOnSameDial =
-            m_gridMax->text() == scale->gridMax && m_gridBase->text() != scale->gridBase;
         m_gridBase->setText(scale->gridBase);
         m_gridMax->setText(scale->gridMax);
-        // A field set to the text it holds reports no change, yet the marks are in
-        // dial units: x1 to x10 on the same +-50 dial must still move them.
-        if (newBaseOnSameDial)
-            onGridMaxChanged();
     }
     updateCaption();
 }
@@ -140,11 +134,18 @@ void frmANALOGMETER::onGridBaseChanged() {
     if (const auto rounded = roundToInt16(parseLeadingNumber(m_gridBase->text())))
         gridBaseValue = *rounded;
     updateCaption();
+    // The marks are in dial units: x1 to x10 on the same +-50 dial moves them too.
+    placeMarks();
 }
 
 void frmANALOGMETER::onGridMaxChanged() {
     gridMaxValue = parseLeadingNumber(m_gridMax->text());
     m_dial->setAxis(-gridMaxValue, gridMaxValue);
+    placeMarks();
+    m_dial->setPointerValue(MeterDial::Needle, 0.0);
+}
+
+void frmANALOGMETER::placeMarks() {
     StatePanel* state = forms().state;
     const QString high = state ? state->limitMaxText() : m_limHigh->text();
     const QString low = state ? state->limitMinText() : m_limLow->text();
@@ -153,7 +154,6 @@ void frmANALOGMETER::onGridMaxChanged() {
     // The relative mark is in dial units too: a new scale re-places it, so it
     // keeps marking the same reading.
     onRelChanged();
-    m_dial->setPointerValue(MeterDial::Needle, 0.0);
 }
 
 void frmANALOGMETER::onLimHighChanged() {

@@ -52,6 +52,8 @@ private:
     void onValueChanged();
     void onGridBaseChanged();
     void onGridMaxChanged();
+    // The high, low and relative marks on the dial as it now stands.
+    void placeMarks();
     void onLimHighChanged();
     void onLimLowChanged();
     void onRelChanged();
