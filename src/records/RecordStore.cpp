@@ -392,12 +392,11 @@ bool RecordStore::loadRecordWithoutTimes(const QString& recNo) {
     return execute(statements::S12(recNo));
 }
 
-bool RecordStore::insertSample(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-                               const QString& reason, qint64 timeTick, qint64 diffLastTime) {
+bool RecordStore::insertSample(const NewSample& s) {
     // The values vary with every sample and go into the text itself, so there is no
     // prepared statement to keep; parsing this short insert costs a few microseconds.
-    return execute(statements::S13(QString::number(seqNo), recTime, pVal, sVal, reason,
-                                   QString::number(timeTick), QString::number(diffLastTime)));
+    return execute(statements::S13(QString::number(s.seqNo), s.recTime, s.pVal, s.sVal, s.reason,
+                                   QString::number(s.timeTick), QString::number(s.diffLastTime)));
 }
 
 bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {

@@ -76,6 +76,17 @@ struct RecordHeader {
     QString recStyle;
 };
 
+// One sample on its way into `datatemp` (S13).
+struct NewSample {
+    qint64 seqNo = 0;
+    QString recTime;
+    QString pVal;
+    QString sVal;
+    QString reason;
+    qint64 timeTick = 0;
+    qint64 diffLastTime = 0;
+};
+
 // One row of `datatemp` as S14 reads it; TimeTick and DiffLastTime may be null.
 struct TempSample {
     qint64 seqNo = 0;
@@ -130,8 +141,7 @@ public:
     bool loadRecordWithTimes(const QString& recNo);
     bool loadRecordWithoutTimes(const QString& recNo);
     // S13: stores one sample; committed when this returns true.
-    bool insertSample(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-                      const QString& reason, qint64 timeTick, qint64 diffLastTime);
+    bool insertSample(const NewSample& sample);
     // S14: calls `each` for every row of the filter, in sample order.
     bool readSamples(int filterIndex, const std::function<void(const TempSample&)>& each);
     // S15: sets the comment of every sample stored with the time text `recTime`.

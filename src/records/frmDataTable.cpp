@@ -465,8 +465,8 @@ void frmDataTable::AppendData() {
     const QString sVal = readingText(dValueSecond, driver().sUnitSecond());
     // The times move on only with a stored sample, so the sample after a failed one
     // measures its gap from the last sample that reached the database.
-    if (!recordStore().insertSample(seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick,
-                                    t.diffLastTime)) {
+    if (!recordStore().insertSample(
+            {seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick, t.diffLastTime})) {
         reportStoreFailure();
         return;
     }

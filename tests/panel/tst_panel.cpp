@@ -489,7 +489,7 @@ private slots:
         PanelFixture f;
         kvx::RecordStore& store = kvx::recordStore();
         QVERIFY(store.open(f.folder.filePath(kvx::kDatabaseFile)));
-        QVERIFY(store.insertSample(1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0));
+        QVERIFY(store.insertSample({1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0}));
         QVERIFY(store.insertHeader(
             {"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
         QVERIFY(store.copyTraceToRecord("3"));

@@ -203,8 +203,8 @@ private slots:
         QFETCH(QString, shownSeqNos);
         Table t;
         for (int seqNo = 0; seqNo < 5; ++seqNo)
-            QVERIFY(recordStore().insertSample(seqNo, QString::number(seqNo), "1 V", "0 ",
-                                               QString::number(seqNo), seqNo, 1));
+            QVERIFY(recordStore().insertSample(
+                {seqNo, QString::number(seqNo), "1 V", "0 ", QString::number(seqNo), seqNo, 1}));
         t.filter()->setCurrentIndex(filterIndex);
         if (filterIndex == 0)
             t.table.refreshRows();

@@ -181,8 +181,8 @@ void GraphRecordTest::reDrawRebuildsAndDoublesMatches() {
     g.setLimLowText(QStringLiteral("0"));
     const QStringList readings{"5", "12.5", "3", "-1", "8"};
     for (int i = 0; i < readings.size(); ++i)
-        QVERIFY(recordStore().insertSample(i, QStringLiteral("2026/01/05 10:00:0%1").arg(i),
-                                           readings[i] + " V", "0 ", "0", i, i ? 1 : 0));
+        QVERIFY(recordStore().insertSample(
+            {i, QStringLiteral("2026/01/05 10:00:0%1").arg(i), readings[i] + " V", "0 ", "0", i, i ? 1 : 0}));
     feed(g, readings);
     QCOMPARE(g.trace().matchCount, 3);
 
