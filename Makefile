@@ -7,7 +7,7 @@ LINK ?=
 SANITIZE ?= OFF
 WERROR ?= $(if $(CI),ON,OFF)
 
-.PHONY: all setup configure build run test bench clean
+.PHONY: all setup configure build run test bench package clean
 
 all: build
 
@@ -29,6 +29,10 @@ test: build
 
 bench: build
 	$(BUILD_DIR)/bin/kvx5130-bench
+
+# The Debian package, $(BUILD_DIR)/kvx5130_<version>_<arch>.deb.
+package: build
+	cmake --build $(BUILD_DIR) --target package
 
 clean:
 	rm -rf $(BUILD_DIR)

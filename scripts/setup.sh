@@ -9,6 +9,7 @@ packages=(
   libbenchmark-dev
   fonts-dseg fonts-noto-cjk
   sqlite3 poppler-utils xvfb xauth tzdata
+  dpkg-dev lintian appstream desktop-file-utils # `make package` and the checks of what it installs
 )
 
 missing=()

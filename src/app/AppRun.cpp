@@ -6,7 +6,9 @@
 #include "mdiMain.h"
 
 #include <QApplication>
+#include <QDirIterator>
 #include <QFont>
+#include <QIcon>
 #include <QImageWriter>
 #include <QPixmap>
 #include <QTextStream>
@@ -25,11 +27,24 @@ void printError(const QString& text) {
 const char* const kCjkFamilies[] = {"Noto Sans CJK TC", "Noto Sans CJK JP", "Noto Sans CJK SC",
                                     "WenQuanYi Zen Hei", "Droid Sans Fallback"};
 
+// The icon's sizes are drawn from one picture into the resource folders ":/icons/<w>x<h>/".
+QIcon programIcon() {
+    QIcon icon;
+    QDirIterator sizes(QStringLiteral(":/icons"), {QStringLiteral("kvx5130.png")}, QDir::Files,
+                       QDirIterator::Subdirectories);
+    while (sizes.hasNext())
+        icon.addFile(sizes.next());
+    return icon;
+}
+
 } // namespace
 
 void prepareApplication(QApplication& app) {
     QApplication::setApplicationName(QStringLiteral("KVX-5130"));
     QApplication::setApplicationVersion(QStringLiteral("1.0.1"));
+    // Every window carries the icon; the desktop entry's name ties the windows to the launcher.
+    QApplication::setWindowIcon(programIcon());
+    QGuiApplication::setDesktopFileName(QStringLiteral("kvx5130"));
     QFont font = app.font();
     QStringList families{font.family()};
     QStringList fallbacks;

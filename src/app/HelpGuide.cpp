@@ -17,8 +17,9 @@ QStringList userGuideCandidates() {
     QStringList candidates;
     if (!session().programFolder.isEmpty())
         candidates << session().pathInFolder(name);
-    // The build folder is laid out as an installation: bin/ and share/kvx5130/guide/.
-    candidates << QDir::cleanPath(executableDir + QStringLiteral("/../share/kvx5130/guide/") + name)
+    // The installed guide lies at a fixed place relative to the program; the build folder is laid
+    // out the same way.
+    candidates << QDir::cleanPath(executableDir + QStringLiteral("/" KVX_GUIDE_FROM_PROGRAM "/") + name)
                << QStringLiteral(KVX_GUIDE_SOURCE_DIR "/") + name;
     return candidates;
 }

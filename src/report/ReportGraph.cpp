@@ -1,9 +1,9 @@
 #include "ReportGraph.h"
 
+#include "DisplayColors.h"
 #include "Forms.h"
 #include "GraphScales.h"
 #include "RecordStore.h"
-#include "Session.h"
 #include "frmGraphicRecord.h"
 
 #include <QLabel>
@@ -75,8 +75,16 @@ private:
     GraphRecord* m_graph;
 };
 
-bool anyColorSet(const OperationRecord& op) {
-    return std::any_of(op.colors.begin(), op.colors.end(), [](quint32 c) { return c != 0; });
+// Dark on white (0x00BBGGRR, by the slots of DisplayColors): text black, grid light grey, limit
+// and reference lines red, background white, the trace dark blue, live or replayed.
+constexpr DisplayColors kPrintColors{0x000000u, 0xC8C8C8u, 0x0000C8u, 0xFFFFFFu,
+                                     0xA00000u, 0xA00000u, 0xFFFFFFu};
+
+void makeTextsSearchable(QCustomPlot& plot) {
+    for (QCPAxis* axis : plot.axisRect()->axes()) {
+        axis->setTickLabelFont(searchableFont(axis->tickLabelFont()));
+        axis->setLabelFont(searchableFont(axis->labelFont()));
+    }
 }
 
 // Widens the plot's lines and its X range for as long as it lives.
@@ -107,6 +115,11 @@ private:
 
 } // namespace
 
+QFont searchableFont(QFont font) {
+    font.setStyleStrategy(QFont::PreferNoShaping);
+    return font;
+}
+
 // The hidden window and the in-memory working table it was rebuilt from.
 struct ReportGraph::Parts {
     RecordStore samples;
@@ -127,8 +140,8 @@ ReportGraph::ReportGraph(const TraceRecord& trace, GraphRecord* shown)
     m_parts->samples.replaceTrace(trace.samples);
 
     frmGraphicRecord& graph = *m_window;
-    if (anyColorSet(session().operation))
-        graph.applyColors(session().operation.colors);
+    graph.applyColors(kPrintColors);
+    makeTextsSearchable(*graph.CWGraph1());
     graph.setRecordStore(&m_parts->samples);
     if (onScreen) {
         graph.setLimHighText(onScreen->limHigh);

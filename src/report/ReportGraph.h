@@ -9,9 +9,12 @@
 // exactly as its panels show them and draws with its limit, reference and Y-axis
 // settings; without one (a saved record exported from the command line) the
 // hidden window's own panels and the Y range of the record's unit are used.
+// Paper gets a palette of its own, dark on white; the Setting dialog's colours
+// are the screen's.
 
 #include "ReportTrace.h"
 
+#include <QFont>
 #include <QRectF>
 #include <QStringList>
 
@@ -24,6 +27,11 @@ namespace kvx {
 
 class GraphRecord;
 class frmGraphicRecord;
+
+// `font` drawn so that its text reads back from a PDF. Shaping can put digits in Latin text on
+// glyphs of their own (the CJK fonts do), which the PDF's text map does not know; the digits
+// would then vanish from a search or a copy of the page.
+QFont searchableFont(QFont font);
 
 // The statistics panels of the graph window, by their object names.
 inline const char* const kStatisticsPanels[] = {"pnlMax", "pnlMin", "pnlStdCount", "pnlTotCount",

@@ -31,7 +31,7 @@ QFont reportFont(double points, bool bold = false) {
     QFont font;
     font.setPointSizeF(points);
     font.setBold(bold);
-    return font;
+    return searchableFont(font);
 }
 
 QString styleName(const QString& recStyle) {

@@ -1,6 +1,7 @@
-// The command line, the memory summary of the About box and where the user
-// guide is looked for first.
+// The command line, the memory summary of the About box, where the user
+// guide is looked for first and the windows' icon.
 #include "AppOptions.h"
+#include "AppRun.h"
 #include "DataRows.h"
 #include "HelpGuide.h"
 #include "Session.h"
@@ -95,6 +96,12 @@ private slots:
         own.write("<html><body>own guide</body></html>");
         own.close();
         QCOMPARE(findUserGuide(), QFileInfo(own).absoluteFilePath());
+    }
+
+    void everyWindowCarriesTheProgramIcon() {
+        prepareApplication(*qApp);
+        const QList<QSize> sizes = QWidget().windowIcon().availableSizes();
+        QVERIFY(sizes.contains(QSize(16, 16)) && sizes.contains(QSize(256, 256)));
     }
 };
 

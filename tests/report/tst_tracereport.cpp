@@ -1,6 +1,7 @@
 // The printed trace report and the command-line export: what lands on which
 // page of the PDF, statistics that agree with the graph window, and the export
 // of saved records by number.
+#include "AppRun.h"
 #include "ExportRecord.h"
 #include "ReportTestSupport.h"
 #include "TraceReport.h"
@@ -36,6 +37,18 @@ std::optional<QString> pdfPageText(const QString& pdf, int page) {
     return QString::fromUtf8(p.readAllStandardOutput());
 }
 
+// The share of dark pixels across the middle of page one, where the graph is printed.
+double darkShareOfGraph(const QString& pdf) {
+    QProcess::execute(QStandardPaths::findExecutable(QStringLiteral("pdftoppm")),
+                      {"-r", "20", "-png", "-singlefile", "-f", "1", "-l", "1", pdf, pdf});
+    const QImage page(pdf + QStringLiteral(".png"));
+    int dark = 0;
+    for (int y = page.height() * 3 / 10; y < page.height() * 7 / 10; ++y)
+        for (int x = 0; x < page.width(); ++x)
+            dark += qGray(page.pixel(x, y)) < 96;
+    return page.isNull() ? 1.0 : dark / (page.width() * page.height() * 0.4);
+}
+
 bool havePdfToText() {
     return !QStandardPaths::findExecutable(QStringLiteral("pdftotext")).isEmpty();
 }
@@ -45,6 +58,9 @@ bool havePdfToText() {
 class TraceReportTest : public QObject {
     Q_OBJECT
 private slots:
+    // The program's fonts: the report must read back from the PDF with them.
+    void initTestCase() { prepareApplication(*qApp); }
+
     void pagesOfA200SampleReport() {
         StoreFixture fx;
         FakePanel panel;
@@ -87,6 +103,8 @@ private slots:
               "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20", "Elapsed Time [Sec]"})
             QVERIFY2(first->contains(QLatin1String(expected)), expected);
         QVERIFY2(!first->contains(QLatin1String("SeqNo")), "the table starts on page two");
+        QVERIFY2(darkShareOfGraph(pdf) < 0.1,
+                 "the graph is printed dark on white, whatever the screen's colours");
 
         // The table: headings on every page, every sample once and in order.
         int page = 2;

@@ -1,0 +1,45 @@
+# Installs the build into a DESTDIR under /usr and compares the files with the expected list;
+# then validates the launcher entry and the AppStream metadata, and checks that each manual page
+# names every option its program's --help lists.
+file(REMOVE_RECURSE ${WORK_DIR})
+set(ENV{DESTDIR} ${WORK_DIR})
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix /usr
+                OUTPUT_QUIET RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "cmake --install failed")
+endif()
+
+file(GLOB_RECURSE installed LIST_DIRECTORIES false RELATIVE ${WORK_DIR} ${WORK_DIR}/*)
+list(SORT installed)
+file(STRINGS ${EXPECTED} expected)
+list(SORT expected)
+if(NOT installed STREQUAL expected)
+  string(REPLACE ";" "\n  " shown "${installed}")
+  message(FATAL_ERROR "The installed files differ from ${EXPECTED}:\n  ${shown}")
+endif()
+
+set(root ${WORK_DIR}/usr)
+foreach(check "desktop-file-validate;${root}/share/applications/kvx5130.desktop"
+              "appstreamcli;validate;--no-net;${root}/share/metainfo/io.github.kvx5130.kvx5130.metainfo.xml")
+  execute_process(COMMAND ${check} RESULT_VARIABLE failed OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(failed)
+    message(FATAL_ERROR "${check}:\n${out}")
+  endif()
+endforeach()
+
+foreach(program kvx5130 kvx5130-sim)
+  execute_process(COMMAND ${root}/bin/${program} --help OUTPUT_VARIABLE help)
+  execute_process(COMMAND gzip -dc ${root}/share/man/man1/${program}.1.gz OUTPUT_VARIABLE page)
+  string(REGEX MATCHALL "--[a-z][a-z-]*" options "${help}")
+  list(REMOVE_DUPLICATES options)
+  if(NOT options)
+    message(FATAL_ERROR "${program} --help lists no option")
+  endif()
+  foreach(option ${options})
+    string(REPLACE "-" "\\-" roff "${option}")
+    string(FIND "${page}" "${roff}" at)
+    if(at EQUAL -1)
+      message(FATAL_ERROR "The manual page of ${program} does not name ${option}")
+    endif()
+  endforeach()
+endforeach()
