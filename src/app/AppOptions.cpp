@@ -31,21 +31,26 @@ Options:
                  samples (CSV) and exit, without showing a window. Exits
                  non-zero with a message when the record does not exist.
   --help         Show this text.
+  --version      Show the program's version.
 )";
+
+// Options of the window system, which QApplication takes from the same command line.
+void letWindowSystemOptionsThrough(QCommandLineParser& parser) {
+    for (const char* name :
+         {"platform", "display", "style", "stylesheet", "platformtheme", "qwindowgeometry", "qwindowtitle"}) {
+        QCommandLineOption option(QString::fromLatin1(name), QString(), QStringLiteral("VALUE"));
+        option.setFlags(QCommandLineOption::HiddenFromHelp);
+        parser.addOption(option);
+    }
+    QCommandLineOption reverse(QStringLiteral("reverse"));
+    reverse.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(reverse);
+}
 
 } // namespace
 
 QString appUsageText() {
     return QString::fromUtf8(kUsage);
-}
-
-bool exportAsked(const QStringList& arguments) {
-    for (const QString& argument : arguments) {
-        if (argument == QLatin1String("--export-record") ||
-            argument.startsWith(QLatin1String("--export-record=")))
-            return true;
-    }
-    return false;
 }
 
 AppOptions parseAppOptions(const QStringList& arguments) {
@@ -55,6 +60,7 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption link(QStringLiteral("link"), QString(), QStringLiteral("TEXT"));
     const QCommandLineOption start(QStringLiteral("start"));
     const QCommandLineOption help(QStringList{QStringLiteral("help"), QStringLiteral("h")});
+    const QCommandLineOption version(QStringLiteral("version"));
     QCommandLineOption screenshot(QStringLiteral("screenshot"), QString(), QStringLiteral("FILE"));
     screenshot.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption screenshotDelay(QStringLiteral("screenshot-delay"), QString(), QStringLiteral("MS"));
@@ -62,7 +68,9 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption exportRecord(QStringLiteral("export-record"), QString(), QStringLiteral("N"));
     const QCommandLineOption pdf(QStringLiteral("pdf"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption csv(QStringLiteral("csv"), QString(), QStringLiteral("FILE"));
-    parser.addOptions({folder, link, start, help, screenshot, screenshotDelay, exportRecord, pdf, csv});
+    parser.addOptions(
+        {folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf, csv});
+    letWindowSystemOptionsThrough(parser);
 
     AppOptions options;
     if (!parser.parse(arguments)) {
@@ -74,6 +82,7 @@ AppOptions parseAppOptions(const QStringList& arguments) {
         return options;
     }
     options.helpRequested = parser.isSet(help);
+    options.versionRequested = parser.isSet(version);
     options.folder = parser.value(folder);
     options.link = parser.value(link);
     options.start = parser.isSet(start);

@@ -16,13 +16,15 @@ struct AppOptions {
     QString pdfFile;              // --pdf FILE: its printed report
     QString csvFile;              // --csv FILE: its samples for spreadsheets
     bool helpRequested = false;
+    bool versionRequested = false;
     QString error; // non-empty: the command line was refused
 };
 
-// `arguments` includes the program name first, as QCoreApplication::arguments() gives it.
+inline const char* const kAppVersion = "1.0.1";
+
+// `arguments` includes the program name first, as argv gives it. The window
+// system's own options (-platform, -display, -style, ...) are let through.
 AppOptions parseAppOptions(const QStringList& arguments);
-// True when the arguments ask for an export, which needs no display.
-bool exportAsked(const QStringList& arguments);
 QString appUsageText();
 
 } // namespace kvx

@@ -1,19 +1,24 @@
 #include "AppRun.h"
 
 #include "ExportRecord.h"
+#include "FolderLock.h"
 #include "Link.h"
+#include "QuitSignals.h"
 #include "Session.h"
+#include "StatusReports.h"
 #include "mdiMain.h"
 
 #include <QApplication>
 #include <QDirIterator>
 #include <QFont>
+#include <QGuiApplication>
 #include <QIcon>
 #include <QImageWriter>
 #include <QPixmap>
 #include <QTextStream>
 #include <QTimer>
 #include <cstdio>
+#include <cstdlib>
 
 namespace kvx {
 
@@ -37,11 +42,17 @@ QIcon programIcon() {
     return icon;
 }
 
+// The offscreen and minimal platforms draw into memory: nobody sees a window there.
+bool displayPresent() {
+    const QString platform = QGuiApplication::platformName();
+    return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+}
+
 } // namespace
 
 void prepareApplication(QApplication& app) {
     QApplication::setApplicationName(QStringLiteral("KVX-5130"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.1"));
+    QApplication::setApplicationVersion(QString::fromLatin1(kAppVersion));
     // Every window carries the icon; the desktop entry's name ties the windows to the launcher.
     QApplication::setWindowIcon(programIcon());
     QGuiApplication::setDesktopFileName(QStringLiteral("kvx5130"));
@@ -87,7 +98,28 @@ int runApplication(QApplication& app, const AppOptions& options) {
         return exportRecord(options.exportRecord, options.pdfFile, options.csvFile, err);
     }
 
+    // Unattended means nobody clicks: no message box may hold up the trace.
+    const bool attended = displayPresent() && !options.start;
+    if (!attended)
+        setMessages(std::make_shared<UnattendedMessageService>(displayPresent()));
+
+    // Released by its destructor when cmdQuit ends the process.
+    static FolderLock folderLock;
+    QString refusal;
+    if (!folderLock.acquire(session().programFolder, &refusal)) {
+        if (attended)
+            printError(refusal);
+        messages().notice(refusal, QStringLiteral("Warning"));
+        return 1;
+    }
+
     mdiMain frame;
+    const QuitSignals quitSignals([&frame] {
+        // Whoever sent the signal is not there to answer a box.
+        setMessages(std::make_shared<UnattendedMessageService>(false));
+        frame.quit(); // cmdQuit: writes the files and ends the process
+        std::exit(0); // before the front panel is loaded there is nothing to write
+    });
     if (!frame.load()) {
         printError(QStringLiteral("start-up stopped (program folder %1)").arg(session().programFolder));
         return 1;

@@ -7,11 +7,11 @@
 
 namespace {
 
-// --help works without a display, so it is answered before the window system starts.
-bool helpAsked(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray argument(argv[i]);
-        if (argument == "--help" || argument == "-h" || argument == "-help")
+// Without one of these the window system cannot start, and Qt ends the process
+// with an abort instead of a message.
+bool displayNamed() {
+    for (const char* variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+        if (!qEnvironmentVariableIsEmpty(variable))
             return true;
     }
     return false;
@@ -20,22 +20,34 @@ bool helpAsked(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (helpAsked(argc, argv)) {
-        std::fputs(qPrintable(kvx::appUsageText()), stdout);
-        return 0;
-    }
-    QStringList rawArguments;
+    // The command line is read before the window system starts, so that --help,
+    // --version and a refused option work without a display.
+    QStringList arguments;
     for (int i = 0; i < argc; ++i)
-        rawArguments << QString::fromLocal8Bit(argv[i]);
-    // An export draws its report off screen and must work without a desktop.
-    if (kvx::exportAsked(rawArguments) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    kvx::prepareApplication(app);
-    const kvx::AppOptions options = kvx::parseAppOptions(QApplication::arguments());
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const kvx::AppOptions options = kvx::parseAppOptions(arguments);
     if (!options.error.isEmpty()) {
         std::fprintf(stderr, "kvx5130: %s\n%s", qPrintable(options.error), qPrintable(kvx::appUsageText()));
         return 2;
     }
+    if (options.helpRequested) {
+        std::fputs(qPrintable(kvx::appUsageText()), stdout);
+        return 0;
+    }
+    if (options.versionRequested) {
+        std::printf("kvx5130 %s\n", kvx::kAppVersion);
+        return 0;
+    }
+    // An export draws its report off screen and must work without a desktop.
+    if (options.exportRecord >= 0 && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!displayNamed()) {
+        std::fputs("kvx5130: there is no display to show the windows on (DISPLAY and WAYLAND_DISPLAY are "
+                   "not set); QT_QPA_PLATFORM=offscreen runs the program without one\n",
+                   stderr);
+        return 1;
+    }
+    QApplication app(argc, argv);
+    kvx::prepareApplication(app);
     return kvx::runApplication(app, options);
 }

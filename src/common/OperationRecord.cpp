@@ -1,5 +1,7 @@
 #include "OperationRecord.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QtEndian>
@@ -11,84 +13,131 @@ namespace {
 constexpr int kExtensionMagicAt = 876;
 constexpr char kExtensionMagic[] = "KVX+";
 
+// Where each text field lies. The extension fields are read without their
+// blanks at either end; the fields of the classic layout keep them.
+struct TextField {
+    QString OperationRecord::*member;
+    int at;
+    int width;
+    bool extension;
+};
+
+const TextField kTextFields[] = {
+    {&OperationRecord::samplingInterval, 6, 20, false},  {&OperationRecord::totalTime, 26, 20, false},
+    {&OperationRecord::reportHeader, 46, 255, false},    {&OperationRecord::logoFile, 301, 255, false},
+    {&OperationRecord::snapshotFolder, 584, 255, false}, {&OperationRecord::serialFlag, 839, 1, false},
+    {&OperationRecord::gpibFlag, 840, 1, false},         {&OperationRecord::sFunction, 841, 10, false},
+    {&OperationRecord::settingText1, 860, 6, false},     {&OperationRecord::settingText2, 866, 6, false},
+    {&OperationRecord::serialDevice, 880, 255, true},    {&OperationRecord::gpibBackend, 1135, 255, true},
+    {&OperationRecord::lanFlag, 1390, 1, true},          {&OperationRecord::lanAddress, 1391, 255, true},
+};
+
+const TextField* fieldOf(QString OperationRecord::*member) {
+    for (const TextField& field : kTextFields) {
+        if (field.member == member)
+            return &field;
+    }
+    return nullptr;
+}
+
+QString withoutPadding(const QString& text) {
+    int end = text.size();
+    while (end > 0 && text[end - 1] == QLatin1Char(' '))
+        --end;
+    return text.left(end);
+}
+
 // Texts are one byte per character. UTF-8 keeps ASCII files byte-identical and lets
-// non-Latin text survive; bytes that are not UTF-8 are read as Latin-1.
-QString decodeText(const QByteArray& bytes) {
+// non-Latin text survive; bytes that are not UTF-8 (an 8-bit code page of an older
+// tool) are read as Latin-1.
+QString decodeText(const QByteArray& bytes, bool trimmed) {
     QByteArray b = bytes;
     const int nul = b.indexOf('\0');
     if (nul >= 0)
         b.truncate(nul);
-    const QString utf8 = QString::fromUtf8(b);
-    if (!utf8.contains(QChar::ReplacementCharacter))
-        return utf8;
-    return QString::fromLatin1(b);
+    QString text = QString::fromUtf8(b);
+    if (text.contains(QChar::ReplacementCharacter))
+        text = QString::fromLatin1(b);
+    return trimmed ? text.trimmed() : text;
 }
 
+bool hasExtensionMagic(const QByteArray& record) {
+    return record.mid(kExtensionMagicAt, 4) == kExtensionMagic;
+}
+
+// The extension fields hold this program's values only behind their marker.
+bool fieldWasRead(const QByteArray& record, const TextField& field) {
+    return !field.extension || hasExtensionMagic(record);
+}
+
+QString storedText(const QByteArray& record, const TextField& field) {
+    return decodeText(record.mid(field.at, field.width), field.extension);
+}
+
+// The bytes of a new text: UTF-8, padded with blanks. Empty when it does not fit.
 QByteArray encodeText(const QString& text, int width) {
-    QByteArray b = text.toUtf8();
-    if (b.size() > width) {
-        b.truncate(width);
-        // Do not leave half a multi-byte character at the end.
-        while (!b.isEmpty() && QString::fromUtf8(b).contains(QChar::ReplacementCharacter))
-            b.chop(1);
-    }
-    return b.leftJustified(width, ' ');
+    const QByteArray b = withoutPadding(text).toUtf8();
+    return b.size() <= width ? b.leftJustified(width, ' ') : QByteArray();
 }
-
-class Writer {
-public:
-    explicit Writer(QByteArray& out) : m_out(out) {}
-    void i16(int at, qint16 v) { qToLittleEndian<qint16>(v, m_out.data() + at); }
-    void u32(int at, quint32 v) { qToLittleEndian<quint32>(v, m_out.data() + at); }
-    void text(int at, int width, const QString& s) { m_out.replace(at, width, encodeText(s, width)); }
-
-private:
-    QByteArray& m_out;
-};
-
-class Reader {
-public:
-    explicit Reader(const QByteArray& in) : m_in(in) {}
-    qint16 i16(int at) const { return qFromLittleEndian<qint16>(m_in.constData() + at); }
-    quint32 u32(int at) const { return qFromLittleEndian<quint32>(m_in.constData() + at); }
-    QString text(int at, int width) const { return decodeText(m_in.mid(at, width)); }
-
-private:
-    const QByteArray& m_in;
-};
 
 } // namespace
 
-QByteArray OperationRecord::encode() const {
-    QByteArray out = raw.size() == Size ? raw : QByteArray(Size, '\0');
-    Writer w(out);
-    w.i16(0, comPort);
-    w.i16(2, baudRate);
-    w.i16(4, gpibAddress);
-    w.text(6, 20, samplingInterval);
-    w.text(26, 20, totalTime);
-    w.text(46, 255, reportHeader);
-    w.text(301, 255, logoFile);
-    for (int i = 0; i < ColorCount; ++i)
-        w.u32(556 + 4 * i, colors[i]);
-    w.text(584, 255, snapshotFolder);
-    w.text(839, 1, serialFlag);
-    w.text(840, 1, gpibFlag);
-    w.text(841, 10, sFunction);
-    for (int i = 0; i < 4; ++i)
-        w.i16(852 + 2 * i, serialSettings[i]);
-    w.text(860, 6, settingText1);
-    w.text(866, 6, settingText2);
-    w.i16(872, setting3);
+QByteArray OperationRecord::blankRecord() {
+    QByteArray bytes(Size, '\0');
+    for (const TextField& field : kTextFields) {
+        if (!field.extension)
+            bytes.replace(field.at, field.width, QByteArray(field.width, ' '));
+    }
+    return bytes;
+}
 
-    const bool hasExtension = !serialDevice.isEmpty() || !gpibBackend.isEmpty() || !lanFlag.isEmpty() ||
-                              !lanAddress.isEmpty() || raw.mid(kExtensionMagicAt, 4) == kExtensionMagic;
-    if (hasExtension) {
+bool OperationRecord::fits(QString OperationRecord::*member, const QString& text) const {
+    const TextField* field = fieldOf(member);
+    if (!field || !encodeText(text, field->width).isEmpty())
+        return true;
+    return fieldWasRead(raw, *field) && withoutPadding(text) == withoutPadding(storedText(raw, *field));
+}
+
+int OperationRecord::width(QString OperationRecord::*member) {
+    const TextField* field = fieldOf(member);
+    return field ? field->width : 0;
+}
+
+QByteArray OperationRecord::encode() const {
+    QByteArray out = raw.size() == Size ? raw : blankRecord();
+    const auto i16 = [&out](int at, qint16 v) { qToLittleEndian<qint16>(v, out.data() + at); };
+    i16(0, comPort);
+    i16(2, baudRate);
+    i16(4, gpibAddress);
+    for (int i = 0; i < ColorCount; ++i)
+        qToLittleEndian<quint32>(colors[i], out.data() + 556 + 4 * i);
+    for (int i = 0; i < 4; ++i)
+        i16(852 + 2 * i, serialSettings[i]);
+    i16(872, setting3);
+
+    const bool extensionRead = hasExtensionMagic(out);
+    const bool hasExtension = extensionRead || !serialDevice.isEmpty() || !gpibBackend.isEmpty() ||
+                              !lanFlag.isEmpty() || !lanAddress.isEmpty();
+    if (hasExtension && !extensionRead) {
         out.replace(kExtensionMagicAt, 4, QByteArray(kExtensionMagic, 4));
-        w.text(880, 255, serialDevice);
-        w.text(1135, 255, gpibBackend);
-        w.text(1390, 1, lanFlag);
-        w.text(1391, 255, lanAddress);
+        for (const TextField& field : kTextFields) {
+            if (field.extension)
+                out.replace(field.at, field.width, QByteArray(field.width, ' '));
+        }
+    }
+    for (const TextField& field : kTextFields) {
+        if (!fieldWasRead(out, field))
+            continue;
+        // A text the operator did not change keeps the bytes it was read from,
+        // whatever code page wrote them. A text too long for its field keeps them
+        // too: cut short it would name another folder or file. Where text is
+        // entered, such text is refused with a message before it gets here.
+        const QString& text = this->*field.member;
+        if (withoutPadding(text) == withoutPadding(storedText(out, field)))
+            continue;
+        const QByteArray bytes = encodeText(text, field.width);
+        if (!bytes.isEmpty())
+            out.replace(field.at, field.width, bytes);
     }
     return out;
 }
@@ -98,55 +147,56 @@ bool OperationRecord::decode(const QByteArray& bytes) {
         return false;
     OperationRecord r;
     r.raw = bytes;
-    Reader in(bytes);
-    r.comPort = in.i16(0);
-    r.baudRate = in.i16(2);
-    r.gpibAddress = in.i16(4);
-    r.samplingInterval = in.text(6, 20);
-    r.totalTime = in.text(26, 20);
-    r.reportHeader = in.text(46, 255);
-    r.logoFile = in.text(301, 255);
+    const auto i16 = [&bytes](int at) { return qFromLittleEndian<qint16>(bytes.constData() + at); };
+    r.comPort = i16(0);
+    r.baudRate = i16(2);
+    r.gpibAddress = i16(4);
     for (int i = 0; i < ColorCount; ++i)
-        r.colors[i] = in.u32(556 + 4 * i);
-    r.snapshotFolder = in.text(584, 255);
-    r.serialFlag = in.text(839, 1);
-    r.gpibFlag = in.text(840, 1);
-    r.sFunction = in.text(841, 10);
+        r.colors[i] = qFromLittleEndian<quint32>(bytes.constData() + 556 + 4 * i);
     for (int i = 0; i < 4; ++i)
-        r.serialSettings[i] = in.i16(852 + 2 * i);
-    r.settingText1 = in.text(860, 6);
-    r.settingText2 = in.text(866, 6);
-    r.setting3 = in.i16(872);
-    if (bytes.mid(kExtensionMagicAt, 4) == kExtensionMagic) {
-        r.serialDevice = in.text(880, 255).trimmed();
-        r.gpibBackend = in.text(1135, 255).trimmed();
-        r.lanFlag = in.text(1390, 1).trimmed();
-        r.lanAddress = in.text(1391, 255).trimmed();
+        r.serialSettings[i] = i16(852 + 2 * i);
+    r.setting3 = i16(872);
+    for (const TextField& field : kTextFields) {
+        if (fieldWasRead(bytes, field))
+            r.*field.member = storedText(bytes, field);
     }
     *this = r;
     return true;
 }
 
 LoadResult OperationFile::load(const QString& path, OperationRecord& record, QString* error) {
-    if (!QFileInfo::exists(path))
+    const QFileInfo info(path);
+    if (!info.exists())
         return LoadResult::Missing;
+    const auto damaged = [&](const QString& why) {
+        if (error)
+            *error = QStringLiteral("The operation file %1 %2.").arg(path, why);
+        return LoadResult::Damaged;
+    };
+    if (info.isDir())
+        return damaged(QStringLiteral("is a folder, not a file"));
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) {
-        if (error)
-            *error = QStringLiteral("The operation file %1 cannot be read: %2").arg(path, f.errorString());
-        return LoadResult::Damaged;
-    }
+    if (!f.open(QIODevice::ReadOnly))
+        return damaged(QStringLiteral("cannot be read (%1)").arg(f.errorString()));
     const QByteArray bytes = f.read(OperationRecord::Size);
-    if (bytes.size() != OperationRecord::Size || !record.decode(bytes)) {
-        if (error)
-            *error = QStringLiteral("The operation file %1 is damaged (%2 bytes, a record has %3); "
-                                    "the default settings are used.")
-                         .arg(path)
-                         .arg(f.size())
-                         .arg(OperationRecord::Size);
-        return LoadResult::Damaged;
-    }
+    if (bytes.size() != OperationRecord::Size || !record.decode(bytes))
+        return damaged(QStringLiteral("is damaged: it holds %1 bytes, a record has %2")
+                           .arg(f.size())
+                           .arg(OperationRecord::Size));
     return LoadResult::Loaded;
+}
+
+QString OperationFile::keepAside(const QString& path, const QDateTime& when, QString* error) {
+    const QString stem =
+        path + QStringLiteral(".damaged-") + when.toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    QString kept = stem;
+    for (int n = 2; QFileInfo::exists(kept); ++n)
+        kept = stem + QLatin1Char('-') + QString::number(n);
+    if (QDir().rename(path, kept))
+        return kept;
+    if (error)
+        *error = QStringLiteral("it cannot be renamed to %1").arg(kept);
+    return QString();
 }
 
 bool OperationFile::save(const QString& path, const OperationRecord& record, QString* error) {

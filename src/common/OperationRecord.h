@@ -2,7 +2,9 @@
 // The operation record: the settings block that the operation file keeps between
 // runs, one fixed 1704-byte record. Numbers are little-endian; texts are stored
 // one byte per character, padded with blanks. The bytes the program does not
-// interpret are kept as read, so a file written back is identical byte for byte.
+// interpret are kept as read, and so are the bytes of every text the operator
+// has not changed (files of older tools hold them in an 8-bit code page), so a
+// file written back is identical byte for byte. New text is stored as UTF-8.
 //
 // Layout (offset, size, field):
 //    0    2  comPort            serial port number 1-4
@@ -34,6 +36,7 @@
 // 1646   58  (free)
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <array>
 
@@ -66,8 +69,16 @@ struct OperationRecord {
     QString lanFlag;      // 1
     QString lanAddress;   // 255
 
-    // Bytes as last read; fields are written over them.
-    QByteArray raw = QByteArray(Size, '\0');
+    // Bytes as last read; changed fields are written over them.
+    QByteArray raw = blankRecord();
+
+    // A record of zeros with blank texts, as a first run starts from.
+    static QByteArray blankRecord();
+    // The size of a text field in bytes (0 for a member that is not one).
+    static int width(QString OperationRecord::*field);
+    // Whether `text` can be stored in `field` as it stands: its UTF-8 bytes fit,
+    // or it is the text the field was read from.
+    bool fits(QString OperationRecord::*field, const QString& text) const;
 
     QByteArray encode() const;
     // Decodes a whole record. Returns false (leaving *this unchanged) when `bytes`
@@ -80,8 +91,12 @@ enum class LoadResult { Loaded, Missing, Damaged };
 
 struct OperationFile {
     // Reads record 1 of `path`. A missing file leaves `record` alone (Missing);
-    // a short or unreadable one leaves it alone too and gives Damaged with a message.
+    // a short or unreadable one, or a folder by that name, leaves it alone too and
+    // gives Damaged with a sentence that says what is wrong.
     static LoadResult load(const QString& path, OperationRecord& record, QString* error = nullptr);
+    // Renames a damaged file (or folder) to `path` + ".damaged-YYYYMMDD-HHMMSS", so that
+    // writing the settings does not destroy it. The new path, or empty with the reason.
+    static QString keepAside(const QString& path, const QDateTime& when, QString* error = nullptr);
     // Writes record 1, overwriting the first 1704 bytes of an existing file in place.
     static bool save(const QString& path, const OperationRecord& record, QString* error = nullptr);
 };

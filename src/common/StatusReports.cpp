@@ -13,6 +13,18 @@ void StatusReports::report(const QString& text) {
     emit reported(text);
 }
 
+void UnattendedMessageService::notice(const QString& text, const QString& title) {
+    const QString oneLine = QString(text).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    statusReports().report(title.isEmpty() ? oneLine : title + QStringLiteral(": ") + oneLine);
+}
+
+Answer UnattendedMessageService::ask(const QString& text, const QString& title) {
+    if (m_displayPresent)
+        return DialogMessageService().ask(text, title);
+    statusReports().report(text + QStringLiteral(" No (nobody can answer in a run without a display)"));
+    return Answer::No;
+}
+
 StatusReports& statusReports() {
     static StatusReports reports;
     return reports;

@@ -4,6 +4,8 @@
 // unattended run. Each report goes to stderr at once and to whichever window
 // shows status (the state panel listens to `reported`).
 
+#include "Services.h"
+
 #include <QObject>
 #include <QString>
 
@@ -28,5 +30,22 @@ private:
 };
 
 StatusReports& statusReports();
+
+// The message service of an unattended run (--start, or no display), where
+// nothing may wait for a click: every notice becomes a status report.
+// Questions only come from the operator's own clicks. With a display they are
+// asked as usual (the box runs its own event loop, so the trace goes on meanwhile).
+// Without one nobody can answer them, and the answer is No, the one that keeps the
+// recorded data as it is: no saved record is overwritten, the working trace is not
+// abandoned, and nothing is filed under a new record number.
+class UnattendedMessageService final : public MessageService {
+public:
+    explicit UnattendedMessageService(bool displayPresent) : m_displayPresent(displayPresent) {}
+    void notice(const QString& text, const QString& title) override;
+    Answer ask(const QString& text, const QString& title) override;
+
+private:
+    bool m_displayPresent;
+};
 
 } // namespace kvx

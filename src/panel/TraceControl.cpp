@@ -268,13 +268,34 @@ void frmKVX5130::SaveOperation() {
 }
 
 void frmKVX5130::LoadOperation() {
-    if (loadOperationFromPath(operationFilePath()))
+    const QString path = operationFilePath();
+    QString error;
+    switch (OperationFile::load(path, session().operation, &error)) {
+    case LoadResult::Loaded:
+        RestoreSetting();
         return;
+    case LoadResult::Missing:
+        break;
+    case LoadResult::Damaged:
+        keepDamagedOperationFile(path, error);
+        break;
+    }
     // No usable file (a first run): a blank total time would end every trace at its
     // first reading, so the trace runs until it is stopped instead.
     OperationRecord& op = session().operation;
     if (trimBlanks(op.totalTime).isEmpty())
         op.totalTime = QStringLiteral("Continuous");
+}
+
+void frmKVX5130::keepDamagedOperationFile(const QString& path, const QString& problem) {
+    // The settings are written at quit; a damaged file moved aside first keeps its bytes.
+    QString why;
+    const QString kept = OperationFile::keepAside(path, clock().now(), &why);
+    const QString outcome =
+        kept.isEmpty() ? QStringLiteral(" It stays where it is, as %1, and is overwritten at quit.").arg(why)
+                       : QStringLiteral(" It is kept as %1.").arg(kept);
+    messages().notice(problem + outcome + QStringLiteral(" The program starts with the default settings."),
+                      QStringLiteral("Warning"));
 }
 
 bool frmKVX5130::saveOperationTo(const QString& path) {
@@ -287,17 +308,13 @@ bool frmKVX5130::saveOperationTo(const QString& path) {
 
 bool frmKVX5130::loadOperationFromPath(const QString& path) {
     QString error;
-    switch (OperationFile::load(path, session().operation, &error)) {
-    case LoadResult::Loaded:
+    if (OperationFile::load(path, session().operation, &error) == LoadResult::Loaded) {
         RestoreSetting();
         return true;
-    case LoadResult::Missing:
-        return false;
-    case LoadResult::Damaged:
-        break;
     }
-    messages().notice(error + QStringLiteral("\nThe settings in use stay as they are."),
-                      QStringLiteral("Warning"));
+    if (!error.isEmpty())
+        messages().notice(error + QStringLiteral(" The settings in use stay as they are."),
+                          QStringLiteral("Warning"));
     return false;
 }
 

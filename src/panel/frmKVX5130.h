@@ -77,6 +77,8 @@ private:
 
     void buildUi();
     void applyCompactLook();
+    // Start-up found the operation file damaged: moves it aside and says where.
+    void keepDamagedOperationFile(const QString& path, const QString& problem);
     QWidget* buildFunctionPage();
     QWidget* buildFunctionKeys();
     QWidget* buildRangeFrames();

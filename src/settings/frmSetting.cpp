@@ -24,6 +24,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <tuple>
 
 namespace kvx {
 
@@ -513,6 +514,8 @@ void frmSetting::storeAndClose() {
         validateInterval();
     if (cboTime->lineEdit()->hasFocus())
         validateTotalTime();
+    if (!textsFitRecord())
+        return;
 
     OperationRecord& op = session().operation;
     op.logoFile = fixedText(txtFName->text().trimmed(), kLongText);
@@ -555,6 +558,37 @@ void frmSetting::storeAndClose() {
         reconfigureLinks();
     emit colorsChanged();
     accept();
+}
+
+// A text longer than its field of the operation file is refused, never cut: a cut
+// folder or file name names another one.
+bool frmSetting::textsFitRecord() {
+    using Op = OperationRecord;
+    const QString place = cboGpibPlace->currentText().trimmed();
+    const auto kind = GpibBackendKind(cboGpibBackend->currentIndex());
+    const std::tuple<QString Op::*, QString, const char*, QWidget*> entries[] = {
+        {&Op::reportHeader, txtHeader->text(), "report header", txtHeader},
+        {&Op::logoFile, txtFName->text().trimmed(), "logo file name", txtFName},
+        {&Op::snapshotFolder, txtShutterDir->text(), "shutter directory", txtShutterDir},
+        {&Op::samplingInterval, cboInterval->currentText(), "interval", cboInterval},
+        {&Op::totalTime, cboTime->currentText(), "total time", cboTime},
+        {&Op::serialDevice, cboSerialDevice->currentText().trimmed(), "serial device", cboSerialDevice},
+        {&Op::gpibBackend, gpibBackendText(kind, place), "GPIB connection", cboGpibPlace},
+        {&Op::lanAddress, place, "LAN address", cboGpibPlace},
+    };
+    for (const auto& [field, text, caption, control] : entries) {
+        if (session().operation.fits(field, text))
+            continue;
+        messages().notice(QStringLiteral("The %1 is %2 bytes long; the settings file holds %3. "
+                                         "Shorten it: nothing has been stored.")
+                              .arg(QLatin1String(caption))
+                              .arg(withoutPadding(text).toUtf8().size())
+                              .arg(Op::width(field)),
+                          QStringLiteral("Setting"));
+        control->setFocus();
+        return false;
+    }
+    return true;
 }
 
 // New port, rate and address take effect when the link is next opened

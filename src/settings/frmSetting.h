@@ -78,6 +78,7 @@ private:
     void showLogo(const QString& path);
     void testConnection();
     void storeAndClose();
+    bool textsFitRecord();
     void reconfigureLinks();
 
     QRadioButton* Option1;

@@ -1,6 +1,7 @@
 #include "frmState.h"
 
 #include "Services.h"
+#include "StatusReports.h"
 #include "UpDown.h"
 #include "ValueRules.h"
 #include "clsKVX5310.h"
@@ -149,8 +150,22 @@ void frmState::buildControls() {
               {txtRefOhm, UpDown3, lblDBM});
     addColumn(strip, makeCaption("lblInterval", QStringLiteral("Interval (s)"), this), {txtInterval});
     addColumn(strip, makeCaption("lblConn", QStringLiteral("Link"), this), {txtConn});
-    strip->addStretch(1);
+
+    // The latest report that must not wait for a click (see StatusReports.h). A long
+    // one must not widen the strip: the label clips it and its tooltip holds it whole.
+    lblStatus = new QLabel(this);
+    lblStatus->setObjectName(QStringLiteral("lblStatus"));
+    lblStatus->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    lblStatus->setStyleSheet(QStringLiteral("color:#a00000;"));
+    strip->addWidget(lblStatus, 1);
+    showStatus(statusReports().last());
+    connect(&statusReports(), &StatusReports::reported, this, &frmState::showStatus);
     setDbmActive(false);
+}
+
+void frmState::showStatus(const QString& text) {
+    lblStatus->setText(text);
+    lblStatus->setToolTip(text);
 }
 
 void frmState::connectEditing() {

@@ -59,6 +59,7 @@ private:
     void followBoxInStepper(QLineEdit* box, UpDown* stepper);
     void stepByDigit(QLineEdit* box, UpDown* stepper, int caret);
     bool insideRange(double value) const;
+    void showStatus(const QString& text);
 
     QLabel* pnlFunction;
     QLineEdit* txtFunction;
@@ -79,6 +80,7 @@ private:
     UpDown* UpDown3;
     QLineEdit* txtInterval;
     QLineEdit* txtConn;
+    QLabel* lblStatus;
 };
 
 } // namespace kvx

@@ -83,29 +83,41 @@ private slots:
         QVERIFY(back.lanAddress.isEmpty());
     }
 
-    // A record written by another program, with bytes this one does not interpret
-    // and more after it, is overwritten in place: the file comes back unchanged.
+    // A record written by another program, with bytes this one does not interpret,
+    // texts in an 8-bit code page, a long folder path and a device with leading
+    // blanks, is overwritten in place: the file comes back unchanged. A changed
+    // text changes its own field only; one too long for it changes nothing.
     void fileRoundTripIsByteIdentical() {
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("KVX-5130.Log"));
         QByteArray foreign = sampleRecord().encode();
         foreign[851] = 'Z';
         foreign[875] = char(0x7f);
+        foreign.replace(46, 14, QByteArray("Caf\xe9 \xe0 l'\xe9t\xe9\0\0", 14));
+        foreign.replace(584, 208, QByteArray("/home/j\xfcrgen/") + QByteArray(195, '\xe9'));
+        foreign.replace(876, 20, QByteArray("KVX+    /dev/ttyS1\0\0", 20));
         foreign[1700] = char(0x55);
         foreign += QByteArray(1300, 'x');
-        {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(foreign);
-        }
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(foreign) == foreign.size());
+        f.close();
         OperationRecord r;
         QCOMPARE(OperationFile::load(path, r), LoadResult::Loaded);
         QCOMPARE(r.sFunction, QStringLiteral("DC Voltage"));
-        QCOMPARE(r.snapshotFolder.left(21), QStringLiteral("  /home/lab/Working  "));
+        QCOMPARE(r.serialDevice, QStringLiteral("/dev/ttyS1"));
         QVERIFY(OperationFile::save(path, r));
-        QFile f(path);
         QVERIFY(f.open(QIODevice::ReadOnly));
         QCOMPARE(f.readAll(), foreign);
+        f.close();
+
+        r.reportHeader = QStringLiteral("Bench 4");
+        r.logoFile = QString(256, QLatin1Char('a'));
+        QVERIFY(!r.fits(&OperationRecord::logoFile, r.logoFile));
+        QVERIFY(OperationFile::save(path, r));
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray changed = f.readAll();
+        QCOMPARE(changed.mid(46, 255), QByteArray("Bench 4").leftJustified(255, ' '));
+        QCOMPARE(changed.left(46) + changed.mid(301), foreign.left(46) + foreign.mid(301));
     }
 
     void badFiles_data() {
@@ -113,17 +125,20 @@ private slots:
         QTest::addColumn<int>("expected");
         QTest::newRow("missing") << -1 << int(LoadResult::Missing);
         QTest::newRow("one byte short") << 1703 << int(LoadResult::Damaged);
+        QTest::newRow("empty") << 0 << int(LoadResult::Damaged);
+        QTest::newRow("a folder") << -2 << int(LoadResult::Damaged);
     }
     void badFiles() {
         QFETCH(int, size);
         QFETCH(int, expected);
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("KVX-5130.Log"));
-        if (size >= 0) {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(QByteArray(size, 'a'));
-        }
+        QFile f(path);
+        if (size >= 0)
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(QByteArray(size, 'a')) == size);
+        f.close();
+        if (size == -2)
+            QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("KVX-5130.Log")));
         OperationRecord r = sampleRecord();
         QString error;
         QCOMPARE(int(OperationFile::load(path, r, &error)), expected);

@@ -6,10 +6,12 @@
 #include "Forms.h"
 #include "Services.h"
 #include "Session.h"
+#include "StatusReports.h"
 #include "UpDown.h"
 #include "clsKVX5310.h"
 #include "frmState.h"
 
+#include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QTest>
@@ -77,7 +79,7 @@ private slots:
     void init();
     void cleanup();
 
-    void registersAndLeaves();
+    void unattendedReportsOnStatusLine();
     void limitEntry_data();
     void limitEntry();
     void stepByDigit_data();
@@ -117,14 +119,14 @@ void TestState::cleanup() {
     forms().graph = nullptr;
 }
 
-void TestState::registersAndLeaves() {
-    QCOMPARE(forms().state, static_cast<StatePanel*>(m_panel));
-    QVERIFY(IsFormLoaded(QStringLiteral(" frmState ")));
-    delete m_panel;
-    m_panel = nullptr;
-    QVERIFY(forms().state == nullptr);
-    QVERIFY(!IsFormLoaded(QStringLiteral("frmState")));
-    m_panel = new frmState; // for cleanup
+void TestState::unattendedReportsOnStatusLine() {
+    statusReports().setEchoToStderr(false);
+    UnattendedMessageService unattended(false);
+    unattended.notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
+    QCOMPARE(child<QLabel>("lblStatus")->text(), QStringLiteral("Warning: Communication Error!"));
+    // Nobody can answer without a display: No keeps the recorded data as it is.
+    QCOMPARE(unattended.ask(QStringLiteral("Abandon record?"), QString()), Answer::No);
+    QVERIFY(child<QLabel>("lblStatus")->toolTip().startsWith(QStringLiteral("Abandon record? No")));
 }
 
 void TestState::limitEntry_data() {
