@@ -1,23 +1,76 @@
 #include "RecordKeys.h"
 
+#include <QButtonGroup>
 #include <QFontDatabase>
+#include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QListWidget>
+#include <QLocale>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QTableWidget>
+#include <QTextDocument>
+#include <QToolButton>
 
 namespace kvx {
 
 namespace {
 
+constexpr int kKeyHeight = 17;
+// A long comment would push the grid's other columns out of sight; its tooltip holds it whole.
+constexpr int kWidestGridColumn = 320;
+
 QPushButton* makeKey(QWidget* parent, const QString& name, const QString& caption, const QString& tip) {
     auto* key = new QPushButton(caption, parent);
     key->setObjectName(name);
     key->setToolTip(tip);
-    key->setFixedHeight(17);
+    key->setFixedHeight(kKeyHeight);
     key->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     key->setAutoDefault(false);
     return key;
+}
+
+// A key of the status line: as wide as its caption, so the status text keeps the rest.
+QToolButton* makeSmallKey(QWidget* parent, const QString& name, const QString& caption, const QString& tip) {
+    auto* key = new QToolButton(parent);
+    key->setObjectName(name);
+    key->setText(caption);
+    key->setToolTip(tip);
+    key->setFixedHeight(kKeyHeight - 2);
+    key->hide();
+    return key;
+}
+
+// What the grid's headings mean; the headings themselves stay as the record list names them.
+const char* const kHeadingToolTips[] = {"Record number", "Start time", "End time", "Comment"};
+
+QString countText(qint64 count, const QString& one, const QString& many) {
+    return QLocale(QLocale::English).toString(count) + QLatin1Char(' ') + (count == 1 ? one : many);
+}
+
+// The list line cuts the start time after the hour and the comment after 25
+// characters; its tooltip gives the line and the record's times and comment whole.
+QString listToolTip(const QString& line, const RecordListRow& row) {
+    QString text =
+        line + QStringLiteral("\nStart: ") + row.startTime + QStringLiteral("\nEnd: ") + row.endTime;
+    if (!row.comment.isEmpty())
+        text += QStringLiteral("\nComment: ") + row.comment;
+    // Kept as typed: a comment that looks like markup is not rendered as markup.
+    return Qt::convertFromPlainText(text, Qt::WhiteSpacePre);
+}
+
+QTableWidgetItem* gridItem(const QString& text) {
+    auto* item = new QTableWidgetItem;
+    // Record numbers sort by value when the user sorts the grid by its first column.
+    bool isNumber = false;
+    const qlonglong number = text.toLongLong(&isNumber);
+    if (isNumber)
+        item->setData(Qt::DisplayRole, number);
+    else
+        item->setText(text);
+    return item;
 }
 
 } // namespace
@@ -29,67 +82,220 @@ RecordKeys::RecordKeys(QWidget* panel) : QObject(panel) {
                      QStringLiteral("List the saved records"));
     m_clear = makeKey(panel, QStringLiteral("cmdClear"), QStringLiteral("Clear"),
                       QStringLiteral("Clear the trace"));
+    buildRecordViews(panel);
 
-    m_recordList = new QListWidget(panel);
+    connect(m_save, &QPushButton::clicked, this, &RecordKeys::saveRecord);
+    connect(m_list, &QPushButton::clicked, this, &RecordKeys::listRecords);
+    connect(m_clear, &QPushButton::clicked, this, &RecordKeys::clearTrace);
+    connect(m_recordList, &QListWidget::itemClicked, this, &RecordKeys::loadFromList);
+    // A click or Enter, never a change of the current row: filling the grid must not load a record.
+    connect(m_recordGrid, &QTableWidget::cellClicked, this, [this](int row, int) { loadFromGrid(row); });
+    m_recordList->installEventFilter(this);
+    m_recordGrid->installEventFilter(this);
+    connect(m_showList, &QToolButton::clicked, this, [this] { showView(m_recordList); });
+    connect(m_showGrid, &QToolButton::clicked, this, [this] { showView(m_recordGrid); });
+    connect(m_close, &QToolButton::clicked, this, [this] {
+        m_listShown = m_gridShown = false;
+        updateViews();
+    });
+}
+
+void RecordKeys::buildRecordViews(QWidget* panel) {
+    m_statusRow = new QWidget(panel);
+    auto* row = new QHBoxLayout(m_statusRow);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(1);
+    m_status = new QLabel(m_statusRow);
+    m_status->setObjectName(QStringLiteral("lblRecordStatus"));
+    // A long text is cut at the panel's edge instead of widening the panel; the tooltip holds it.
+    m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    row->addWidget(m_status, 1);
+    m_showList = makeSmallKey(m_statusRow, QStringLiteral("cmdShowList"), QStringLiteral("List"),
+                              QStringLiteral("Show the records as lines"));
+    m_showGrid = makeSmallKey(m_statusRow, QStringLiteral("cmdShowGrid"), QStringLiteral("Grid"),
+                              QStringLiteral("Show the records as a table"));
+    m_close = makeSmallKey(m_statusRow, QStringLiteral("cmdCloseRecords"), QStringLiteral("Close"),
+                           QStringLiteral("Put the records away"));
+    auto* views = new QButtonGroup(m_statusRow);
+    for (QToolButton* key : {m_showList, m_showGrid}) {
+        key->setCheckable(true);
+        views->addButton(key);
+    }
+    row->addWidget(m_showList);
+    row->addWidget(m_showGrid);
+    row->addWidget(m_close);
+
+    m_views = new QStackedWidget(panel);
+    m_views->setObjectName(QStringLiteral("recordViews"));
+    m_views->hide();
+
+    m_recordList = new QListWidget(m_views);
     m_recordList->setObjectName(QStringLiteral("List1"));
     // The list's columns are padded text: they line up only in a fixed-width font.
     QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     fixed.setPixelSize(10);
     m_recordList->setFont(fixed);
-    m_recordList->hide();
+    m_recordList->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    m_views->addWidget(m_recordList);
 
-    m_recordGrid = new QTableWidget(0, 4, panel);
+    m_recordGrid = new QTableWidget(0, 4, m_views);
     m_recordGrid->setObjectName(QStringLiteral("grdRecList"));
-    m_recordGrid->setHorizontalHeaderLabels(RecordOperations::recordListHeadings());
+    const QStringList headings = RecordOperations::recordListHeadings();
+    for (int column = 0; column < headings.size(); ++column) {
+        auto* heading = new QTableWidgetItem(headings[column]);
+        heading->setToolTip(QLatin1String(kHeadingToolTips[column]));
+        m_recordGrid->setHorizontalHeaderItem(column, heading);
+    }
     m_recordGrid->verticalHeader()->hide();
     m_recordGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_recordGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_recordGrid->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_recordGrid->setWordWrap(false);
+    m_recordGrid->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    m_recordGrid->horizontalHeader()->setMaximumSectionSize(kWidestGridColumn);
     m_recordGrid->horizontalHeader()->setStretchLastSection(true);
-    m_recordGrid->hide();
+    // Newest first, as listed; a click on a heading sorts by that column.
+    m_recordGrid->horizontalHeader()->setSortIndicator(0, Qt::DescendingOrder);
+    m_views->addWidget(m_recordGrid);
+}
 
-    connect(m_save, &QPushButton::clicked, this, [this] { m_operations.saveRecord(); });
-    connect(m_list, &QPushButton::clicked, this, &RecordKeys::listRecords);
-    connect(m_clear, &QPushButton::clicked, this, [this] { m_operations.clearTrace(); });
-    connect(m_recordList, &QListWidget::itemClicked, this, &RecordKeys::loadFromList);
-    // A click, not a selection change: filling the grid must never load a record.
-    connect(m_recordGrid, &QTableWidget::cellClicked, this, [this](int row, int) { loadFromGrid(row); });
+bool RecordKeys::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            if (watched == m_recordList) {
+                loadFromList();
+                return true;
+            }
+            if (watched == m_recordGrid && m_recordGrid->currentRow() >= 0) {
+                loadFromGrid(m_recordGrid->currentRow());
+                return true;
+            }
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void RecordKeys::setStatus(const QString& text) {
+    m_status->setText(text);
+    m_status->setToolTip(text);
+}
+
+// "Record 3 loaded, 1,204 samples": the record now in the working trace and its size.
+void RecordKeys::reportWorkingTrace(const QString& verb) {
+    const QString recNo = RecordOperations::workingHeader().recNo;
+    const std::optional<qint64> samples = recordStore().countSamples();
+    QString text = QStringLiteral("Record %1 %2").arg(recNo, verb);
+    if (samples)
+        text +=
+            QStringLiteral(", ") + countText(*samples, QStringLiteral("sample"), QStringLiteral("samples"));
+    setStatus(text);
+}
+
+void RecordKeys::saveRecord() {
+    const bool update = !RecordOperations::workingHeader().recNo.isEmpty();
+    if (m_operations.saveRecord())
+        reportWorkingTrace(update ? QStringLiteral("updated") : QStringLiteral("saved"));
+}
+
+void RecordKeys::clearTrace() {
+    m_operations.clearTrace();
+    if (recordStore().countSamples() == qint64(0))
+        setStatus(QStringLiteral("Trace cleared"));
 }
 
 void RecordKeys::listRecords() {
     const std::optional<std::vector<RecordListRow>> rows = m_operations.listRecords();
     if (!rows)
         return;
+    fillList(*rows);
+    fillGrid(*rows);
+    setStatus(rows->empty() ? QStringLiteral("No saved records")
+                            : countText(static_cast<qint64>(rows->size()), QStringLiteral("saved record"),
+                                        QStringLiteral("saved records")));
+    m_listShown = m_gridShown = true;
+    m_views->setCurrentWidget(m_recordList);
+    updateViews();
+}
+
+void RecordKeys::fillList(const std::vector<RecordListRow>& rows) {
     m_recordList->clear();
-    m_recordGrid->setRowCount(0);
-    m_recordGrid->setRowCount(static_cast<int>(rows->size()));
+    for (const RecordListRow& row : rows) {
+        const QString line = RecordOperations::listLine(row);
+        auto* item = new QListWidgetItem(line);
+        item->setToolTip(listToolTip(line, row));
+        m_recordList->addItem(item);
+    }
+    // The keyboard starts on the newest record; nothing is chosen until a click or Enter.
+    if (m_recordList->count() > 0)
+        m_recordList->setCurrentRow(0, QItemSelectionModel::NoUpdate);
+}
+
+void RecordKeys::fillGrid(const std::vector<RecordListRow>& rows) {
+    m_recordGrid->setSortingEnabled(false);
+    m_recordGrid->clearContents();
+    m_recordGrid->setRowCount(static_cast<int>(rows.size()));
     int gridRow = 0;
-    for (const RecordListRow& row : *rows) {
-        m_recordList->addItem(RecordOperations::listLine(row));
+    for (const RecordListRow& row : rows) {
         const QStringList cells{row.recNo, row.startTime, row.endTime, row.comment};
         for (int column = 0; column < cells.size(); ++column)
-            m_recordGrid->setItem(gridRow, column, new QTableWidgetItem(cells[column]));
+            m_recordGrid->setItem(gridRow, column, gridItem(cells[column]));
+        m_recordGrid->item(gridRow, 3)->setToolTip(row.comment);
         ++gridRow;
     }
+    // Sorts by the heading the user chose last, newest first until then.
+    m_recordGrid->setSortingEnabled(true);
+    // Rows and headings as tall as the panel's small font, so that the little room shows several.
+    const int rowHeight = m_recordGrid->fontMetrics().height() + 2;
+    m_recordGrid->verticalHeader()->setMinimumSectionSize(rowHeight);
+    m_recordGrid->verticalHeader()->setDefaultSectionSize(rowHeight);
+    m_recordGrid->horizontalHeader()->setFixedHeight(rowHeight + 1);
     m_recordGrid->resizeColumnsToContents();
-    m_recordGrid->show();
-    m_recordList->show();
+    m_recordGrid->scrollToTop();
+    // Enter loads the current row; the keyboard starts on the top one.
+    if (m_recordGrid->rowCount() > 0)
+        m_recordGrid->setCurrentCell(0, 0, QItemSelectionModel::NoUpdate);
+}
+
+void RecordKeys::showView(QWidget* view) {
+    m_views->setCurrentWidget(view);
+    updateViews();
+}
+
+void RecordKeys::updateViews() {
+    if (!m_listShown)
+        m_views->setCurrentWidget(m_recordGrid);
+    if (!m_gridShown)
+        m_views->setCurrentWidget(m_recordList);
+    const bool browsing = m_listShown || m_gridShown;
+    m_views->setVisible(browsing);
+    for (QToolButton* key : {m_showList, m_showGrid, m_close})
+        key->setVisible(browsing);
+    m_showList->setEnabled(m_listShown);
+    m_showGrid->setEnabled(m_gridShown);
+    m_showList->setChecked(m_views->currentWidget() == m_recordList);
+    m_showGrid->setChecked(m_views->currentWidget() == m_recordGrid);
+    emit browsingChanged(browsing);
+    (browsing ? m_views->currentWidget() : static_cast<QWidget*>(m_list))->setFocus();
 }
 
 void RecordKeys::loadFromList() {
     const QListWidgetItem* item = m_recordList->currentItem();
-    if (!item)
+    if (!item || !m_operations.loadFromListLine(item->text()))
         return;
-    if (m_operations.loadFromListLine(item->text()))
-        m_recordList->hide();
+    reportWorkingTrace(QStringLiteral("loaded"));
+    m_listShown = false;
+    updateViews();
 }
 
 void RecordKeys::loadFromGrid(int row) {
     const QTableWidgetItem* number = m_recordGrid->item(row, 0);
     if (!number)
         return;
-    m_operations.loadFromGrid(number->text());
-    m_recordGrid->hide();
+    if (m_operations.loadFromGrid(number->text()))
+        reportWorkingTrace(QStringLiteral("loaded"));
+    m_gridShown = false;
+    updateViews();
 }
 
 } // namespace kvx

@@ -16,7 +16,6 @@
 #include <QRadioButton>
 #include <QStackedWidget>
 #include <QTabWidget>
-#include <QTableWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -247,9 +246,32 @@ QWidget* frmKVX5130::buildRecordPage() {
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(0, 2, 0, 0);
     layout->setSpacing(2);
+    m_recordKeys = new RecordKeys(this);
+    QWidget* keys = buildRecordPageKeys();
+    layout->addWidget(keys);
+    layout->addWidget(m_recordKeys->statusRow());
+    layout->addWidget(m_recordKeys->recordViews(), 1);
+    m_cursorText = new QLabel(page);
+    m_cursorText->setObjectName(QStringLiteral("lblCursor"));
+    m_cursorText->setWordWrap(true);
+    layout->addWidget(m_cursorText);
+    layout->addStretch();
+    // Listed records need more room than the page has beside its keys: they take the
+    // keys' place until a record is picked or the list is put away.
+    connect(m_recordKeys, &RecordKeys::browsingChanged, this, [this, keys](bool browsing) {
+        keys->setVisible(!browsing);
+        m_cursorText->setVisible(!browsing);
+    });
+    return page;
+}
+
+QWidget* frmKVX5130::buildRecordPageKeys() {
+    auto* box = new QWidget(this);
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
     auto* keys = new QHBoxLayout;
     keys->setSpacing(1);
-    m_recordKeys = new RecordKeys(this);
     keys->addWidget(m_recordKeys->saveKey());
     keys->addWidget(m_recordKeys->listKey());
     keys->addWidget(m_recordKeys->clearKey());
@@ -275,14 +297,7 @@ QWidget* frmKVX5130::buildRecordPage() {
     csv->setToolTip(QStringLiteral("Export the working trace for spreadsheets"));
     fileKeys->addWidget(csv);
     layout->addLayout(fileKeys);
-    layout->addWidget(m_recordKeys->recordList(), 1);
-    layout->addWidget(m_recordKeys->recordGrid(), 1);
-    layout->addStretch();
-    m_cursorText = new QLabel(page);
-    m_cursorText->setObjectName(QStringLiteral("lblCursor"));
-    m_cursorText->setWordWrap(true);
-    layout->addWidget(m_cursorText);
-    return page;
+    return box;
 }
 
 QWidget* frmKVX5130::buildTraceFrame() {

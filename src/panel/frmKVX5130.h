@@ -86,6 +86,7 @@ private:
                                const QString& optionPrefix, int columns);
     QWidget* buildModeKeys();
     QWidget* buildRecordPage();
+    QWidget* buildRecordPageKeys();
     QWidget* buildTraceFrame();
     QPushButton* addKey(const QString& name, const QString& caption, void (frmKVX5130::*handler)());
     QPushButton* key(const QString& name) const;

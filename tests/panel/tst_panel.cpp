@@ -485,40 +485,73 @@ private slots:
         QVERIFY(f.messages->shown().empty());
     }
 
-    void recordKeysListAndLoadRecords() {
+    void recordTabListsAndLoadsRecords() {
+        // 19 saved records (record n has n samples) and a working trace saved as the 20th,
+        // at the panel's own size in its child window, used as a user would.
         PanelFixture f;
         kvx::RecordStore& store = kvx::recordStore();
         QVERIFY(store.open(f.folder.filePath(kvx::kDatabaseFile)));
-        QVERIFY(store.insertSample({1, "2026/01/05 10:00:00", "1.5 V", "", "0", 0, 0}));
-        QVERIFY(store.insertHeader(
-            {"3", "2026/01/05 10:00:00", "2026/01/05 10:05:00", "triggered run", "V", "", "1"}));
-        QVERIFY(store.copyTraceToRecord("3"));
-        QVERIFY(
-            store.insertHeader({"12", "2026/01/06 09:00:00", "2026/01/06 09:30:00", "long", "V", "", "0"}));
-        f.panel->resize(273, 228);
-        f.panel->show();
-        QVERIFY(QTest::qWaitForWindowExposed(f.panel.get()));
-        f.panel->findChild<QTabWidget*>()->setCurrentIndex(1);
-        auto* list = f.panel->findChild<QListWidget*>("List1");
-        auto* grid = f.panel->findChild<QTableWidget*>("grdRecList");
-        QVERIFY(!list->isVisible() && !grid->isVisible());
+        for (int n = 1; n <= 19; ++n) {
+            const QString start = QStringLiteral("2026/01/%1 10:00:00").arg(n, 2, 10, QLatin1Char('0'));
+            QVERIFY(store.insertSample({n, start, "1.5 V", "", "0", 0, 0}));
+            const QString comment = n == 1 ? QStringLiteral("漢字の説明は一行に入らない長さです") : "run";
+            QVERIFY(
+                store.insertHeader({QString::number(n), start, start, comment, "V", "", n == 3 ? "1" : "0"}));
+            QVERIFY(store.copyTraceToRecord(QString::number(n)));
+        }
+        QMdiArea area;
+        kvx::frmKVX5130* panel = f.panel.get();
+        area.addSubWindow(f.panel.release())->resize(273, 228);
+        area.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&area));
+        auto* tabs = panel->findChild<QTabBar*>();
+        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(1).center());
+        auto* status = panel->findChild<QLabel*>("lblRecordStatus");
+        auto* list = panel->findChild<QListWidget*>("List1");
+        auto* grid = panel->findChild<QTableWidget*>("grdRecList");
+        auto click = [panel](const char* name) {
+            QTest::mouseClick(panel->findChild<QAbstractButton*>(name), Qt::LeftButton);
+        };
+        f.messages->queueAnswer(kvx::Answer::Yes);
+        click("cmdSaveRecord");
+        QCOMPARE(status->text(), QStringLiteral("Record 20 saved, 19 samples"));
 
-        f.key("cmdLoadRecord")->click();
-        QVERIFY(list->isVisible() && grid->isVisible());
-        QCOMPARE(list->count(), 2);
-        QVERIFY(list->item(0)->text().startsWith(QStringLiteral("12    ")));
-        QCOMPARE(grid->rowCount(), 2);
-        QCOMPARE(grid->item(1, 3)->text(), QStringLiteral("triggered run"));
-        // A record brings its trace style: the triggered one leaves "Continuous" unchosen.
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(1)).center());
-        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("3"));
-        QVERIFY(!f.panel->continuousStyleSelected());
-        QVERIFY(!list->isVisible());
+        click("cmdLoadRecord");
+        QCOMPARE(list->count(), 20);
+        for (int row = 0; row < list->count(); ++row) { // every line fits, or its tooltip holds it
+            const QString line = list->item(row)->text();
+            const QString tip = QTextDocumentFragment::fromHtml(list->item(row)->toolTip()).toPlainText();
+            QVERIFY2(list->fontMetrics().horizontalAdvance(line) <= list->viewport()->width() ||
+                         tip.startsWith(line + "\nStart: 2026/01/"),
+                     qPrintable(line));
+        }
+        click("cmdShowGrid");
+        QVERIFY(grid->isVisible() && grid->viewport()->height() >= 5 * grid->rowHeight(0));
+        for (int column = 0; column < 3; ++column)
+            QVERIFY(grid->columnWidth(column) >=
+                    static_cast<QAbstractItemView*>(grid)->sizeHintForColumn(column));
+        QCOMPARE(grid->horizontalHeaderItem(3)->toolTip(), QStringLiteral("Comment"));
+        // Newest first; a click on a heading sorts by it, record numbers by value.
+        QCOMPARE(grid->item(0, 0)->text(), QStringLiteral("20"));
+        auto* headings = grid->horizontalHeader();
+        QTest::mouseClick(headings->viewport(), Qt::LeftButton, {},
+                          {headings->sectionViewportPosition(0) + 4, 4});
+        QCOMPARE(grid->item(1, 0)->text(), QStringLiteral("2"));
         QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
-                          grid->visualItemRect(grid->item(0, 0)).center());
-        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("12"));
-        QVERIFY(f.panel->continuousStyleSelected());
-        QVERIFY(!grid->isVisible());
+                          grid->visualItemRect(grid->item(2, 0)).center());
+        QCOMPARE(status->text(), QStringLiteral("Record 3 loaded, 3 samples"));
+        QVERIFY(!panel->continuousStyleSelected() && !grid->isVisible()); // the record's trigger style
+        // The list is still out; a pick from it puts it away too.
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(0)).center());
+        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("20"));
+        QVERIFY(!list->isVisible() && panel->findChild<QPushButton*>("cmdLoadRecord")->isVisible());
+
+        click("cmdLoadRecord");
+        click("cmdShowGrid");
+        QTest::keyClick(grid, Qt::Key_Down);
+        QTest::keyClick(grid, Qt::Key_Down);
+        QTest::keyClick(grid, Qt::Key_Return);
+        QCOMPARE(f.views.field(RecordField::Recno), QStringLiteral("3"));
         store.close();
     }
 };
