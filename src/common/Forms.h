@@ -81,6 +81,8 @@ public:
     virtual void Redraw1() = 0;
     virtual void ClearGraph() = 0;
     virtual void ShowGraph() = 0;
+    // The value handed over got no reply from the meter: the next ShowGraph marks its point.
+    virtual void setNoReply(bool) {}
     virtual double GetRandomValue() = 0;
     virtual void ScaleYAxis(double peak) = 0;
     virtual void setLiveTrace(bool on) = 0;
@@ -97,6 +99,9 @@ public:
     virtual ~DataTable() = default;
     virtual void setValuePrimary(double value) = 0; // dValuePrimary
     virtual void setValueSecond(double value) = 0;  // dValueSecond
+    // The readings handed over got no reply from the meter (they read as 0): the
+    // next AppendData marks its sample so.
+    virtual void setNoReply(bool) {}
     virtual void AppendData() = 0;
     virtual QString GetDate(int row) const = 0;
     virtual QString GetValuePrimary(int row) const = 0;

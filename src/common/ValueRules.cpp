@@ -74,6 +74,13 @@ double parseLeadingNumber(const QString& text) {
     return value;
 }
 
+bool startsWithNumber(const QString& text) {
+    int pos = 0;
+    while (pos < text.size() && isBlank(text[pos]))
+        ++pos;
+    return numericPrefixLength(text, pos) > 0;
+}
+
 bool isNumeric(const QString& text) {
     const QString t = text.trimmed();
     return !t.isEmpty() && numericPrefixLength(t, 0) == t.size();

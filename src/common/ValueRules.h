@@ -13,6 +13,9 @@ namespace kvx {
 // a decimal number (sign, digits, point, exponent) is read; text without one gives 0.
 double parseLeadingNumber(const QString& text);
 
+// True when the lenient parse finds a number at the start of the text (after blanks).
+bool startsWithNumber(const QString& text);
+
 // True when the whole text (blanks around it allowed) is a number. Empty text is not.
 bool isNumeric(const QString& text);
 

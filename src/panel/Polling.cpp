@@ -56,11 +56,16 @@ void frmKVX5130::ReadMeterValue() {
     }
     s.timeSinceLastReading = panel::secondsOfDayBetween(s.lastReadingTime, now);
 
-    // A failed exchange gives empty text, which reads as 0: the trace goes on
-    // with zeros while the link is down, and the mark shows why.
-    const double primary = parseLeadingNumber(driver().ValuePrimary());
+    // A failed exchange gives empty (or stale) text, which reads as 0: the trace
+    // goes on with zeros while the link is down. Such a reading, and a reply that
+    // holds no number, is marked as having no reply, so it is never taken for a
+    // measured 0.
+    const QString reading = driver().ValuePrimary();
+    const bool answered = driver().lastQueryAnswered();
+    const bool noReply = !answered || !startsWithNumber(reading);
+    const double primary = parseLeadingNumber(reading);
     s.lastReadingTime = now;
-    showLinkState(driver().lastQueryAnswered());
+    showLinkState(answered);
     noteReading(primary);
 
     DigitalScreen* screen = forms().digital;
@@ -69,7 +74,7 @@ void frmKVX5130::ReadMeterValue() {
     const double secondary = parseLeadingNumber(driver().ValueSecond());
     if (screen)
         screen->setSecondaryValue(secondary);
-    feedViews(primary, secondary);
+    feedViews(primary, secondary, noReply);
 }
 
 void frmKVX5130::SimulateMeterValue() {
@@ -94,12 +99,14 @@ void frmKVX5130::SimulateMeterValue() {
         screen->setPrimaryValue(value);
     if (DataTable* table = forms().dataTable) {
         table->setValuePrimary(value);
+        table->setNoReply(false);
         table->AppendData();
     }
     if (AnalogMeter* meter = forms().analog)
         meter->setValueText(text);
     if (GraphRecord* graph = forms().graph) {
         graph->setValueText(text);
+        graph->setNoReply(false);
         graph->ShowGraph();
     }
 }
@@ -113,17 +120,19 @@ void frmKVX5130::noteReading(double primary) {
     }
 }
 
-void frmKVX5130::feedViews(double primary, double secondary) {
+void frmKVX5130::feedViews(double primary, double secondary, bool noReply) {
     const QString primaryText = numberToText(primary);
     if (DataTable* table = forms().dataTable) {
         table->setValuePrimary(primary);
         table->setValueSecond(secondary);
+        table->setNoReply(noReply);
         table->AppendData();
     }
     if (AnalogMeter* meter = forms().analog)
         meter->setValueText(primaryText);
     if (GraphRecord* graph = forms().graph) {
         graph->setValueText(primaryText);
+        graph->setNoReply(noReply);
         graph->ShowGraph();
     }
 }

@@ -145,7 +145,7 @@ private:
     void showLinkState(bool answered);
     void showRestoredSettings();
 
-    void feedViews(double primary, double secondary);
+    void feedViews(double primary, double secondary, bool noReply);
     void resetLargestMagnitude();
     void noteReading(double primary);
     void updateClockDisplay();

@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -9,107 +10,124 @@
 
 namespace kvx {
 
+namespace {
+
+// A text as the statements bind it. A null QString would be stored as SQL null,
+// while a record text is always stored as text, an empty one as ''.
+QVariant boundText(const QString& text) {
+    return text.isNull() ? QVariant(QString(0, QChar())) : QVariant(text);
+}
+
+Statement statement(const QString& text, const QStringList& texts = {}) {
+    Statement s{text, {}};
+    for (const QString& value : texts)
+        s.values << boundText(value);
+    return s;
+}
+
+} // namespace
+
 namespace statements {
 
-QString S1() {
-    return QStringLiteral("select count(*) from datatemp");
+Statement S1() {
+    return statement(QStringLiteral("select count(*) from datatemp"));
 }
 
-QString S2() {
-    return QStringLiteral("select max(recno) from datamain");
+Statement S2() {
+    return statement(QStringLiteral("select max(recno) from datamain"));
 }
 
-QString S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
-           const QString& pUnit, const QString& sUnit, const QString& recStyle) {
-    return QStringLiteral(
-               "insert into datamain (RecNo,StartTime,EndTime,Comment,PUnit,SUnit,RecStyle) values(") +
-           "'" + recNo + "','" + startTime + "','" + endTime + "','" + comment + "','" + pUnit + "','" +
-           sUnit + "','" + recStyle + "'" + ")";
+Statement S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
+             const QString& pUnit, const QString& sUnit, const QString& recStyle) {
+    return statement(
+        QStringLiteral("insert into datamain (RecNo,StartTime,EndTime,Comment,PUnit,SUnit,RecStyle) "
+                       "values(?,?,?,?,?,?,?)"),
+        {recNo, startTime, endTime, comment, pUnit, sUnit, recStyle});
 }
 
-QString S4(const QString& recNo) {
-    return QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment, "
-                          "TimeTick, DiffLastTime)") +
-           " select '" + recNo +
-           "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment, TimeTick, DiffLastTime " +
-           " from datatemp";
+Statement S4(const QString& recNo) {
+    return statement(QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
+                                    "Comment, TimeTick, DiffLastTime, NoReply)"
+                                    " select ? as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment, "
+                                    "TimeTick, DiffLastTime, NoReply  from datatemp"),
+                     {recNo});
 }
 
-QString S5(const QString& comment, const QString& recNo) {
-    return QStringLiteral("update datamain set comment='") + comment + "' where recno='" + recNo + "'";
+Statement S5(const QString& comment, const QString& recNo) {
+    return statement(QStringLiteral("update datamain set comment=? where recno=?"), {comment, recNo});
 }
 
-QString S6(const QString& recNo) {
-    return QStringLiteral("delete from datadetail where recno='") + recNo + "'";
+Statement S6(const QString& recNo) {
+    return statement(QStringLiteral("delete from datadetail where recno=?"), {recNo});
 }
 
-QString S7(const QString& recNo) {
-    return QStringLiteral(
-               "insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment)") +
-           " select '" + recNo + "' as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment" +
-           " from datatemp";
+Statement S7(const QString& recNo) {
+    return statement(QStringLiteral("insert into datadetail (recno,SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
+                                    "Comment, NoReply)"
+                                    " select ? as recno,SeqNo   ,RecTime,   PVal    ,SVal,  Reason, Comment, "
+                                    "NoReply from datatemp"),
+                     {recNo});
 }
 
-QString S8() {
-    return QStringLiteral(u"select RecNo as [編號], StartTime as [開始時間], EndTime as [結束時間], "
-                          u"Comment as [註  解] from datamain order by recno desc");
+Statement S8() {
+    return statement(
+        QStringLiteral(u"select RecNo as [編號], StartTime as [開始時間], EndTime as [結束時間], "
+                       u"Comment as [註  解] from datamain order by recno desc"));
 }
 
-QString S9(const QString& recNo) {
-    return QStringLiteral(
-               "select RecNo, StartTime, EndTime, Comment,Punit,SUnit,RecStyle from datamain where "
-               "recno='") +
-           recNo + "'";
+Statement S9(const QString& recNo) {
+    return statement(QStringLiteral("select RecNo, StartTime, EndTime, Comment,Punit,SUnit,RecStyle from "
+                                    "datamain where recno=?"),
+                     {recNo});
 }
 
-QString S10() {
-    return QStringLiteral("delete * from datatemp");
+Statement S10() {
+    return statement(QStringLiteral("delete * from datatemp"));
 }
 
-QString S11(const QString& recNo) {
-    return QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
-                          "Comment,timetick,difflasttime from datadetail where recno='") +
-           recNo + "'";
+Statement S11(const QString& recNo) {
+    return statement(QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
+                                    "Comment,timetick,difflasttime,NoReply from datadetail where recno=?"),
+                     {recNo});
 }
 
-QString S12(const QString& recNo) {
-    return QStringLiteral(
-               "insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment from "
-               "datadetail where recno='") +
-           recNo + "'";
+Statement S12(const QString& recNo) {
+    return statement(QStringLiteral("insert into datatemp select SeqNo ,RecTime,   PVal    ,SVal,  Reason, "
+                                    "Comment,NoReply from datadetail where recno=?"),
+                     {recNo});
 }
 
-QString S13(const QString& seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-            const QString& reason, const QString& timeTick, const QString& diffLastTime) {
-    return QStringLiteral(
-               "insert into DataTemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
-               "values (") +
-           seqNo + ",'" + recTime + "','" + pVal + "','" + sVal + "','" + reason + "',''," + timeTick + "," +
-           diffLastTime + ")";
+Statement S13(const NewSample& sample) {
+    Statement s = statement(
+        QStringLiteral("insert into DataTemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime,"
+                       "NoReply) values (?,?,?,?,?,'',?,?,?)"));
+    s.values << sample.seqNo << boundText(sample.recTime) << boundText(sample.pVal) << boundText(sample.sVal)
+             << boundText(sample.reason) << sample.timeTick << sample.diffLastTime << int(sample.noReply);
+    return s;
 }
 
-QString S14(int filterIndex) {
+Statement S14(int filterIndex) {
     switch (filterIndex) {
     case 1:
-        return QStringLiteral("select * from datatemp where reason='0' order by seqno asc");
+        return statement(QStringLiteral("select * from datatemp where reason='0' order by seqno asc"));
     case 2:
-        return QStringLiteral("select * from datatemp where reason='1' order by seqno asc");
+        return statement(QStringLiteral("select * from datatemp where reason='1' order by seqno asc"));
     case 3:
-        return QStringLiteral("select * from datatemp where reason='2' order by seqno asc");
+        return statement(QStringLiteral("select * from datatemp where reason='2' order by seqno asc"));
     case 4:
-        return QStringLiteral("select * from datatemp where reason='3' order by seqno asc");
+        return statement(QStringLiteral("select * from datatemp where reason='3' order by seqno asc"));
     default:
         // "Total", and also "Match condition: Percent": code "4" rows have no filter of their own.
-        return QStringLiteral("select * from datatemp order by seqno asc");
+        return statement(QStringLiteral("select * from datatemp order by seqno asc"));
     }
 }
 
-QString S15(const QString& comment, const QString& recTime) {
-    return QStringLiteral("update DataTemp set Comment ='") + comment + "'  where rectime='" + recTime + "'";
+Statement S15(const QString& comment, const QString& recTime) {
+    return statement(QStringLiteral("update DataTemp set Comment =?  where rectime=?"), {comment, recTime});
 }
 
-QString S16() {
-    return QStringLiteral("select max(seqno) from datatemp");
+Statement S16() {
+    return statement(QStringLiteral("select max(seqno) from datatemp"));
 }
 
 } // namespace statements
@@ -155,20 +173,38 @@ QString toSqlite(const QString& jetStatement) {
 
 namespace {
 
-// Quoted numbers are compared with these columns ("recno='10'"); INTEGER affinity
-// turns the quoted text into a number, so record 10 follows record 9 and lists sort
-// by value. The time columns stay empty (null) when a copy leaves them out.
+// Record numbers are compared with these columns ("recno=?" with the number as
+// text); INTEGER affinity turns the text into a number, so record 10 follows
+// record 9 and lists sort by value. The time columns stay empty (null) when a copy
+// leaves them out. NoReply is this program's own: 1 marks a sample the meter did
+// not answer.
 const char* const kSchema[] = {
     "create table if not exists datamain (RecNo INTEGER, StartTime TEXT, EndTime TEXT, Comment TEXT, "
     "PUnit TEXT, SUnit TEXT, RecStyle TEXT)",
     "create table if not exists datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal "
     "TEXT, "
-    "Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+    "Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER, NoReply INTEGER NOT NULL DEFAULT 0)",
     "create table if not exists datatemp (SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, "
-    "Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+    "Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER, NoReply INTEGER NOT NULL DEFAULT 0)",
     "create index if not exists datadetail_recno on datadetail (recno)",
     "create index if not exists datatemp_seqno on datatemp (SeqNo)",
 };
+
+// The columns each record table must have, and the one a file made before it
+// existed is given at open.
+struct RecordTable {
+    const char* name;
+    std::vector<const char*> columns;
+    bool hasNoReply;
+};
+const RecordTable kRecordTables[] = {
+    {"datamain", {"RecNo", "StartTime", "EndTime", "Comment", "PUnit", "SUnit", "RecStyle"}, false},
+    {"datadetail",
+     {"recno", "SeqNo", "RecTime", "PVal", "SVal", "Reason", "Comment", "TimeTick", "DiffLastTime"},
+     true},
+    {"datatemp", {"SeqNo", "RecTime", "PVal", "SVal", "Reason", "Comment", "TimeTick", "DiffLastTime"}, true},
+};
+const char* const kNoReplyColumn = "NoReply";
 
 // How long a statement waits for another program's lock before it fails. Short,
 // because the polling cycle stores a sample every second on the UI thread.
@@ -209,9 +245,75 @@ bool RecordStore::failOpen(const QString& reason) {
 
 namespace {
 
+// Names in SQLite are compared without regard to case.
+QSet<QString> lowerCaseNames(QSqlQuery& query, int column) {
+    QSet<QString> names;
+    while (query.next())
+        names.insert(query.value(column).toString().toLower());
+    return names;
+}
+
+// What a file's tables say about it: why it cannot be a record database, or the
+// record tables that lack the NoReply column. Only reads, so a refused file keeps
+// every byte.
+struct SchemaCheck {
+    QString problem;
+    QStringList tablesWithoutNoReply;
+};
+
+SchemaCheck checkSchema(QSqlDatabase& db) {
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("select name from sqlite_master where type='table'")))
+        return {query.lastError().databaseText() + QStringLiteral(" (is it a record database?)"), {}};
+    const QSet<QString> tables = lowerCaseNames(query, 0);
+    SchemaCheck check;
+    if (tables.isEmpty())
+        return check; // a new file: the tables are made
+    for (const RecordTable& table : kRecordTables) {
+        const QString name = QLatin1String(table.name);
+        if (!tables.contains(name))
+            return {QStringLiteral("it has no table %1, so it is not a record database.").arg(name), {}};
+        if (!query.exec(QStringLiteral("pragma table_info(%1)").arg(name)))
+            return {query.lastError().databaseText(), {}};
+        const QSet<QString> columns = lowerCaseNames(query, 1);
+        for (const char* column : table.columns) {
+            if (!columns.contains(QString::fromLatin1(column).toLower()))
+                return {QStringLiteral("its table %1 has no column %2, so it is not a record database.")
+                            .arg(name, QLatin1String(column)),
+                        {}};
+        }
+        if (table.hasNoReply && !columns.contains(QString::fromLatin1(kNoReplyColumn).toLower()))
+            check.tablesWithoutNoReply << name;
+    }
+    return check;
+}
+
+// A file made before the NoReply column existed: the column is added, every row
+// kept and unmarked, in one transaction.
+QString addNoReplyColumn(QSqlDatabase& db, const QStringList& tables) {
+    if (tables.isEmpty())
+        return QString();
+    QSqlQuery query(db);
+    if (!db.transaction())
+        return db.lastError().databaseText();
+    for (const QString& table : tables) {
+        if (!query.exec(QStringLiteral("alter table %1 add column %2 INTEGER NOT NULL DEFAULT 0")
+                            .arg(table, QLatin1String(kNoReplyColumn)))) {
+            const QString problem = query.lastError().databaseText();
+            query.finish();
+            db.rollback();
+            return problem;
+        }
+    }
+    return db.commit() ? QString() : db.lastError().databaseText();
+}
+
 // Sets up an opened connection; returns why it cannot serve as the record database,
 // or empty text when it can.
 QString prepareDatabase(QSqlDatabase& db) {
+    const SchemaCheck schema = checkSchema(db);
+    if (!schema.problem.isEmpty())
+        return schema.problem;
     // Each sample is its own transaction (autocommit). In WAL mode a commit is an
     // append to the -wal file handed to the kernel before the insert returns, so a
     // process killed at any point (SIGKILL included) leaves every committed sample
@@ -227,6 +329,8 @@ QString prepareDatabase(QSqlDatabase& db) {
         if (!query.exec(QString::fromLatin1(statement)))
             return query.lastError().databaseText();
     }
+    if (const QString problem = addNoReplyColumn(db, schema.tablesWithoutNoReply); !problem.isEmpty())
+        return problem;
     // A program that holds the write lock would make every stored sample fail: find out now.
     if (!query.exec(QStringLiteral("begin immediate")))
         return query.lastError().databaseText() + QStringLiteral(" (is another program using it?)");
@@ -265,28 +369,41 @@ bool RecordStore::fail(const QString& number, const QString& description) {
     return false;
 }
 
-bool RecordStore::execute(const QString& jetStatement) {
+bool RecordStore::canStore(const QString& text) {
+    return !text.contains(QLatin1Char('\''));
+}
+
+bool RecordStore::run(QSqlQuery& query, const Statement& statement) {
+    // A quote ended the literal in the record format's statements and made them
+    // fail; bound values would store it, so it is refused here, before the database.
+    for (const QVariant& value : statement.values) {
+        if (value.typeId() == QMetaType::QString && !canStore(value.toString()))
+            return fail(QStringLiteral("1"),
+                        QStringLiteral("the text \"%1\" holds a single quote, which cannot be stored")
+                            .arg(value.toString()));
+    }
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    if (!query.exec(toSqlite(jetStatement)))
+    query.setForwardOnly(true);
+    if (!query.prepare(toSqlite(statement.text)))
+        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    for (const QVariant& value : statement.values)
+        query.addBindValue(value);
+    if (!query.exec())
         return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
     m_lastError = {};
     return true;
 }
 
-std::optional<QVariant> RecordStore::singleValue(const QString& jetStatement) {
-    if (!isOpen()) {
-        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-        return std::nullopt;
-    }
+bool RecordStore::execute(const Statement& statement) {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(toSqlite(jetStatement))) {
-        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    return run(query, statement);
+}
+
+std::optional<QVariant> RecordStore::singleValue(const Statement& statement) {
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    if (!run(query, statement))
         return std::nullopt;
-    }
-    m_lastError = {};
     return query.next() ? query.value(0) : QVariant();
 }
 
@@ -330,43 +447,27 @@ bool RecordStore::copyTraceToRecordWithoutTimes(const QString& recNo) {
 QStringList RecordStore::recordListHeadings() {
     static const QRegularExpression bracketed(QStringLiteral(R"(\[([^\]]*)\])"));
     QStringList headings;
-    auto it = bracketed.globalMatch(statements::S8());
+    auto it = bracketed.globalMatch(statements::S8().text);
     while (it.hasNext())
         headings << it.next().captured(1);
     return headings;
 }
 
 std::optional<std::vector<RecordListRow>> RecordStore::listRecords() {
-    if (!isOpen()) {
-        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-        return std::nullopt;
-    }
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(toSqlite(statements::S8()))) {
-        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    if (!run(query, statements::S8()))
         return std::nullopt;
-    }
     std::vector<RecordListRow> rows;
     while (query.next())
         rows.push_back(
             {textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3))});
-    m_lastError = {};
     return rows;
 }
 
 std::optional<std::optional<RecordHeader>> RecordStore::readHeader(const QString& recNo) {
-    if (!isOpen()) {
-        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-        return std::nullopt;
-    }
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(toSqlite(statements::S9(recNo)))) {
-        fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    if (!run(query, statements::S9(recNo)))
         return std::nullopt;
-    }
-    m_lastError = {};
     if (!query.next())
         return std::optional<RecordHeader>();
     RecordHeader h;
@@ -393,19 +494,13 @@ bool RecordStore::loadRecordWithoutTimes(const QString& recNo) {
 }
 
 bool RecordStore::insertSample(const NewSample& s) {
-    // The values vary with every sample and go into the text itself, so there is no
-    // prepared statement to keep; parsing this short insert costs a few microseconds.
-    return execute(statements::S13(QString::number(s.seqNo), s.recTime, s.pVal, s.sVal, s.reason,
-                                   QString::number(s.timeTick), QString::number(s.diffLastTime)));
+    return execute(statements::S13(s));
 }
 
 bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {
-    if (!isOpen())
-        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(toSqlite(statements::S14(filterIndex))))
-        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
+    if (!run(query, statements::S14(filterIndex)))
+        return false;
     const QSqlRecord columns = query.record();
     const int seqNo = columns.indexOf(QStringLiteral("SeqNo"));
     const int recTime = columns.indexOf(QStringLiteral("RecTime"));
@@ -415,6 +510,7 @@ bool RecordStore::readSamples(int filterIndex, const std::function<void(const Te
     const int comment = columns.indexOf(QStringLiteral("Comment"));
     const int timeTick = columns.indexOf(QStringLiteral("TimeTick"));
     const int diffLastTime = columns.indexOf(QStringLiteral("DiffLastTime"));
+    const int noReply = columns.indexOf(QLatin1String(kNoReplyColumn));
     TempSample row;
     while (query.next()) {
         row.seqNo = query.value(seqNo).toLongLong();
@@ -425,9 +521,9 @@ bool RecordStore::readSamples(int filterIndex, const std::function<void(const Te
         row.comment = textOf(query.value(comment));
         row.timeTick = query.value(timeTick);
         row.diffLastTime = query.value(diffLastTime);
+        row.noReply = query.value(noReply).toInt() != 0;
         each(row);
     }
-    m_lastError = {};
     return true;
 }
 
@@ -455,12 +551,6 @@ RecordStore& recordStore() {
 
 namespace {
 
-// A text value to bind: a null QString would be stored as SQL null, while the
-// record statements always store texts, empty ones as ''.
-QVariant boundText(const QString& text) {
-    return text.isNull() ? QVariant(QString(0, QChar())) : QVariant(text);
-}
-
 // Time columns are whole numbers or null; a null value binds as SQL null.
 QVariant boundTime(const QVariant& value) {
     return value.isNull() ? QVariant() : value;
@@ -476,12 +566,23 @@ TempSample sampleOfRow(const QSqlQuery& query) {
     row.comment = textOf(query.value(5));
     row.timeTick = query.value(6);
     row.diffLastTime = query.value(7);
+    row.noReply = query.value(8).toInt() != 0;
     return row;
 }
 
 } // namespace
 
 bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
+    auto next = rows.begin();
+    return replaceTrace([&](TempSample& row) {
+        if (next == rows.end())
+            return RowStep::End;
+        row = *next++;
+        return RowStep::Row;
+    });
+}
+
+bool RecordStore::replaceTrace(const RowSource& next) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
@@ -496,9 +597,15 @@ bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
     if (!query.exec(QStringLiteral("delete from datatemp")))
         return rollBack(query.lastError());
     if (!query.prepare(QStringLiteral("insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
-                                      "DiffLastTime) values (?,?,?,?,?,?,?,?)")))
+                                      "DiffLastTime,NoReply) values (?,?,?,?,?,?,?,?,?)")))
         return rollBack(query.lastError());
-    for (const TempSample& row : rows) {
+    TempSample row;
+    for (RowStep step; (step = next(row)) != RowStep::End;) {
+        if (step == RowStep::Stop) {
+            query.finish();
+            db.rollback();
+            return fail(QStringLiteral("0"), QStringLiteral("stopped before the end"));
+        }
         query.addBindValue(row.seqNo);
         query.addBindValue(boundText(row.recTime));
         query.addBindValue(boundText(row.pVal));
@@ -507,6 +614,7 @@ bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
         query.addBindValue(boundText(row.comment));
         query.addBindValue(boundTime(row.timeTick));
         query.addBindValue(boundTime(row.diffLastTime));
+        query.addBindValue(int(row.noReply));
         if (!query.exec())
             return rollBack(query.lastError());
     }
@@ -524,8 +632,8 @@ bool RecordStore::readRecordSamples(const QString& recNo,
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     query.setForwardOnly(true);
     if (!query.prepare(
-            QStringLiteral("select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime "
-                           "from datadetail where recno = ? order by SeqNo asc")))
+            QStringLiteral("select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, "
+                           "NoReply from datadetail where recno = ? order by SeqNo asc")))
         return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
     query.addBindValue(recNo);
     if (!query.exec())

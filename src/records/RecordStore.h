@@ -4,10 +4,12 @@
 // Three tables live in the file: `datatemp` (the working trace), `datamain` (one
 // header per saved record) and `datadetail` (the samples of all saved records).
 // Every statement the program issues is built below by a function named after
-// its number, with its text exactly as the record format defines it. Values are
-// concatenated into the texts without escaping, so a single quote typed into a
-// comment ends the literal and the statement fails; that failure comes back to
-// the caller as `lastError()`, nothing here throws.
+// its number: its text, with a "?" where each value goes, and the values, which
+// reach the database bound, never as part of the text. So no typed text can
+// change what a statement does. A text value that holds a single quote is still
+// refused, as the record format has always done, before the statement reaches
+// the database; that failure, like any other, comes back to the caller as
+// `lastError()`, nothing here throws.
 //
 // The statement texts are written for the engine the record format grew up on.
 // The few spots SQLite does not accept are rewritten by `toSqlite()` just before
@@ -21,29 +23,38 @@
 #include <optional>
 #include <vector>
 
+class QSqlQuery;
+
 namespace kvx {
 
-// The statement texts, by number.
+struct NewSample;
+
+// A statement: its text with a "?" for each value, and the values in that order.
+struct Statement {
+    QString text;
+    QVariantList values;
+};
+
+// The statements, by number.
 namespace statements {
-QString S1();
-QString S2();
-QString S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
-           const QString& pUnit, const QString& sUnit, const QString& recStyle);
-QString S4(const QString& recNo);
-QString S5(const QString& comment, const QString& recNo);
-QString S6(const QString& recNo);
-QString S7(const QString& recNo);
-QString S8();
-QString S9(const QString& recNo);
-QString S10();
-QString S11(const QString& recNo);
-QString S12(const QString& recNo);
-QString S13(const QString& seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-            const QString& reason, const QString& timeTick, const QString& diffLastTime);
+Statement S1();
+Statement S2();
+Statement S3(const QString& recNo, const QString& startTime, const QString& endTime, const QString& comment,
+             const QString& pUnit, const QString& sUnit, const QString& recStyle);
+Statement S4(const QString& recNo);
+Statement S5(const QString& comment, const QString& recNo);
+Statement S6(const QString& recNo);
+Statement S7(const QString& recNo);
+Statement S8();
+Statement S9(const QString& recNo);
+Statement S10();
+Statement S11(const QString& recNo);
+Statement S12(const QString& recNo);
+Statement S13(const NewSample& sample);
 // Filter index 0..5 of the data table's filter list; index 5 reads every row like index 0.
-QString S14(int filterIndex);
-QString S15(const QString& comment, const QString& recTime);
-QString S16();
+Statement S14(int filterIndex);
+Statement S15(const QString& comment, const QString& recTime);
+Statement S16();
 } // namespace statements
 
 // Rewrites the two constructs of the record format's SQL dialect that SQLite rejects:
@@ -85,6 +96,8 @@ struct NewSample {
     QString reason;
     qint64 timeTick = 0;
     qint64 diffLastTime = 0;
+    // The meter gave no reading: the values are the 0 a failed read leaves.
+    bool noReply = false;
 };
 
 // One row of `datatemp` as S14 reads it; TimeTick and DiffLastTime may be null.
@@ -97,7 +110,14 @@ struct TempSample {
     QString comment;
     QVariant timeTick;
     QVariant diffLastTime;
+    bool noReply = false;
 };
+
+// What a source of rows for `RecordStore::replaceTrace` hands out at each call.
+enum class RowStep { Row, End, Stop };
+// Fills its argument and answers Row, or answers End after the last row, or Stop
+// to give up (the working trace then stays as it was).
+using RowSource = std::function<RowStep(TempSample&)>;
 
 class RecordStore {
 public:
@@ -106,8 +126,11 @@ public:
     RecordStore(const RecordStore&) = delete;
     RecordStore& operator=(const RecordStore&) = delete;
 
-    // Opens (and on a first run creates) the database file. On failure returns false
-    // and `openMessage()` names the file and the reason, fit to show to the operator.
+    // Opens (and on a first run creates) the database file. A file whose tables are
+    // not the record tables is refused before a byte of it is written; one made
+    // before the NoReply column existed gets the column, every row kept. On failure
+    // returns false and `openMessage()` names the file and the reason, fit to show
+    // to the operator.
     bool open(const QString& filePath);
     void close();
     bool isOpen() const;
@@ -116,6 +139,8 @@ public:
 
     // The error of the last statement that failed; cleared by every statement that succeeds.
     const StoreError& lastError() const { return m_lastError; }
+    // False when the text holds a single quote, which no statement stores.
+    static bool canStore(const QString& text);
 
     // S1: number of samples in the working trace.
     std::optional<qint64> countSamples();
@@ -150,23 +175,28 @@ public:
     std::optional<std::optional<qint64>> highestSampleNumber();
 
     // ---- Whole traces, for record files, printed reports and exports -------------
-    // Unlike the numbered statements above these bind their values, so every text,
-    // quotes included, goes into the database and comes back unchanged. The whole
-    // working trace is read with readSamples(0, ...).
+    // Unlike the numbered statements above these store every text, quotes included,
+    // and give it back unchanged. The whole working trace is read with readSamples(0, ...).
 
     // Replaces every row of `datatemp` with `rows` in one transaction: when any
     // row fails the working trace is left exactly as it was. Texts are stored as
     // given (a null text as empty text); a null TimeTick or DiffLastTime stays null.
     bool replaceTrace(const std::vector<TempSample>& rows);
+    // The same with the rows handed out one at a time, so that no more than one
+    // is held; a source that answers Stop leaves the working trace as it was.
+    bool replaceTrace(const RowSource& next);
     // The samples of the saved record `recNo` from `datadetail`, every column, in
     // sample order. A record without samples calls `each` never and returns true.
     bool readRecordSamples(const QString& recNo, const std::function<void(const TempSample&)>& each);
 
 private:
-    bool execute(const QString& jetStatement);
+    // Runs `statement` on `query`; false, with lastError() set, when it fails or
+    // when one of its texts holds a single quote (then nothing reaches the database).
+    bool run(QSqlQuery& query, const Statement& statement);
+    bool execute(const Statement& statement);
     bool fail(const QString& number, const QString& description);
     bool failOpen(const QString& reason);
-    std::optional<QVariant> singleValue(const QString& jetStatement);
+    std::optional<QVariant> singleValue(const Statement& statement);
 
     QString m_connectionName;
     QString m_filePath;

@@ -1,6 +1,23 @@
 #include "TraceTableModel.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace kvx {
+
+namespace {
+
+// Texts are kept in blocks of this size; a row whose texts are longer gets a block of its own.
+constexpr qsizetype kTextBlockBytes = 1 << 20;
+
+void appendText(QByteArray& block, const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    const quint32 length = quint32(bytes.size());
+    block.append(reinterpret_cast<const char*>(&length), sizeof length);
+    block.append(bytes);
+}
+
+} // namespace
 
 QString reasonText(ReasonText reason) {
     switch (reason) {
@@ -52,7 +69,11 @@ QVariant TraceTableModel::data(const QModelIndex& index, int role) const {
     case Qt::ForegroundRole:
         return selected ? selectedText() : dataText();
     case Qt::BackgroundRole:
-        return selected ? selectedBackground() : dataBackground();
+        if (selected)
+            return selectedBackground();
+        return noReply(index.row()) ? noReplyBackground() : dataBackground();
+    case Qt::ToolTipRole:
+        return noReply(index.row()) ? noReplyToolTip() : QVariant();
     default:
         return QVariant();
     }
@@ -87,60 +108,83 @@ void TraceTableModel::setUnits(const QString& primaryUnit, const QString& second
     emit headerDataChanged(Qt::Horizontal, PValColumn, SValColumn);
 }
 
+QString TraceTableModel::noReplyToolTip() {
+    return QStringLiteral("The meter did not reply to this reading: it is stored as 0");
+}
+
 TraceTableModel::Row TraceTableModel::makeRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                              const QString& sVal, ReasonText reason,
-                                              const QString& comment) {
+                                              const QString& sVal, ReasonText reason, bool noReply) {
+    const qsizetype needed =
+        3 * qsizetype(sizeof(quint32)) + 3 * (recTime.size() + pVal.size() + sVal.size());
+    if (m_textBlocks.empty() || m_textBlocks.back().size() + needed > m_textBlocks.back().capacity()) {
+        m_textBlocks.emplace_back();
+        m_textBlocks.back().reserve(std::max(kTextBlockBytes, needed));
+    }
+    QByteArray& block = m_textBlocks.back();
     Row r;
     r.seqNo = seqNo;
-    r.packed = recTime.toUtf8();
-    r.packed += kSeparator;
-    r.packed += pVal.toUtf8();
-    r.packed += kSeparator;
-    r.packed += sVal.toUtf8();
-    r.packed.squeeze();
-    r.comment = comment;
+    r.block = quint32(m_textBlocks.size() - 1);
+    r.offset = quint32(block.size());
+    for (const QString* text : {&recTime, &pVal, &sVal})
+        appendText(block, *text);
     r.reason = reason;
+    r.noReply = noReply;
     return r;
 }
 
+QByteArrayView TraceTableModel::rowBytes(const Row& row, int field) const {
+    const char* at = m_textBlocks[row.block].constData() + row.offset;
+    quint32 length = 0;
+    for (int i = 0;; ++i) {
+        std::memcpy(&length, at, sizeof length);
+        at += sizeof length;
+        if (i == field)
+            return QByteArrayView(at, qsizetype(length));
+        at += length;
+    }
+}
+
+QString TraceTableModel::rowText(const Row& row, int field) const {
+    return QString::fromUtf8(rowBytes(row, field));
+}
+
 void TraceTableModel::appendRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                const QString& sVal, ReasonText reason, const QString& comment) {
+                                const QString& sVal, ReasonText reason, bool noReply) {
     const int row = size();
     beginInsertRows(QModelIndex(), row, row);
-    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, comment));
+    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, noReply));
     endInsertRows();
+}
+
+void TraceTableModel::clearAll() {
+    m_rows.clear();
+    m_rows.shrink_to_fit();
+    m_textBlocks.clear();
+    m_comments.clear();
+    m_selectedRow = -1;
 }
 
 void TraceTableModel::clearRows() {
     beginResetModel();
-    m_rows.clear();
-    m_selectedRow = -1;
+    clearAll();
     endResetModel();
 }
 
 void TraceTableModel::beginRebuild() {
     beginResetModel();
-    m_rows.clear();
-    m_selectedRow = -1;
+    clearAll();
 }
 
 void TraceTableModel::addRebuiltRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                    const QString& sVal, ReasonText reason, const QString& comment) {
-    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, comment));
+                                    const QString& sVal, ReasonText reason, const QString& comment,
+                                    bool noReply) {
+    if (!comment.isEmpty())
+        m_comments.insert(size(), comment);
+    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, noReply));
 }
 
 void TraceTableModel::endRebuild() {
     endResetModel();
-}
-
-QString TraceTableModel::packedField(const QByteArray& packed, int field) {
-    int from = 0;
-    for (int i = 0; i < field; ++i)
-        from = packed.indexOf(kSeparator, from) + 1;
-    int to = packed.indexOf(kSeparator, from);
-    if (to < 0)
-        to = packed.size();
-    return QString::fromUtf8(packed.constData() + from, to - from);
 }
 
 QString TraceTableModel::text(int row, int column) const {
@@ -151,32 +195,39 @@ QString TraceTableModel::text(int row, int column) const {
     case SeqNoColumn:
         return QString::number(r.seqNo);
     case RecTimeColumn:
-        return packedField(r.packed, 0);
+        return rowText(r, 0);
     case PValColumn:
-        return packedField(r.packed, 1);
+        return rowText(r, 1);
     case SValColumn:
-        return packedField(r.packed, 2);
+        return rowText(r, 2);
     case ReasonColumn:
         return reasonText(r.reason);
     case CommentColumn:
-        return r.comment;
+        return m_comments.value(row);
     default:
         return QString();
     }
 }
 
+bool TraceTableModel::noReply(int row) const {
+    return row >= 0 && row < size() && m_rows[static_cast<size_t>(row)].noReply;
+}
+
 void TraceTableModel::setComment(int row, const QString& comment) {
     if (row < 0 || row >= size())
         return;
-    m_rows[static_cast<size_t>(row)].comment = comment;
+    if (comment.isEmpty())
+        m_comments.remove(row);
+    else
+        m_comments.insert(row, comment);
     const QModelIndex cell = index(row, CommentColumn);
     emit dataChanged(cell, cell, {Qt::DisplayRole});
 }
 
 void TraceTableModel::setCommentWhereTime(const QString& recTime, const QString& comment) {
-    const QByteArray wanted = recTime.toUtf8() + kSeparator;
+    const QByteArray wanted = recTime.toUtf8();
     for (size_t row = 0; row < m_rows.size(); ++row) {
-        if (m_rows[row].packed.startsWith(wanted))
+        if (rowBytes(m_rows[row], 0) == wanted)
             setComment(static_cast<int>(row), comment);
     }
 }

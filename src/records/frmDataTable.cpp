@@ -21,6 +21,7 @@
 #include <QTableView>
 
 #include <cmath>
+#include <utility>
 
 namespace kvx {
 
@@ -68,6 +69,18 @@ QDateTime wallClockToWholeSecond(const QDateTime& when) {
 
 QString readingText(double value, const QString& unit) {
     return numberToText(value) + QStringLiteral(" ") + unit;
+}
+
+// A hint beside a text field, shown while its text holds a single quote: the
+// record database refuses such a text, so the operator learns it while typing.
+QLabel* quoteHint(QLineEdit* field, const char* name) {
+    auto* hint = new QLabel(QStringLiteral("A single quote (') cannot be stored"), field->parentWidget());
+    hint->setObjectName(QLatin1String(name));
+    hint->setStyleSheet(QStringLiteral("color: #b00000; font-weight: bold;"));
+    hint->hide();
+    QObject::connect(field, &QLineEdit::textChanged, hint,
+                     [hint](const QString& text) { hint->setVisible(!RecordStore::canStore(text)); });
+    return hint;
 }
 
 } // namespace
@@ -137,6 +150,8 @@ void frmDataTable::buildControls() {
     auto* descriptionRow = new QHBoxLayout;
     descriptionRow->addWidget(label(QStringLiteral("Description")));
     descriptionRow->addWidget(txtDataDesc, 1);
+    lblDataDescQuote = quoteHint(txtDataDesc, "lblDataDescQuote");
+    descriptionRow->addWidget(lblDataDescQuote);
     descriptionRow->addWidget(label(QStringLiteral("Units")));
     descriptionRow->addWidget(txtPUnit);
     descriptionRow->addWidget(txtSUnit);
@@ -182,9 +197,15 @@ void frmDataTable::buildControls() {
     cmdProcCancel->setObjectName(QStringLiteral("cmdProcCancel"));
     panel->addWidget(new QLabel(QStringLiteral("Comment of the sample"), pnlDataComment), 0, 0, 1, 3);
     panel->addWidget(txtDataComment, 1, 0, 1, 3);
+    lblDataCommentQuote = quoteHint(txtDataComment, "lblDataCommentQuote");
+    // The panel is sized when it opens: the hint's line is there from the start.
+    QSizePolicy keepRoom = lblDataCommentQuote->sizePolicy();
+    keepRoom.setRetainSizeWhenHidden(true);
+    lblDataCommentQuote->setSizePolicy(keepRoom);
+    panel->addWidget(lblDataCommentQuote, 2, 0);
     panel->setColumnStretch(0, 1);
-    panel->addWidget(cmdProcOK, 2, 1);
-    panel->addWidget(cmdProcCancel, 2, 2);
+    panel->addWidget(cmdProcOK, 3, 1);
+    panel->addWidget(cmdProcCancel, 3, 2);
     pnlDataComment->hide();
 
     // Printing waits until the frame says how (setPrinting).
@@ -355,7 +376,7 @@ void frmDataTable::refreshRows() {
     m_model.beginRebuild();
     const bool ok = recordStore().readSamples(filterIndex(), [this](const TempSample& row) {
         m_model.addRebuiltRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason),
-                              row.comment);
+                              row.comment, row.noReply);
     });
     m_model.endRebuild();
     if (!ok)
@@ -452,6 +473,8 @@ void frmDataTable::reportStoreFailure() {
 }
 
 void frmDataTable::AppendData() {
+    // The mark belongs to the readings handed over for this call only.
+    const bool noReply = std::exchange(m_noReply, false);
     const std::optional<ReasonText> reason = decideReason();
     advanceSampleCounter();
     if (!reason)
@@ -466,7 +489,7 @@ void frmDataTable::AppendData() {
     // The times move on only with a stored sample, so the sample after a failed one
     // measures its gap from the last sample that reached the database.
     if (!recordStore().insertSample(
-            {seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick, t.diffLastTime})) {
+            {seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick, t.diffLastTime, noReply})) {
         reportStoreFailure();
         return;
     }
@@ -478,7 +501,7 @@ void frmDataTable::AppendData() {
         m_diffLastTime.resize(static_cast<size_t>(seqNo) + 1, 0.0);
     m_diffLastTime[static_cast<size_t>(seqNo)] = static_cast<double>(t.diffLastTime);
 
-    m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason);
+    m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason, noReply);
     keepNewestInView();
 }
 

@@ -16,6 +16,7 @@
 class QAction;
 class QComboBox;
 class QFrame;
+class QLabel;
 class QLineEdit;
 class QPushButton;
 class QTableView;
@@ -30,6 +31,7 @@ public:
     // DataTable
     void setValuePrimary(double value) override { dValuePrimary = value; }
     void setValueSecond(double value) override { dValueSecond = value; }
+    void setNoReply(bool noReply) override { m_noReply = noReply; }
     void AppendData() override;
     QString GetDate(int row) const override;
     QString GetValuePrimary(int row) const override;
@@ -104,6 +106,8 @@ private:
     QWidget* m_header = nullptr;
     QFrame* pnlDataComment = nullptr;
     QLineEdit* txtDataComment = nullptr;
+    QLabel* lblDataDescQuote = nullptr;
+    QLabel* lblDataCommentQuote = nullptr;
     QPushButton* cmdProcOK = nullptr;
     QPushButton* cmdProcCancel = nullptr;
 
@@ -125,6 +129,7 @@ private:
     int m_visibleRows = 0;
     int m_commentRow = -1;
     bool m_storeFailureReported = false;
+    bool m_noReply = false;
     bool m_scrollPending = false;
 
     static constexpr double kNoReference = 99999999.0;

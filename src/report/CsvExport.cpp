@@ -47,17 +47,21 @@ QStringList CsvExport::headings(const RecordHeader& header) {
             QStringLiteral("Reason"),
             QStringLiteral("Comment"),
             QStringLiteral("TimeTick"),
-            QStringLiteral("DiffLastTime")};
+            QStringLiteral("DiffLastTime"),
+            QStringLiteral("NoReply")};
+}
+
+QString CsvExport::line(const TempSample& s, const RecordHeader& h) {
+    return csvLine({QString::number(s.seqNo), s.recTime, readingNumberText(s.pVal, h.pUnit),
+                    readingNumberText(s.sVal, h.sUnit), reasonCaption(s.reason), s.comment,
+                    timeField(s.timeTick), timeField(s.diffLastTime),
+                    s.noReply ? QStringLiteral("1") : QStringLiteral("0")});
 }
 
 QByteArray CsvExport::encode(const TraceRecord& trace) {
-    const RecordHeader& h = trace.header;
-    QString text = csvLine(headings(h));
-    for (const TempSample& s : trace.samples) {
-        text += csvLine({QString::number(s.seqNo), s.recTime, readingNumberText(s.pVal, h.pUnit),
-                         readingNumberText(s.sVal, h.sUnit), reasonCaption(s.reason), s.comment,
-                         timeField(s.timeTick), timeField(s.diffLastTime)});
-    }
+    QString text = csvLine(headings(trace.header));
+    for (const TempSample& s : trace.samples)
+        text += line(s, trace.header);
     return text.toUtf8();
 }
 
@@ -73,12 +77,21 @@ bool CsvExport::write(const QString& path, const TraceRecord& trace, QString* er
 }
 
 bool CsvExport::exportWorkingTrace(const QString& path) {
-    const std::optional<TraceRecord> trace = workingTraceToWrite();
-    if (!trace)
+    const std::optional<RecordHeader> header = workingHeaderToWrite();
+    if (!header)
         return false;
-    QString error;
-    if (!write(path, *trace, &error)) {
-        messages().notice(QStringLiteral("The CSV file \"%1\" cannot be written: %2").arg(path, error));
+    // A file left unfinished is thrown away.
+    QSaveFile file(path);
+    bool written = file.open(QIODevice::WriteOnly) && file.write(csvLine(headings(*header)).toUtf8()) >= 0;
+    if (written && !recordStore().readSamples(0, [&](const TempSample& s) {
+            written = written && file.write(line(s, *header).toUtf8()) >= 0;
+        })) {
+        reportStoreError();
+        return false;
+    }
+    if (!written || !file.commit()) {
+        messages().notice(
+            QStringLiteral("The CSV file \"%1\" cannot be written: %2").arg(path, file.errorString()));
         return false;
     }
     return true;

@@ -28,18 +28,21 @@ std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error, int 
     return trace;
 }
 
-std::optional<TraceRecord> workingTraceToWrite() {
-    QString error;
-    std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
-    if (!trace) {
-        messages().notice(QStringLiteral("System Error caused by ") + error);
+void reportStoreError() {
+    messages().notice(QStringLiteral("System Error caused by ") + describe(recordStore().lastError()));
+}
+
+std::optional<RecordHeader> workingHeaderToWrite() {
+    const std::optional<qint64> count = recordStore().countSamples();
+    if (!count) {
+        reportStoreError();
         return std::nullopt;
     }
-    if (trace->samples.empty()) {
+    if (*count == 0) {
         messages().notice(QStringLiteral("You have to measure first"));
         return std::nullopt;
     }
-    return trace;
+    return RecordOperations::workingHeader();
 }
 
 RecordLookup savedRecord(RecordStore& store, const QString& recNo, TraceRecord& record, QString* error) {

@@ -23,9 +23,12 @@ struct TraceRecord {
 // nullopt, with the store's error in `error`, when `datatemp` cannot be read.
 // `filterIndex` picks the rows as the data table's filter list does (0: all of them).
 std::optional<TraceRecord> workingTrace(RecordStore& store, QString* error = nullptr, int filterIndex = 0);
-// The working trace for a file the operator asked for; on failure, or when there is
+// The header of the working trace for a file the operator asked for, its samples
+// to be read one at a time with readSamples(0, ...); on failure, or when there is
 // no sample yet, the operator has been told why.
-std::optional<TraceRecord> workingTraceToWrite();
+std::optional<RecordHeader> workingHeaderToWrite();
+// Tells the operator of the record store's last error ("System Error caused by ...").
+void reportStoreError();
 
 enum class RecordLookup { Found, Missing, Failed };
 

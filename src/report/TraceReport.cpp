@@ -17,6 +17,7 @@
 #include <QSaveFile>
 #include <qcustomplot.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <vector>
@@ -128,6 +129,7 @@ private:
         double y = paintTitle();
         y = paintRecordBlock(y + mm(4));
         y = paintStatistics(y + mm(4));
+        y = paintNoReplyCount(y);
         paintGraph(QRectF(0, y + mm(5), m_page.width(), bodyBottom() - y - mm(7)));
     }
 
@@ -211,6 +213,24 @@ private:
         }
         const int rows = (int(stats.size()) + 2) / 3;
         return top + rows * cellHeight;
+    }
+
+    // Samples the meter did not answer are stored as 0: the report says how many,
+    // and their rows in the table are tinted.
+    double paintNoReplyCount(double top) {
+        const auto& samples = m_content.trace.samples;
+        const auto count =
+            std::count_if(samples.begin(), samples.end(), [](const TempSample& s) { return s.noReply; });
+        if (count == 0)
+            return top;
+        const QFont font = reportFont(10, true);
+        const double height = metrics(font).height() + mm(2);
+        text(QRectF(0, top + mm(2), m_page.width(), height),
+             QStringLiteral("%1 %2 without a reply (stored as 0)")
+                 .arg(count)
+                 .arg(count == 1 ? QStringLiteral("sample") : QStringLiteral("samples")),
+             font, Qt::AlignLeft, QColor(176, 0, 0));
+        return top + mm(2) + height;
     }
 
     void paintGraph(const QRectF& area) {
@@ -318,7 +338,9 @@ private:
     }
 
     void paintRow(const TempSample& s, double top, double height, bool shaded) {
-        if (shaded)
+        if (s.noReply)
+            m_painter->fillRect(QRectF(0, top, m_page.width(), height), TraceTableModel::noReplyBackground());
+        else if (shaded)
             m_painter->fillRect(QRectF(0, top, m_page.width(), height), QColor(246, 246, 246));
         const auto cells = rowCells(s, m_content.trace.header);
         double x = 0.0;

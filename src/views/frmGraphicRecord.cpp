@@ -23,6 +23,7 @@
 #include <iterator>
 #include <optional>
 #include <qcustomplot.h>
+#include <utility>
 
 namespace kvx {
 
@@ -34,7 +35,7 @@ QString amplitudeText(double first, double second) {
     return numberToText(roundToSignificant(std::fabs(second - first), 12));
 }
 
-enum PlotIndex { PlotTrace = 0, PlotHigh = 1, PlotLow = 2, PlotRel = 3 };
+enum PlotIndex { PlotTrace = 0, PlotHigh = 1, PlotLow = 2, PlotRel = 3, PlotNoReply = 4 };
 
 constexpr double kDefaultXSpan = 100.0; // seconds: "0:0:00" .. "0:1:40"
 constexpr int kReplotIntervalMs = 40;   // at most 25 repaints a second
@@ -235,12 +236,16 @@ void frmGraphicRecord::buildControls() {
 void frmGraphicRecord::setupPlot() {
     m_plot->setNoAntialiasingOnDrag(true);
     m_plot->setPlottingHint(QCP::phCacheLabels, true);
-    const char* names[] = {"Plot-1", "Limit-High", "Limit-Low", "Plot-Rel"};
+    const char* names[] = {"Plot-1", "Limit-High", "Limit-Low", "Plot-Rel", "Plot-NoReply"};
     for (const char* name : names) {
         QCPGraph* g = m_plot->addGraph();
         g->setName(QLatin1String(name));
         g->setAdaptiveSampling(true);
     }
+    // Readings the meter did not answer are stored as 0: each gets a mark of its
+    // own over the trace, so that the dip to 0 is not read as a measurement.
+    plot(PlotNoReply)->setLineStyle(QCPGraph::lsNone);
+    plot(PlotNoReply)->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssCross, QColor(220, 0, 0), 9));
     m_plot->xAxis->setTicker(QSharedPointer<QCPAxisTicker>(new ClockTicker));
     m_plot->yAxis->setRange(-1200, 1200);
     m_plot->xAxis->grid()->setSubGridVisible(true);
@@ -341,6 +346,7 @@ void frmGraphicRecord::ClearGraph() {
     m_trace.maxValue = -1000000000.0;
     m_trace.minValue = 1000000000.0;
     m_trace.maxIndex = m_trace.minIndex = -1;
+    m_trace.noReplyCount = 0;
     for (int i = 0; i < m_plot->graphCount(); ++i)
         plot(i)->data()->clear();
     resetCaptions();
@@ -386,6 +392,10 @@ void frmGraphicRecord::ShowGraph() {
     if (m_replayed)
         setReplayed(false);
     chartPoint(PlotTrace, key, value);
+    if (std::exchange(m_noReply, false)) {
+        chartPoint(PlotNoReply, key, value);
+        ++t.noReplyCount;
+    }
 
     const std::pair<QLineEdit*, std::pair<std::vector<double>*, int>> lines[] = {
         {m_limHigh, {&t.highValues, PlotHigh}},
@@ -430,8 +440,9 @@ void frmGraphicRecord::ReDraw() {
     ClearGraph();
     TraceState& t = m_trace;
     RecordStore& records = store();
-    if (const auto highest = records.highestSampleNumber(); highest && *highest && **highest >= 0) {
-        const size_t expected = size_t(**highest) + 1;
+    // Room for the rows there are; the numbers the rows carry decide nothing here.
+    if (const auto count = records.countSamples(); count && *count > 0) {
+        const size_t expected = size_t(*count);
         t.plotValues.reserve(expected);
         t.highValues.reserve(expected);
         t.lowValues.reserve(expected);
@@ -443,9 +454,12 @@ void frmGraphicRecord::ReDraw() {
     const auto rel = fieldNumber(m_rel);
     const double bandLow = parseLeadingNumber(m_limLow->text());
     const double bandHigh = parseLeadingNumber(m_limHigh->text());
+    QVector<QCPGraphData> noReplyPoints;
     records.readSamples(0, [&](const TempSample& row) {
         const qint32 i = t.sampleCount;
         const double value = parseLeadingNumber(row.pVal);
+        if (row.noReply)
+            noReplyPoints.append(QCPGraphData(double(i), value));
         t.plotValues.push_back(value);
         t.highValues.push_back(high.value_or(0.0));
         t.lowValues.push_back(low.value_or(0.0));
@@ -477,6 +491,8 @@ void frmGraphicRecord::ReDraw() {
         plot(plotIndex)->data()->set(points, true);
     };
     plotArray(PlotTrace, t.plotValues);
+    plot(PlotNoReply)->data()->set(noReplyPoints, true);
+    t.noReplyCount = qint32(noReplyPoints.size());
     setReplayed(true);
     if (high)
         plotArray(PlotHigh, t.highValues);

@@ -32,6 +32,8 @@ struct TraceState {
     // LimHigh, LimLow and txtRel at each sample; 0 where the field was empty or not a number.
     std::vector<double> highValues, lowValues, relValues;
     qint32 sampleCount = 0;
+    // Samples the meter did not answer (stored as 0), each marked on the graph.
+    qint32 noReplyCount = 0;
     // Runs on across clears and rebuilds: only a new window starts it at 0.
     qint32 matchCount = 0;
     double maxValue = -1000000000.0;
@@ -61,6 +63,7 @@ public:
     void Redraw1() override;
     void ClearGraph() override;
     void ShowGraph() override;
+    void setNoReply(bool noReply) override { m_noReply = noReply; }
     double GetRandomValue() override;
     void ScaleYAxis(double peak) override;
     void setLiveTrace(bool on) override;
@@ -146,6 +149,7 @@ private:
     RecordStore* m_store = nullptr;
     DisplayColors m_colors = kDefaultDisplayColors;
     bool m_replayed = false;
+    bool m_noReply = false;
 };
 
 } // namespace kvx

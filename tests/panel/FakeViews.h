@@ -67,6 +67,8 @@ public:
     void ScaleYAxis(double) override {}
     void setLiveTrace(bool on) override { keep(live, on, QStringLiteral("live:%1").arg(on)); }
     QWidget* plotWidget() override { return nullptr; }
+    // Both the graph's and the data table's: a reading the meter did not answer.
+    void setNoReply(bool on) override { keep(noReply, on, on ? "noReply" : "replied"); }
     // frmDataTable
     void setValuePrimary(double v) override { keep(tablePrimary, v, "dValuePrimary"); }
     void setValueSecond(double v) override { keep(tableSecond, v, "dValueSecond"); }
@@ -85,7 +87,7 @@ public:
 
     QString range, math, conn, interval, refOhm, primaryFormatText, value;
     double primary = 0, secondary = 0, tablePrimary = 0, tableSecond = 0;
-    bool dbmActive = false, live = false;
+    bool dbmActive = false, live = false, noReply = false;
     int appended = 0;
     std::map<kvx::RecordField, QString> fields;
     QStringList calls;

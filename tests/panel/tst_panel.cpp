@@ -181,8 +181,9 @@ private slots:
         QCOMPARE(f.views.tablePrimary, primary);
         QCOMPARE(f.views.tableSecond, secondary);
         const QString text = "Value:" + kvx::numberToText(primary);
-        QCOMPARE(f.views.calls, (QStringList{"DigVM", "DigSecondM", "dValuePrimary", "dValueSecond",
-                                             "AppendData", text, text, "ShowGraph"}));
+        const QString mark = answering ? "replied" : "noReply";
+        QCOMPARE(f.views.calls, (QStringList{"DigVM", "DigSecondM", "dValuePrimary", "dValueSecond", mark,
+                                             "AppendData", text, text, mark, "ShowGraph"}));
         QCOMPARE(f.panel->findChild<QLabel*>("TimeDisplay")->text(), QStringLiteral("10:00:00 01 5, 2026"));
         QCOMPARE(session().lastReadingTime, 36000.0);
     }

@@ -162,6 +162,26 @@ private slots:
         QCOMPARE(!f.views.refOhm.isEmpty(), dbmOn);
     }
 
+    // A meter that answers nothing, or nothing that is a number: the reading goes on as 0, marked.
+    void readingsWithoutAReplyAreMarked_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::newRow("answers") << "";
+        QTest::newRow("garbage") << "--garbage";
+        QTest::newRow("silent") << "--no-reply";
+    }
+
+    void readingsWithoutAReplyAreMarked() {
+        QFETCH(QString, fault);
+        SimProcess sim(QStringList{"--pty", "--seed", "3"} + QStringList(fault).filter("-"));
+        QVERIFY(sim.start());
+        SimPanel f(sim);
+        f.linkAndPress("");
+        f.panel->onTimer2Tick();
+        QCOMPARE(f.views.appended, 1);
+        QCOMPARE(f.views.noReply, !fault.isEmpty());
+        QCOMPARE(f.views.tablePrimary == 0.0, !fault.isEmpty());
+    }
+
 private:
     SimProcess m_sim{{QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("5")}};
 };

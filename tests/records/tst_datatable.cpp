@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QFrame>
 #include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableView>
@@ -30,7 +31,8 @@ struct Table : TableBench {
         grid()->scrollTo(cell);
         QTest::mouseClick(grid()->viewport(), Qt::LeftButton, {}, grid()->visualRect(cell).center());
         QVERIFY(commentPanel()->isVisible());
-        table.findChild<QLineEdit*>("txtDataComment")->setText(text);
+        table.findChild<QLineEdit*>("txtDataComment")->clear();
+        QTest::keyClicks(table.findChild<QLineEdit*>("txtDataComment"), text);
         QTest::mouseClick(table.findChild<QPushButton*>(button), Qt::LeftButton);
     }
 };
@@ -232,10 +234,15 @@ private slots:
         QVERIFY(!t.commentPanel()->isVisible());
         QCOMPARE(t.stored("Comment").last(), QString());
 
-        // A quote fails in the database: one message, the panel stays open, nothing changes.
+        // A quote is refused: one message, the panel stays open with its hint, nothing changes.
+        QVERIFY(!t.table.findChild<QLabel*>("lblDataCommentQuote")->isVisible());
         t.editComment(2, "it's high", "cmdProcOK");
-        QCOMPARE(t.store.messages->shown().size(), size_t(1));
+        QVERIFY(
+            t.store.messages->texts().value(0).startsWith("1:the text \"it's high\" holds a single quote"));
         QVERIFY(t.commentPanel()->isVisible());
+        QVERIFY(t.table.findChild<QLabel*>("lblDataCommentQuote")->isVisible());
+        QTest::keyClicks(t.table.findChild<QLineEdit*>("txtDataDesc"), "Bob's bench");
+        QVERIFY(t.table.findChild<QLabel*>("lblDataDescQuote")->isVisible());
         QCOMPARE(t.stored("Comment"), QStringList({"spike", "spike", ""}));
         QCOMPARE(t.table.model().text(2, TraceTableModel::CommentColumn), QString());
         QCOMPARE(t.table.rowCount(), 3);
@@ -268,6 +275,15 @@ private slots:
         QCOMPARE(colour(1, Qt::ForegroundRole), QColor(0, 0, 255));
         t.table.RowSelected(t.table.rowCount()); // not a row: nothing changes
         QCOMPARE(t.table.selectedRow(), 2);
+        // A reading the meter did not answer is tinted and says why.
+        t.table.setNoReply(true);
+        t.feed(0);
+        QCOMPARE(colour(t.table.rowCount() - 1, Qt::BackgroundRole), QColor(255, 214, 170));
+        QVERIFY(model->index(t.table.rowCount() - 1, 2)
+                    .data(Qt::ToolTipRole)
+                    .toString()
+                    .contains("did not reply"));
+        QCOMPARE(colour(t.table.rowCount() - 2, Qt::BackgroundRole), QColor(255, 255, 192));
     }
 
     void lockedDatabaseIsReportedOnce() {

@@ -20,9 +20,12 @@ struct Bench : TableBench {
     FakePanel panel;
     RecordOperations records;
 
+    // Samples 0, 1, 2, ...; the meter did not answer the reading of sample 1.
     void record(int samples) {
-        for (int i = 0; i < samples; ++i)
+        for (int i = 0; i < samples; ++i) {
+            table.setNoReply(i == 1);
             feed(i);
+        }
     }
     QStringList texts() const { return store.messages->texts(); }
     // Records a trace and saves it as a new record with this description; returns its number.
@@ -85,8 +88,8 @@ private slots:
             savedStyle.isEmpty() ? QStringList()
                                  : QStringList{"1|2026/01/05 10:00:01|2026/01/05 10:05:00|" + description +
                                                "|V||" + savedStyle});
-        QCOMPARE(b.db("select TimeTick from datadetail where recno='1' order by SeqNo"),
-                 savedStyle.isEmpty() ? QStringList() : QStringList({"0", "1", "2"}));
+        QCOMPARE(b.db("select TimeTick||':'||NoReply from datadetail where recno='1' order by SeqNo"),
+                 savedStyle.isEmpty() ? QStringList() : QStringList({"0:0", "1:1", "2:0"}));
         QCOMPARE(b.db("select count(*) from datatemp"), QStringList{QString::number(samples)}); // trace stays
         QCOMPARE(b.table.rowCount(), samples);
     }
@@ -105,9 +108,9 @@ private slots:
         QCOMPARE(b.db("select Comment || '|' || StartTime from datamain"),
                  QStringList({"second|2026/01/05 10:00:01"}));
         QCOMPARE(
-            b.db(
-                "select SeqNo||':'||coalesce(TimeTick, DiffLastTime, 'null') from datadetail order by SeqNo"),
-            QStringList({"0:null", "1:null", "2:null", "3:null", "4:null"}));
+            b.db("select SeqNo||':'||coalesce(TimeTick, DiffLastTime, 'null')||':'||NoReply from datadetail "
+                 "order by SeqNo"),
+            QStringList({"0:null:0", "1:null:1", "2:null:0", "3:null:0", "4:null:1"}));
 
         for (const auto answer : {Answer::No, Answer::Yes}) { // no, then a quote the engine refuses
             b.store.messages->queueAnswer(answer);
@@ -147,9 +150,9 @@ private slots:
         QTest::addColumn<QString>("recStyle");
         QTest::addColumn<int>("selected");
         QTest::addColumn<QString>("timeTicks");
-        addRow("from the list, times kept", true, "1", 1, "0,1,2");
-        addRow("from the grid, times dropped", false, "0", 0, "<null>,<null>,<null>");
-        addRow("unknown style selects neither", false, "7", -1, "<null>,<null>,<null>");
+        addRow("from the list, times kept", true, "1", 1, "0:0,1:1,2:0");
+        addRow("from the grid, times dropped", false, "0", 0, "-:0,-:1,-:0");
+        addRow("unknown style selects neither", false, "7", -1, "-:0,-:1,-:0");
     }
 
     void loadRecord() {
@@ -176,7 +179,9 @@ private slots:
         QCOMPARE(b.table.field(RecordField::StartTime), QString("2026/01/05 10:00:01"));
         QCOMPARE(b.table.field(RecordField::PUnit), QString("V"));
         QCOMPARE(b.panel.styleIndex, selected);
-        QCOMPARE(b.db("select TimeTick from datatemp order by SeqNo").join(','), timeTicks);
+        QCOMPARE(b.db("select ifnull(TimeTick,'-')||':'||NoReply from datatemp order by SeqNo").join(','),
+                 timeTicks);
+        QVERIFY(b.table.model().noReply(1) && !b.table.model().noReply(2));
         QCOMPARE(b.table.rowCount(), 3);
         QCOMPARE(b.table.GetValuePrimary(2), QString("2 V"));
         QCOMPARE(callLog(), QStringList({"ReDraw"}));

@@ -1,4 +1,5 @@
-// The record database: the dialect rewrite, and files that cannot be used.
+// The record database: hostile text in every statement that takes text, files
+// that cannot be used, and a file of the schema before the NoReply column.
 
 #include "DataRows.h"
 #include "WindowTestSupport.h"
@@ -10,39 +11,105 @@
 using namespace kvx;
 using namespace kvx::test;
 
+namespace {
+
+QByteArray bytesOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Every row of the three tables, each as one text.
+QStringList tables(const QString& path) {
+    return column(path,
+                  "select RecNo||'|'||StartTime||'|'||EndTime||'|'||Comment||'|'||PUnit||'|'||SUnit||'|'"
+                  "||RecStyle from datamain order by rowid") +
+           column(path, "select recno||'|'||SeqNo||'|'||RecTime||'|'||PVal||'|'||SVal||'|'||Reason||'|'||"
+                        "Comment||'|'||ifnull(TimeTick,'-')||'|'||NoReply from datadetail order by rowid") +
+           column(path, "select SeqNo||'|'||RecTime||'|'||PVal||'|'||SVal||'|'||Reason||'|'||Comment||'|'||"
+                        "ifnull(TimeTick,'-')||'|'||NoReply from datatemp order by rowid");
+}
+
+void setUpTraceAndRecord() {
+    RecordStore& s = recordStore();
+    QVERIFY(s.replaceTrace({{0, "t0", "1 V", "0 ", "0", "", 0, 0}, {1, "t1", "2 V", "0 ", "0", "", 1, 1}}));
+    QVERIFY(s.insertHeader({"1", "start", "end", "first", "V", "", "0"}) && s.copyTraceToRecord("1"));
+}
+
+// `text` in every place of every statement that takes text; which statements succeeded.
+QString feedEverywhere(const QString& text) {
+    RecordStore& s = recordStore();
+    const auto header = [&] {
+        return s.readHeader(text).value_or(std::nullopt).value_or(RecordHeader{}).comment;
+    };
+    const bool done[] = {s.insertSample({2, text, text, text, text, 2, 1, true}), // S13
+                         s.updateSampleComment(text, "t1"),                       // S15
+                         s.updateSampleComment("c", text),
+                         s.insertHeader({text, text, text, text, text, text, text}), // S3
+                         s.copyTraceToRecord(text),                                  // S4
+                         s.updateRecordComment(text, "1"),                           // S5
+                         s.updateRecordComment(text, text),
+                         s.deleteRecordSamples(text),           // S6
+                         s.copyTraceToRecordWithoutTimes(text), // S7
+                         header() == text,                      // S9
+                         s.loadRecordWithTimes(text),           // S11
+                         s.loadRecordWithoutTimes(text)};       // S12
+    QString outcome;
+    for (bool d : done)
+        outcome += d ? '+' : '-';
+    return outcome;
+}
+
+} // namespace
+
 class TestRecordStore : public QObject {
     Q_OBJECT
 
 private slots:
-    void dialectRewrite_data() {
-        QTest::addColumn<QString>("statement");
-        QTest::addColumn<QString>("expected"); // empty: left as it is
-        const QString into = "insert into datatemp (SeqNo,RecTime,PVal,SVal,Reason,Comment";
-        const QString copied = ") select SeqNo ,RecTime,   PVal    ,SVal,  Reason, Comment";
-        const QString from = " from datadetail where recno='3'";
-        addRow("delete star", statements::S10(), "delete from datatemp");
-        addRow("six-column copy gets its column list", statements::S12("3"), into + copied + from);
-        addRow("full copy names its columns too", statements::S11("3"),
-               into + ",timetick,difflasttime" + copied + ",timetick,difflasttime" + from);
-        addRow("copy with a column list", statements::S4("3"), "");
-        addRow("plain delete", statements::S6("3"), "");
-        addRow("sample insert", statements::S13("0", "t", "1 V", "0 ", "0", "0", "0"), "");
+    void hostileTextChangesOnlyItsOwnCells_data() {
+        QTest::addColumn<QString>("text");
+        addRow("comment for every row", "hijack' --");
+        addRow("comment that sets a reading", "a', PVal='666 V");
+        addRow("description of every record", "changed' where '1'='1' --");
+        addRow("double quotes", "x\" or \"1\"=\"1");
+        addRow("a second statement", "x; delete from datamain; --");
+        addRow("placeholders", "? :a @b $1 ?1");
+        addRow("typographic quote, backslash, wildcards", QStringLiteral(u"it’s \\ 100%_*"));
     }
 
-    void dialectRewrite() {
-        QFETCH(QString, statement);
-        QFETCH(QString, expected);
-        QCOMPARE(toSqlite(statement), expected.isEmpty() ? statement : expected);
+    void hostileTextChangesOnlyItsOwnCells() {
+        QFETCH(QString, text);
+        const QString plain = "plain text";
+        QStringList expected;
+        {
+            StoreFixture fx;
+            setUpTraceAndRecord();
+            QCOMPARE(feedEverywhere(plain), QString(12, '+'));
+            expected = tables(fx.databasePath()).replaceInStrings(plain, text);
+        }
+        StoreFixture fx;
+        setUpTraceAndRecord();
+        if (text.contains('\'')) {
+            // Refused before it reaches the file: the tables stay as the set-up left them.
+            expected = tables(fx.databasePath());
+            QCOMPARE(feedEverywhere(text), QString(12, '-'));
+            QCOMPARE(recordStore().lastError().number, QString("1"));
+        } else {
+            QCOMPARE(feedEverywhere(text), QString(12, '+'));
+        }
+        QCOMPARE(tables(fx.databasePath()), expected);
     }
 
-    void unusableFileIsRefusedWithItsName_data() {
-        QTest::addColumn<QString>("kind");
+    void unusableFileIsRefusedUnchanged_data() {
+        QTest::addColumn<QString>("kind"); // or the statements that make the file
         addRow("not a database", "garbage");
         addRow("locked by another program", "locked");
         addRow("a folder", "folder");
+        addRow("another program's tables", "create table notes (id INTEGER, body TEXT)");
+        addRow("record tables of other columns",
+               "create table datamain (x);create table datadetail (x);create table datatemp (x)");
     }
 
-    void unusableFileIsRefusedWithItsName() {
+    void unusableFileIsRefusedUnchanged() {
         QFETCH(QString, kind);
         QTemporaryDir dir;
         const QString path = dir.filePath("KVX5130.mdb");
@@ -52,16 +119,47 @@ private slots:
             file.write(QByteArray(4096, 'x'));
         } else if (kind == "folder") {
             QVERIFY(QDir().mkpath(path));
-        } else {
+        } else if (kind == "locked") {
             QVERIFY(recordStore().open(path));
             recordStore().close();
+        } else {
+            for (const QString& sql : kind.split(';'))
+                column(path, sql);
         }
+        const QByteArray before = bytesOf(path);
         const std::unique_ptr<OtherProgramLock> lock(kind == "locked" ? new OtherProgramLock(path) : nullptr);
         QVERIFY(!lock || lock->locked);
 
         QVERIFY(!recordStore().open(path));
         QVERIFY(!recordStore().isOpen());
         QVERIFY2(recordStore().openMessage().contains(path), qPrintable(recordStore().openMessage()));
+        QCOMPARE(bytesOf(path), before);
+    }
+
+    void fileOfThePreviousSchemaIsUpgraded() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("KVX5130.mdb");
+        for (const char* sql :
+             {"create table datamain (RecNo INTEGER, StartTime TEXT, EndTime TEXT, Comment TEXT, PUnit TEXT, "
+              "SUnit TEXT, RecStyle TEXT)",
+              "create table datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, "
+              "Reason "
+              "TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+              "create table datatemp (SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, "
+              "Comment "
+              "TEXT, TimeTick INTEGER, DiffLastTime INTEGER)",
+              "insert into datamain values (1, 's', 'e', 'old', 'V', '', '0')",
+              "insert into datadetail values (1, 0, 't0', '0 V', '0 ', '0', '', 0, 0)",
+              "insert into datatemp values (0, 't0', '0 V', '0 ', '0', 'kept', 0, 0)"})
+            column(path, sql);
+
+        QVERIFY2(recordStore().open(path), qPrintable(recordStore().openMessage()));
+        QVERIFY(recordStore().insertSample({1, "t1", "0 V", "0 ", "0", 1, 1, true}));
+        QVERIFY(recordStore().copyTraceToRecord("2"));
+        QCOMPARE(tables(path),
+                 QStringList({"1|s|e|old|V||0", "1|0|t0|0 V|0 |0||0|0", "2|0|t0|0 V|0 |0|kept|0|0",
+                              "2|1|t1|0 V|0 |0||1|1", "0|t0|0 V|0 |0|kept|0|0", "1|t1|0 V|0 |0||1|1"}));
+        recordStore().close();
     }
 };
 

@@ -44,10 +44,10 @@ private slots:
         QVERIFY(RecordFile::saveWorkingTrace(file));
         // One line per sample, CJK as UTF-8 rather than escapes, empty time columns as null.
         const QByteArray bytes = fileBytes(file);
-        QVERIFY(bytes.startsWith("{\"format\":\"kvx5130-record\",\"version\":1,"));
+        QVERIFY(bytes.startsWith("{\"format\":\"kvx5130-record\",\"version\":2,"));
         QVERIFY(bytes.contains("\"saved\":\"2026/01/05 10:00:00\""));
         QVERIFY(bytes.contains("\n[2,\"2026/01/05 10:00:02\",") && bytes.contains(rows[2].comment.toUtf8()));
-        QVERIFY(bytes.contains("\"1.5 mA\",\"0.5 kHz\",\"4\",\"\",null,null]"));
+        QVERIFY(bytes.contains("\"1.5 mA\",\"0.5 kHz\",\"4\",\"\",null,null,false]"));
 
         // Another trace takes its place before the file is opened again, once the trace is stopped.
         QVERIFY(recordStore().replaceTrace(makeSamples(3)));
@@ -70,6 +70,14 @@ private slots:
         QCOMPARE(table.rowCount(), 6);
         QCOMPARE(graph.trace().sampleCount, 6);
         QVERIFY(fx.messages->shown().empty());
+
+        // A file of version 1 knows no NoReply column: its samples open unmarked.
+        QByteArray version1 = bytes;
+        version1.replace("\"version\":2", "\"version\":1").replace(",\"NoReply\"]", "]");
+        version1.replace(",true]", "]").replace(",false]", "]");
+        QVERIFY(writeFile(file, version1) && RecordFile::openAsWorkingTrace(file));
+        QCOMPARE(column(fx.databasePath(), "select sum(NoReply) || '/' || count(*) from datatemp"),
+                 QStringList{"0/6"});
     }
 
     void damagedFileChangesNothing_data() {
@@ -82,19 +90,27 @@ private slots:
         addRow("truncated", "", "", 200, "it is damaged");
         addRow("empty", "", "", 0, notOurs);
         addRow("wrong magic", "kvx5130-record", "kvx5130-settings", -1, notOurs);
-        addRow("newer version", "\"version\":1", "\"version\":2", -1, "written in record-file version 2");
-        addRow("version as text", "\"version\":1", "\"version\":\"1\"", -1, badVersion);
+        addRow("newer version", "\"version\":2", "\"version\":3", -1, "written in record-file version 3");
+        addRow("version as text", "\"version\":2", "\"version\":\"2\"", -1, badVersion);
         addRow("header field missing", "\"startTime\"", "\"beginTime\"", -1,
                "header is damaged (\"startTime\"");
         addRow("header field a number", "\"pUnit\":\"V\"", "\"pUnit\":5", -1, "header is damaged (\"pUnit\"");
         addRow("columns changed", "\"TimeTick\",", "\"Tick\",", -1, "sample columns");
         addRow("samples not a list", "\"samples\":[", "\"samples\":7,\"rows\":[", -1,
                "its samples are missing");
-        addRow("SeqNo with fraction", "[1,\"2026", "[1.5,\"2026", -1, "sample 2 of 2 is damaged (SeqNo");
+        addRow("SeqNo with fraction", "[1,\"2026", "[1.5,\"2026", -1, "sample 2 is damaged (SeqNo");
+        addRow("SeqNo four billion", "[1,\"2026", "[4000000000,\"2026", -1,
+               "(SeqNo 4000000000 is not between 0 and 2147483647)");
+        addRow("SeqNo twice", "[1,\"2026", "[0,\"2026", -1, "sample 2 is damaged (SeqNo 0 appears twice)");
+        addRow("SeqNo falling", "[0,\"2026", "[7,\"2026", -1, "(SeqNo 1 follows 7; the numbers must rise)");
         addRow("reading a number", "\"3 V\"", "3", -1, "(PVal is not text)");
-        addRow("time tick as text", ",0,0]", ",\"0\",0]", -1,
+        addRow("time tick as text", ",0,0,false]", ",\"0\",0,false]", -1,
                "(TimeTick is neither a whole number nor empty)");
-        addRow("row too short", ",0,0]", ",0]", -1, "(not a row of 8 columns)");
+        addRow("mark as text", ",0,0,false]", ",0,0,\"no\"]", -1, "(NoReply is neither true nor false)");
+        addRow("row too short", ",0,0,false]", ",0,false]", -1, "(not a row of 9 columns)");
+        addRow("nested too deeply",
+               "\"application\":", "\"x\":" + QString("[").repeated(100000) + "],\"a\":", -1,
+               "nested too deeply");
     }
 
     void damagedFileChangesNothing() {
@@ -143,7 +159,8 @@ private slots:
         QVERIFY(CsvExport::exportWorkingTrace(fx.path(QStringLiteral("trace.csv"))));
         // Without a data table window no units are known.
         QVERIFY(fileBytes(fx.path(QStringLiteral("trace.csv")))
-                    .startsWith("SeqNo,RecTime,Primary,Secondary,Reason,Comment,TimeTick,DiffLastTime\r\n"));
+                    .startsWith(
+                        "SeqNo,RecTime,Primary,Secondary,Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"));
         QVERIFY(writeFile(fx.path(QStringLiteral("plain-file"))));
         const QString impossible = fx.path(QStringLiteral("plain-file/trace.kvx"));
         QVERIFY(!RecordFile::saveWorkingTrace(impossible));
@@ -180,21 +197,27 @@ private slots:
         const QByteArray bytes = fileBytes(fx.path(QStringLiteral("chosen.csv")));
         QCOMPARE(bytes.count("\r\n"), 51);
         QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,"));
-        QVERIFY(bytes.endsWith("49,2026/01/05 10:00:49,2.75,0.5,Match condition:%,,49,1\r\n"));
+        QVERIFY(bytes.contains("\r\n3,2026/01/05 10:00:03,3.4,0.5,Match condition:Level,,3,1,1\r\n"));
+        QVERIFY(bytes.endsWith("49,2026/01/05 10:00:49,2.75,0.5,Match condition:%,,49,1,0\r\n"));
     }
 
-    void csvQuoting_data() {
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("written");
-        addRow("line feed", "a\nb", "\"a\nb\"");
-        addRow("carriage return", "a\rb", "\"a\rb\"");
-        addRow("full-width comma is text", "溫度，高", "溫度，高");
-    }
-
-    void csvQuoting() {
-        QFETCH(QString, field);
-        QFETCH(QString, written);
-        QCOMPARE(CsvExport::quoted(field), written);
+    // Cancelled while the file is checked, or while it is stored: nothing changes.
+    void cancelledOpeningChangesNothing() {
+        StoreFixture fx;
+        const QString file = fx.path(QStringLiteral("long.kvx"));
+        QVERIFY(RecordFile::write(file, {makeHeader(), makeSamples(20000)}));
+        QVERIFY(recordStore().replaceTrace(makeSamples(3)));
+        const QStringList before = datatempRows(fx.databasePath());
+        for (const double cancelPast : {0.0, 0.75}) {
+            int reports = 0;
+            QVERIFY(!RecordFile::openAsWorkingTrace(file, [&](qint64 done, qint64 total) {
+                ++reports;
+                return done < cancelPast * total;
+            }));
+            QVERIFY(reports > 0);
+            QCOMPARE(datatempRows(fx.databasePath()), before);
+        }
+        QVERIFY(fx.messages->shown().empty());
     }
 
     void csvOfATrace() {
@@ -207,13 +230,14 @@ private slots:
         rows[2].comment = QStringLiteral("two\r\nlines");
         rows[2].timeTick = QVariant();
         rows[2].diffLastTime = QVariant();
-        QCOMPARE(CsvExport::encode(TraceRecord{h, rows}),
-                 QStringLiteral(
-                     u"SeqNo,RecTime,Primary [V],Secondary [kΩ],Reason,Comment,TimeTick,DiffLastTime\r\n"
-                     u"0,2026/01/05 10:00:00,3,12.5,Time,,0,0\r\n"
-                     u"1,2026/01/05 10:00:01,1.5 mA,0.5 kHz,Over MAX,\"lid \"\"open\"\", 溫度\",1,1\r\n"
-                     u"2,2026/01/05 10:00:02,3.27,0.5 kHz,Below MIN,\"two\r\nlines\",,\r\n")
-                     .toUtf8());
+        QCOMPARE(
+            CsvExport::encode(TraceRecord{h, rows}),
+            QStringLiteral(
+                u"SeqNo,RecTime,Primary [V],Secondary [kΩ],Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"
+                u"0,2026/01/05 10:00:00,3,12.5,Time,,0,0,0\r\n"
+                u"1,2026/01/05 10:00:01,1.5 mA,0.5 kHz,Over MAX,\"lid \"\"open\"\", 溫度\",1,1,0\r\n"
+                u"2,2026/01/05 10:00:02,3.27,0.5 kHz,Below MIN,\"two\r\nlines\",,,0\r\n")
+                .toUtf8());
     }
 };
 

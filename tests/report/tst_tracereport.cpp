@@ -100,7 +100,8 @@ private slots:
         QVERIFY(first);
         for (const char* expected :
              {"Lab 3 Ripple Test", "Record No.:", "2026/01/05 10:03:20", "Bench 4, supply ripple", "MAX:5",
-              "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20", "Elapsed Time [Sec]"})
+              "MIN:1", "Match Condition:0", "Total Sampling:200", "Total Time:0:3:20", "Elapsed Time [Sec]",
+              "4 samples without a reply"})
             QVERIFY2(first->contains(QLatin1String(expected)), expected);
         QVERIFY2(!first->contains(QLatin1String("SeqNo")), "the table starts on page two");
         QVERIFY2(darkShareOfGraph(pdf) < 0.1,
@@ -178,7 +179,8 @@ private slots:
     void statisticsFollowTheGraphWindow() {
         StoreFixture fx;
         FakePanel panel;
-        const std::vector<TempSample> rows = makeSamples(200);
+        std::vector<TempSample> rows = makeSamples(200);
+        rows.back().seqNo = 4000000000; // decides nothing about the memory the graph takes
         const TraceReport hidden = TraceReport::forTrace(TraceRecord{makeHeader(), rows}); // no window open
         QStringList expected{"MAX:5", "MIN:1", "Match Condition:0", "Total Sampling:200",
                              "Total Time:0:3:20"};
@@ -201,6 +203,7 @@ private slots:
         QCOMPARE(forms().graph, &graph); // the report's own window did not take the registered one's place
         const QCustomPlot* plot = printed.window().CWGraph1();
         QCOMPARE(plot->graph(1)->dataCount(), 200); // the high limit line
+        QCOMPARE(plot->graph(4)->dataCount(), 4);   // the marks of the samples without a reply
         QCOMPARE(plot->yAxis->range().lower, -10.0);
 
         // Painting widens the hidden plot for paper and then leaves it as it was.
@@ -251,8 +254,8 @@ private slots:
         const QByteArray bytes = fileBytes(csv);
         QCOMPARE(bytes.count("\r\n"), 201);
         QVERIFY(bytes.startsWith(
-            "SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,Comment,TimeTick,DiffLastTime\r\n"
-            "0,2026/01/05 10:00:00,3,0.5,Time,,0,0\r\n"));
+            "SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"
+            "0,2026/01/05 10:00:00,3,0.5,Time,,0,0,0\r\n"));
         QCOMPARE(recordStore().countSamples().value_or(-1), 3);
         QVERIFY(QFileInfo(pdf).size() > 0);
         if (havePdfToText()) {
