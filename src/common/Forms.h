@@ -28,6 +28,8 @@ public:
     virtual void setRelText(const QString& text) = 0;
     virtual QString connText() const = 0; // txtConn: "LIVE" / "DEAD"
     virtual void setConnText(const QString& text) = 0;
+    // Why the meter is not answering, for the operator who points at DEAD (empty: it answers).
+    virtual void setConnProblem(const QString& reason) { (void)reason; }
     virtual void setSampleIntervalText(const QString& text) = 0; // txtInterval
     virtual QString sampleIntervalText() const = 0;
     // The dBm indicator and reference field: shown and enabled, or hidden and disabled.

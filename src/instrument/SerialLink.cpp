@@ -25,13 +25,31 @@ QString SerialLink::deviceErrorText() const {
     return m_port.errorString();
 }
 
+// What the operator can do about a refused open; Qt's own text names only the errno.
+QString SerialLink::openAdvice() const {
+    switch (m_port.error()) {
+    case QSerialPort::DeviceNotFoundError:
+        return QStringLiteral(" (is the adapter plugged in, and is this its name?)");
+    case QSerialPort::PermissionError:
+        // Another program's lock file or exclusive open gives the same error as missing rights.
+        return m_port.errorString().contains(QLatin1String("lock"), Qt::CaseInsensitive) ||
+                       m_port.errorString().contains(QLatin1String("busy"), Qt::CaseInsensitive)
+                   ? QStringLiteral(" (another program is using the device)")
+                   : QStringLiteral(" (serial devices belong to the group dialout: "
+                                    "add yourself with \"sudo adduser $USER dialout\" and log in again)");
+    default:
+        return {};
+    }
+}
+
 bool SerialLink::open(QString* error) {
     Busy busy(*this);
     closeDevice();
     m_port.setPortName(m_devicePath);
     if (!m_port.open(QIODevice::ReadWrite))
         return fail(kLinkOpenError,
-                    QStringLiteral("Cannot open %1: %2").arg(m_devicePath, m_port.errorString()), error);
+                    QStringLiteral("Cannot open %1: %2%3").arg(m_devicePath, m_port.errorString(), openAdvice()),
+                    error);
     const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(m_framing.dataBits) &&
                                m_port.setParity(m_framing.parity) && m_port.setStopBits(m_framing.stopBits) &&
                                m_port.setFlowControl(m_framing.handshake);

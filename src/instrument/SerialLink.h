@@ -27,6 +27,7 @@ protected:
     void closeDevice() override;
 
 private:
+    QString openAdvice() const;
     QString m_devicePath;
     qint32 m_baudRate;
     SerialFraming m_framing;

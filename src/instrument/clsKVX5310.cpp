@@ -104,6 +104,7 @@ clsKVX5310::~clsKVX5310() {
 void clsKVX5310::setConnectMethod(const QString& method) {
     Ready_ = false;
     m_configureError.clear();
+    m_exchangeError.clear();
     const QString chosen = method == kSame ? sConnectMethod_ : method;
     if (chosen == kGpib) {
         sConnectMethod_ = kGpib;
@@ -149,6 +150,7 @@ QString clsKVX5310::ExecuteCommand(const QString& command) {
         error = QString::fromLocal8Bit(e.what());
     }
     bExecuting_ = false;
+    m_exchangeError = ok ? QString() : error;
     if (!ok) {
         sReply_.clear();
         appendLogLine(QStringLiteral("Execute Err Stop"), command, totalTime() + QLatin1Char(' ') + error);

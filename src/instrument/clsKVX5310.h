@@ -121,6 +121,9 @@ public:
     bool lastQueryAnswered() const { return m_lastQueryAnswered; }
     // Why the last ConnectMethod left Ready False (empty when it did not).
     QString lastConfigureError() const { return m_configureError; }
+    // Why the meter could not be reached last: the link's open error, or the last
+    // exchange's when the link is open. Empty once the meter answers.
+    QString linkProblem() const { return Ready_ ? m_exchangeError : m_configureError; }
 
     // --- Fields, read-only for the windows ---
     QString sUnitPrimary() const { return sUnitPrimary_; }
@@ -168,6 +171,7 @@ private:
     bool m_lastQueryAnswered = false;
     int m_relDataDepth = 0;
     QString m_configureError;
+    QString m_exchangeError;
 
     SerialControl m_serial;
     GpibControl m_gpib;

@@ -7,6 +7,7 @@
 #include "OperationRecord.h"
 #include "Services.h"
 #include "Session.h"
+#include "StatusReports.h"
 #include "ValueRules.h"
 
 #include <QButtonGroup>
@@ -78,7 +79,7 @@ void frmKVX5130::RestoreSetting() {
             table->setField(RecordField::TimerSample, interval);
     }
     driver().StandardEventStatusReg();
-    m_linkAnswered = driver().SESR_PON() && driver().lastQueryAnswered();
+    showLinkState(driver().SESR_PON() && driver().lastQueryAnswered());
     showRestoredSettings();
 }
 
@@ -88,7 +89,7 @@ void frmKVX5130::showRestoredSettings() {
         if (StatePanel* state = forms().state)
             state->setSampleIntervalText(interval);
     }
-    showLinkState(m_linkAnswered);
+    showLinkState(m_linkAnswered.value_or(false));
 }
 
 void frmKVX5130::applyLinkSettings() {
@@ -150,13 +151,29 @@ bool frmKVX5130::applyLinkOverride() {
 }
 
 void frmKVX5130::showLinkState(bool answered) {
+    // Told once per change, so a meter silent for a day does not fill the log.
+    const bool wasAnswering = m_linkAnswered.value_or(true);
+    const bool firstCheck = !m_linkAnswered.has_value();
     m_linkAnswered = answered;
+    const QString problem = answered ? QString() : linkProblemText();
+    if (!answered && wasAnswering)
+        statusReports().report(problem);
+    else if (answered && !wasAnswering && !firstCheck)
+        statusReports().report(QStringLiteral("The meter answers again"));
     StatePanel* state = forms().state;
     if (!state)
         return;
     const QString& mark = answered ? kLive : kDead;
     if (state->connText() != mark)
         state->setConnText(mark);
+    state->setConnProblem(problem);
+}
+
+// The driver's reason, or a plain one when the link opened but the meter stayed silent.
+QString frmKVX5130::linkProblemText() const {
+    const QString reason = driver().linkProblem();
+    return QStringLiteral("The meter does not answer: %1")
+        .arg(reason.isEmpty() ? QStringLiteral("no reply within the timeout") : reason);
 }
 
 bool frmKVX5130::checkLink() {

@@ -8,6 +8,7 @@
 
 #include <QWidget>
 #include <array>
+#include <optional>
 #include <functional>
 
 class QButtonGroup;
@@ -143,6 +144,7 @@ private:
     bool applyLinkOverride();
     bool checkLink();
     void showLinkState(bool answered);
+    QString linkProblemText() const;
     void showRestoredSettings();
 
     void feedViews(double primary, double secondary, bool noReply);
@@ -170,7 +172,7 @@ private:
 
     bool m_firstActivation = false;
     bool m_activationDeferred = false;
-    bool m_linkAnswered = false;
+    std::optional<bool> m_linkAnswered; // unset until the first check
     bool m_tickRunning = false;
     double m_largestMagnitude = 0.0;
     double m_traceStartTime = 0.0;

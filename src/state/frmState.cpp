@@ -241,8 +241,14 @@ void frmState::refIndexChanged(qint64 index) {
 
 void frmState::limitEntered(QLineEdit* box) {
     const QString text = box->text();
-    if (!text.isEmpty() && !isNumeric(text))
+    if (!text.isEmpty() && !isNumeric(text)) {
+        // Not sent, as before; but the operator learns why nothing happened.
+        const bool decimalComma = isNumeric(QString(text).replace(QLatin1Char(','), QLatin1Char('.')));
+        showStatus(decimalComma ? QStringLiteral("A limit takes a decimal point: %1, not %2")
+                                      .arg(QString(text).replace(QLatin1Char(','), QLatin1Char('.')), text)
+                                : QStringLiteral("A limit is a number: \"%1\" was not sent").arg(text));
         return;
+    }
     const double value = parseLeadingNumber(text);
     if (!insideRange(value)) {
         messages().notice(QStringLiteral("Input Value should between ") + txtRange1->text() +
@@ -321,6 +327,10 @@ void frmState::setConnText(const QString& text) {
     txtConn->setStyleSheet(live   ? QStringLiteral("color:#008000; font-weight:bold;")
                            : dead ? QStringLiteral("color:#c00000; font-weight:bold;")
                                   : QString());
+}
+
+void frmState::setConnProblem(const QString& reason) {
+    txtConn->setToolTip(reason.isEmpty() ? QStringLiteral("The meter answers") : reason);
 }
 
 void frmState::setSampleIntervalText(const QString& text) {

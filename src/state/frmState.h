@@ -41,6 +41,7 @@ public:
     void setRelText(const QString& text) override;
     QString connText() const override;
     void setConnText(const QString& text) override;
+    void setConnProblem(const QString& reason) override;
     void setSampleIntervalText(const QString& text) override;
     QString sampleIntervalText() const override;
     void setDbmActive(bool on) override;
