@@ -326,9 +326,7 @@ void frmDataTable::ClearData() {
         messages().notice(recordStore().lastError().number + QStringLiteral(":") +
                           recordStore().lastError().description);
     txtRecno->clear();
-    txtPUnit->setText(driver().sUnitPrimary());
-    txtSUnit->setText(driver().sUnitSecond());
-    setUnitHeadings();
+    showMeterUnits();
     txtDataDesc->clear();
     {
         const QSignalBlocker quiet(CmbSample);
@@ -502,7 +500,17 @@ void frmDataTable::AppendData() {
     m_diffLastTime[static_cast<size_t>(seqNo)] = static_cast<double>(t.diffLastTime);
 
     m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason, noReply);
+    // A trace started before the meter told its function (--start) would otherwise
+    // be saved with the blank units of the moment it was cleared.
+    if (seqNo == 0)
+        showMeterUnits();
     keepNewestInView();
+}
+
+void frmDataTable::showMeterUnits() {
+    txtPUnit->setText(driver().sUnitPrimary());
+    txtSUnit->setText(driver().sUnitSecond());
+    setUnitHeadings();
 }
 
 void frmDataTable::keepNewestInView() {

@@ -86,6 +86,7 @@ private:
     int samplesPerTimedSample() const;
     SampleTimes timesOfNewSample() const;
     void reportStoreFailure();
+    void showMeterUnits();
     void keepNewestInView();
 
     void openCommentEditor(const QModelIndex& cell);
