@@ -25,7 +25,8 @@ const char* const kFrameCaption = "DUAL DISPLAY DIGITAL MULTIMETER";
 const char* const kWindowMenuError = "System [Window] Menu Error";
 
 // Frame sizes (outer, twips): start-up sets one pair, every resize forces the
-// other. Both pairs are the frame's long-standing design and are kept.
+// other. The frame is laid out for these sizes only; its child windows are
+// placed in twips against them.
 constexpr int kStartFrameWidth = 12135;
 constexpr int kStartFrameHeight = 8680;
 constexpr int kFixedFrameWidth = 12000;
@@ -122,9 +123,9 @@ struct FunctionEntry {
     const char* key; // nullptr: the entry has no handler
 };
 
-// The FUNCTION menu presses the front panel's keys. Two entries are kept as the
-// meter's users have always had them: "ACV+Frequency" runs the current-plus-
-// frequency key like "ACA+Frequency" does, and "AC+DC Current" does nothing.
+// The FUNCTION menu presses the front panel's keys. Two entries are deliberate:
+// "ACV+Frequency" runs the current-plus-frequency key like "ACA+Frequency"
+// does, and "AC+DC Current" does nothing. The menu test pins both.
 const FunctionEntry kFunctionEntries[] = {
     {"mnuDCV", "DC Voltage", "cmdDCV"},
     {"mnuACV", "AC Voltage", "cmdACV"},

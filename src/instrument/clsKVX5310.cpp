@@ -77,9 +77,8 @@ QString unitFor(const QString& measurementWord) {
 // highest set bit of 0-6 names the mode. Bit 7 means nothing here.
 const char* const kModeNames[] = {"MIN", "MAX", "HOLD", "AUTOHOLD", "dBm", "REL", "COMP"};
 
-// The original assignment called itself without end until the runtime's stack
-// ran out, and that error ended it silently. The same number of sends is not
-// worth reproducing: a few levels show the pattern and keep this process alive.
+// setRelData assigns itself again after each send. A few levels show the
+// pattern on the wire; a bound keeps the recursion from exhausting the stack.
 constexpr int kRelDataDepthLimit = 16;
 
 std::unique_ptr<clsKVX5310>& driverSlot() {
@@ -393,7 +392,8 @@ void clsKVX5310::setLimitUPPER(double value) {
 }
 
 // The meter is asked, but the verdict is judged on a copy fixed at "1": the
-// answer is always "pass". Kept as the program has always behaved.
+// answer is always "pass", whatever the meter says. The query still goes on the
+// wire and into the command log.
 QString clsKVX5310::LimitFAIL() {
     send(QStringLiteral(":CALC:LIM:FAIL?"));
     const QString verdict = QStringLiteral("1");
@@ -438,9 +438,8 @@ double clsKVX5310::RelData() {
     return parseLeadingNumber(sReply_);
 }
 
-// Sends the value, then assigns itself again with the number of an empty text,
-// which is how the program has always behaved; see kRelDataDepthLimit for where
-// it stops. Nothing in the program calls it.
+// Sends the value, then assigns itself again with the number of an empty text;
+// see kRelDataDepthLimit for where it stops. Nothing in the program calls it.
 void clsKVX5310::setRelData(double value) {
     if (m_relDataDepth >= kRelDataDepthLimit)
         return;

@@ -144,19 +144,19 @@ QString selectedColumnName(const QString& item) {
 
 } // namespace
 
-QString toSqlite(const QString& jetStatement) {
-    // "delete * from t": the star is the old engine's own; SQLite knows "delete from t".
+QString toSqlite(const QString& formatStatement) {
+    // "delete * from t": the dialect allows the star; SQLite knows "delete from t".
     static const QRegularExpression deleteStar(QStringLiteral(R"(^(\s*delete)\s+\*\s+(from\s))"),
                                                QRegularExpression::CaseInsensitiveOption);
-    // "insert into t select a, b from ...": the old engine filled the columns of t named
-    // like the selected ones, so a six-column select left the rest of the row null.
+    // "insert into t select a, b from ...": the dialect fills the columns of t named
+    // like the selected ones, so a six-column select leaves the rest of the row null.
     // SQLite fills by position and wants every column, so the selected names are
-    // turned into the explicit column list the old engine implied.
+    // turned into the explicit column list the dialect implies.
     static const QRegularExpression insertSelect(
         QStringLiteral(R"(^(\s*insert\s+into\s+\w+)\s+(select\s+)(.*?)(\s+from\s.*)$)"),
         QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
 
-    QString sql = jetStatement;
+    QString sql = formatStatement;
     sql.replace(deleteStar, QStringLiteral("\\1 \\2"));
 
     const QRegularExpressionMatch m = insertSelect.match(sql);

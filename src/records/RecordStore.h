@@ -7,11 +7,11 @@
 // its number: its text, with a "?" where each value goes, and the values, which
 // reach the database bound, never as part of the text. So no typed text can
 // change what a statement does. A text value that holds a single quote is still
-// refused, as the record format has always done, before the statement reaches
+// refused, as the record format requires, before the statement reaches
 // the database; that failure, like any other, comes back to the caller as
 // `lastError()`, nothing here throws.
 //
-// The statement texts are written for the engine the record format grew up on.
+// The statement texts are the record format's own dialect, kept word for word.
 // The few spots SQLite does not accept are rewritten by `toSqlite()` just before
 // execution, in one place, so the texts themselves stay as defined.
 
@@ -59,7 +59,7 @@ Statement S16();
 
 // Rewrites the two constructs of the record format's SQL dialect that SQLite rejects:
 // "delete * from t", and "insert into t select a, b from ..." without a column list.
-QString toSqlite(const QString& jetStatement);
+QString toSqlite(const QString& formatStatement);
 
 // A failed statement: the engine's error number and its description.
 struct StoreError {

