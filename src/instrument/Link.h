@@ -66,6 +66,22 @@ private:
     IdleErrorHandler m_idleErrorHandler;
 };
 
+// GPIB primary addresses an instrument can take; 31 is the bus's "unlisten".
+// The settings field stores 31 too, and opening a link on it is refused with a
+// message that names the range.
+inline constexpr int kFirstGpibAddress = 0;
+inline constexpr int kLastGpibAddress = 30;
+inline constexpr int kLastStoredGpibAddress = 31;
+inline bool isGpibAddress(int address) {
+    return address >= kFirstGpibAddress && address <= kLastGpibAddress;
+}
+
+// The meter's raw SCPI socket, when a connection text names no port.
+inline constexpr quint16 kScpiSocketPort = 5025;
+
+// "host:port" into its parts; the port may be left out when defaultPort is not 0.
+bool splitHostPort(const QString& text, quint16 defaultPort, QString* host, quint16* port);
+
 // Where a connection text sends the driver: which of its two link objects, and
 // the settings to put on it.
 struct ConnectionTarget {
@@ -99,5 +115,8 @@ struct ConnectionTarget {
 // (or GPIB END) within the link's timeout (half a second unless set otherwise).
 // Returns false with a message for anything else.
 bool parseConnectionText(const QString& text, ConnectionTarget* target, QString* error);
+
+// The connection text of a parsed target, in the form above (the port always written).
+QString connectionText(const ConnectionTarget& target);
 
 } // namespace kvx

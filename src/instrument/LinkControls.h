@@ -24,8 +24,43 @@ namespace kvx {
 // stall the polling tick (two queries per reading) for longer than about a second.
 inline constexpr int kDefaultReplyTimeoutMs = 500;
 
-class SerialControl {
+// What both link objects share: the link the settings chose, its timeout, and
+// the number of the last failure.
+class LinkControl {
 public:
+    void setTimeoutMs(int ms);
+    int timeoutMs() const { return m_timeoutMs; }
+    bool write(const QByteArray& data, QString* error);
+    bool read(QByteArray* reply, QString* error);
+    void close();
+    // The LinkErrorNumber of the last failure, kLinkNoError after a success.
+    int lastErrorNumber() const { return m_lastErrorNumber; }
+
+    // Makes configure open `link` instead of the one the settings name
+    // (benchmarks and tests); useLink(nullptr) goes back to the settings.
+    void useLink(std::unique_ptr<Link> link);
+
+protected:
+    explicit LinkControl(const char* notConfiguredText) : m_notConfiguredText(notConfiguredText) {}
+    ~LinkControl() = default;
+    bool fail(int number, const QString& text, QString* error);
+    // Opens the installed link, or `made` when none is installed.
+    bool openLink(std::unique_ptr<Link> made, QString* error);
+    bool linkInstalled() const { return m_linkInstalled; }
+    Link* link() const { return m_link.get(); }
+    void dropInstalledLink();
+
+private:
+    const char* m_notConfiguredText;
+    int m_timeoutMs = kDefaultReplyTimeoutMs;
+    int m_lastErrorNumber = kLinkNoError;
+    std::unique_ptr<Link> m_link;
+    bool m_linkInstalled = false;
+};
+
+class SerialControl : public LinkControl {
+public:
+    SerialControl() : LinkControl("The serial port is not configured") {}
     void setPortNumber(qint16 port) { m_port = port; }
     qint16 portNumber() const { return m_port; }
     // Rates above 32767 (38400, 115200) are why this is wider than the settings' field.
@@ -37,68 +72,36 @@ public:
     // A device path overrides the port-number rule (COM n -> /dev/ttyS(n-1)).
     void setDevicePath(const QString& path) { m_devicePath = path; }
     QString devicePath() const;
-    void setTimeoutMs(int ms);
-    int timeoutMs() const { return m_timeoutMs; }
 
     // Applies the settings and opens the port. False (with the reason) when it cannot.
     bool configure(QString* error);
-    bool write(const QByteArray& data, QString* error);
-    bool read(QByteArray* reply, QString* error);
-    void close();
-    // The LinkErrorNumber of the last failure, kLinkNoError after a success.
-    int lastErrorNumber() const { return m_lastErrorNumber; }
-
-    // Makes configure open `link` instead of a serial device (benchmarks and
-    // tests); useLink(nullptr) goes back to the settings.
-    void useLink(std::unique_ptr<Link> link);
 
 private:
-    bool fail(int number, const QString& text, QString* error);
-
     qint16 m_port = 1;
     qint32 m_baud = 9600;
     SerialFraming m_framing;
     QString m_devicePath;
-    int m_timeoutMs = kDefaultReplyTimeoutMs;
-    int m_lastErrorNumber = kLinkNoError;
-    std::unique_ptr<Link> m_link;
-    bool m_linkInstalled = false;
 };
 
-class GpibControl {
+class GpibControl : public LinkControl {
 public:
+    GpibControl() : LinkControl("The GPIB link is not configured") {}
     void setPrimaryAddress(qint16 address) { m_address = address; }
     qint16 primaryAddress() const { return m_address; }
     // "gpib:<board>", "prologix:<device>", "prologix-tcp:<host>:<port>", "tcp:<host>:<port>".
     void setBackend(const QString& backend);
     QString backend() const { return m_backend.isEmpty() ? QStringLiteral("gpib:0") : m_backend; }
-    void setTimeoutMs(int ms);
-    int timeoutMs() const { return m_timeoutMs; }
 
     bool configure(QString* error);
-    bool write(const QByteArray& data, QString* error);
-    bool read(QByteArray* reply, QString* error);
-    void close();
-    int lastErrorNumber() const { return m_lastErrorNumber; }
 
     // The control's notification: the link failed while no exchange was running
     // (a socket or "++" controller that dropped its connection between readings).
     void setNotificationHandler(Link::IdleErrorHandler handler);
 
-    // Makes configure open `link` instead of the back-end's (benchmarks and
-    // tests); useLink(nullptr) or setBackend goes back to the settings.
-    void useLink(std::unique_ptr<Link> link);
-
 private:
-    bool fail(int number, const QString& text, QString* error);
-
     qint16 m_address = 0;
     QString m_backend;
-    int m_timeoutMs = kDefaultReplyTimeoutMs;
-    int m_lastErrorNumber = kLinkNoError;
     Link::IdleErrorHandler m_notificationHandler;
-    std::unique_ptr<Link> m_link;
-    bool m_linkInstalled = false;
 };
 
 // Puts a parsed connection text on the link objects: the serial device and rate,

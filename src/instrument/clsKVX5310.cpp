@@ -627,7 +627,7 @@ QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, 
         if (!meter.CWSerial1().configure(&error))
             return caused(meter.CWSerial1().lastErrorNumber(), error);
     }
-    if (!serialChosen && gpibAddress >= 0 && gpibAddress <= 31) {
+    if (!serialChosen && gpibAddress >= kFirstGpibAddress && gpibAddress <= kLastStoredGpibAddress) {
         meter.CWGPIB1().setPrimaryAddress(gpibAddress);
         if (!meter.CWGPIB1().configure(&error))
             return caused(meter.CWGPIB1().lastErrorNumber(), error);

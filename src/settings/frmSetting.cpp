@@ -34,8 +34,8 @@ namespace {
 constexpr int kShortText = 20;
 constexpr int kLongText = 255;
 
-constexpr int kLowestAddress = 0;
-constexpr int kHighestAddress = 31;
+constexpr int kLowestAddress = kFirstGpibAddress;
+constexpr int kHighestAddress = kLastStoredGpibAddress;
 
 const char* const kLogoFilter = "JPG File(*.jpg)|*.jpg|Gif File(*.gif)|*.gif|BMP File(*.bmp)|*.bmp|"
                                 "All Files(*.*)|*.*";
