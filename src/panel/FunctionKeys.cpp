@@ -39,6 +39,8 @@ QString frmKVX5130::showFunction() {
     if (StatePanel* state = statePanel())
         state->setFunctionText(function);
     SetPrimaryFormat();
+    if (DigitalScreen* screen = forms().digital)
+        screen->setSecondaryFormat(panel::secondaryFormatText(driver().sUnitSecond()));
     return function;
 }
 

@@ -69,6 +69,10 @@ QString primaryFormatText(const QString& unit, double largestMagnitude) {
            QLatin1Char('"');
 }
 
+QString secondaryFormatText(const QString& unit) {
+    return QStringLiteral(".##0 \"") + displayUnit(unit) + QLatin1Char('"');
+}
+
 QString restoreKeyFor(const QString& savedFunction) {
     struct Row {
         const char* shortName;

@@ -31,6 +31,8 @@ QString displayUnit(const QString& unit);
 
 // Digits pattern followed by the display unit in double quotes, as the digital screen takes it.
 QString primaryFormatText(const QString& unit, double largestMagnitude);
+// The secondary display's format: its unit after the digits (".##0 \"kHz\"").
+QString secondaryFormatText(const QString& unit);
 
 // Object name of the function key that restores a saved function name: the short
 // or the long name of a function, compared exactly (case included). A name that is
