@@ -4,11 +4,16 @@
 #include "ReportTrace.h"
 #include "Services.h"
 #include "Session.h"
+#include "StatusReports.h"
+#include "clsKVX5310.h"
+#include "MeterScales.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QImageWriter>
+#include <QPainter>
 #include <QPixmap>
+#include <QStandardPaths>
 #include <QSaveFile>
 #include <QWidget>
 #include <qcustomplot.h>
@@ -21,12 +26,45 @@ constexpr int kJpegQuality = 92; // a graph of thin lines and text smears below 
 
 const QString kTitle = QStringLiteral("Save Trace as JPEG File");
 
-QPixmap pictureOf(QWidget* plot) {
+// A picture goes into notes and reports, where the screen's 1:1 pixels look
+// blurred: draw it at twice the size at least, more on a high-density screen.
+double pictureScale(const QWidget* plot) {
+    return std::max(2.0, plot->devicePixelRatioF());
+}
+
+QImage plotImage(QWidget* plot, double scale) {
     // QCustomPlot paints its own buffer at the widget's size, also when the
     // window is hidden or covered; any other widget is grabbed as it is.
     if (auto* custom = qobject_cast<QCustomPlot*>(plot))
-        return custom->toPixmap();
-    return plot->grab();
+        return custom->toPixmap(0, 0, scale).toImage();
+    return plot->grab().toImage();
+}
+
+// The plot with what a picture on its own needs: a title with the moment it was
+// taken, and the reading axis's title with its unit beside the plot.
+QImage pictureOf(QWidget* plot, const QDateTime& when) {
+    const double scale = pictureScale(plot);
+    const QImage graph = plotImage(plot, scale);
+    const QColor background = graph.isNull() ? QColor(Qt::black) : QColor(graph.pixel(0, 0));
+    const QColor ink = background.lightness() < 128 ? QColor(Qt::white) : QColor(Qt::black);
+    QFont font = plot->font();
+    font.setPixelSize(int(13 * scale));
+    const int band = int(QFontMetrics(font).height() * 1.6);
+
+    QImage picture(graph.width() + band, graph.height() + band, QImage::Format_RGB32);
+    picture.fill(background);
+    QPainter painter(&picture);
+    painter.drawImage(band, band, graph);
+    painter.setFont(font);
+    painter.setPen(ink);
+    painter.drawText(QRect(band, 0, graph.width(), band), Qt::AlignCenter,
+                     QStringLiteral("KVX-5130 trend, %1").arg(when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"))));
+    const QString unit = displayUnit(driver().sUnitPrimary());
+    const QString axisTitle = unit.isEmpty() ? QStringLiteral("Reading") : QStringLiteral("Reading [%1]").arg(unit);
+    painter.translate(0, band + graph.height());
+    painter.rotate(-90);
+    painter.drawText(QRect(0, 0, graph.height(), band), Qt::AlignCenter, axisTitle);
+    return picture;
 }
 
 QString folderProblem(const QString& folder) {
@@ -39,7 +77,10 @@ QString folderProblem(const QString& folder) {
 
 QString Snapshot::folder() {
     const QString chosen = settingText(session().operation.snapshotFolder);
-    return chosen.isEmpty() ? session().programFolder + QStringLiteral("/Working") : chosen;
+    if (!chosen.isEmpty())
+        return chosen;
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    return pictures.isEmpty() ? session().programFolder + QStringLiteral("/Working") : pictures;
 }
 
 QString Snapshot::fileName(const QDateTime& when) {
@@ -68,12 +109,13 @@ QString Snapshot::save(QWidget* plot, const QString& folder, const QDateTime& wh
     }
     QImageWriter writer(&file, "jpg");
     writer.setQuality(kJpegQuality);
-    if (!writer.write(pictureOf(plot).toImage()) || !file.commit()) {
+    if (!writer.write(pictureOf(plot, when)) || !file.commit()) {
         const QString why =
             writer.error() != QImageWriter::UnknownError ? writer.errorString() : file.errorString();
         messages().notice(QStringLiteral("The snapshot \"%1\" cannot be saved: %2").arg(path, why), kTitle);
         return QString();
     }
+    statusReports().report(QStringLiteral("Snapshot saved as %1").arg(QDir::toNativeSeparators(path)));
     return path;
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 // The snapshot key: the trend graph as a JPEG picture named after the moment it
-// was taken ("20260105_100000.jpg"), in the snapshot folder of the settings.
+// was taken ("20260105_100000.jpg"), in the snapshot folder of the settings or
+// else the user's Pictures folder. The picture has a title and the reading
+// axis's unit, drawn at twice the screen's size or more, and the status line
+// says where it went.
 
 #include <QDateTime>
 #include <QString>
@@ -11,8 +14,9 @@ namespace kvx {
 
 class Snapshot {
 public:
-    // The folder of the settings without its padding; the program folder's
-    // "Working" folder when the setting is empty.
+    // The folder of the settings without its padding; when the setting is
+    // empty, the user's Pictures folder (the program folder's "Working" folder
+    // where there is none).
     static QString folder();
     // "YYYYMMDD_HHMMSS.jpg"
     static QString fileName(const QDateTime& when);

@@ -1,9 +1,10 @@
 // The snapshot key: the picture's name from the clock, the folder of the
-// settings (or the program folder's "Working"), made when missing, and a clear
-// message when it cannot be written.
+// settings (or the user's Pictures folder), made when missing, the status line
+// naming it, and a clear message when it cannot be written.
 #include "ReportKeys.h"
 #include "ReportTestSupport.h"
 #include "Snapshot.h"
+#include "StatusReports.h"
 #include "frmGraphicRecord.h"
 
 #include <QDir>
@@ -24,9 +25,9 @@ private slots:
         addRow("settings folder, two levels missing", "shots/bench 4",
                QDateTime(QDate(2026, 1, 5), QTime(10, 0)), "shots/bench 4/20260105_100000.jpg");
         addRow("empty setting, single digits", "", QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6)),
-               "Working/20260203_040506.jpg");
+               "Pictures/20260203_040506.jpg");
         addRow("last second of the year", "", QDateTime(QDate(2026, 12, 31), QTime(23, 59, 59, 999)),
-               "Working/20261231_235959.jpg");
+               "Pictures/20261231_235959.jpg");
     }
 
     void savesAJpegInAFolderItMakes() {
@@ -35,6 +36,12 @@ private slots:
         QFETCH(QString, saved);
         StoreFixture fx;
         fx.clock->set(when);
+        // The user's folders are read from the XDG configuration.
+        QVERIFY(QDir().mkpath(fx.path(QStringLiteral("config"))));
+        QVERIFY(writeFile(fx.path(QStringLiteral("config/user-dirs.dirs")),
+                          "XDG_PICTURES_DIR=\"" + fx.path(QStringLiteral("Pictures")).toUtf8() + "\"\n"));
+        qputenv("XDG_CONFIG_HOME", fx.path(QStringLiteral("config")).toUtf8());
+        statusReports().setEchoToStderr(false);
         // The setting comes padded with blanks, as the operation record keeps it.
         session().operation.snapshotFolder = fixedText(setting.isEmpty() ? setting : fx.path(setting), 255);
         frmGraphicRecord graph;
@@ -43,8 +50,12 @@ private slots:
         QCOMPARE(ReportKeys::saveSnapshot(), fx.path(saved));
         QImageReader reader(fx.path(saved));
         QCOMPARE(reader.format(), QByteArray("jpeg"));
-        QCOMPARE(reader.size(), graph.plotWidget()->size());
+        // Twice the plot's size at least, with a title band above and an axis band beside it.
+        QVERIFY(reader.size().width() > 2 * graph.plotWidget()->width());
+        QCOMPARE(reader.size().width() - 2 * graph.plotWidget()->width(),
+                 reader.size().height() - 2 * graph.plotWidget()->height());
         QVERIFY(fx.messages->shown().empty());
+        QCOMPARE(statusReports().last(), QStringLiteral("Snapshot saved as ") + fx.path(saved));
     }
 
     void refusalsAreReported() {
