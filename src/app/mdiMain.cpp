@@ -1,5 +1,6 @@
 #include "mdiMain.h"
 
+#include "AccessibleNames.h"
 #include "Forms.h"
 #include "HelpGuide.h"
 #include "Services.h"
@@ -163,6 +164,7 @@ QAction* addNamedAction(Target* target, const QString& name, const QString& capt
 
 mdiMain::mdiMain(FrameParts parts, QWidget* parent) : QMainWindow(parent), m_parts(std::move(parts)) {
     setObjectName(QStringLiteral("mdiMain"));
+    installAccessibleNames();
     setWindowTitle(QString::fromLatin1(kFrameCaption));
     m_area = new QMdiArea(this);
     m_area->setObjectName(QStringLiteral("mdiArea"));

@@ -208,6 +208,7 @@ QGroupBox* frmSetting::buildCommon() {
     txtGPIBAddr->setAlignment(Qt::AlignRight);
 
     UpDown1 = named(new QWidget(fraComm), "UpDown1");
+    UpDown1->setAccessibleName(QStringLiteral("GPIB address"));
     auto* arrows = new QVBoxLayout(UpDown1);
     arrows->setContentsMargins(0, 0, 0, 0);
     arrows->setSpacing(0);

@@ -104,12 +104,15 @@ void frmState::buildControls() {
     txtLimMax = makeBox("txtLimMax", 64, true, this);
     UpDown1 = new UpDown(this);
     UpDown1->setObjectName(QStringLiteral("UpDown1"));
+    UpDown1->setAccessibleName(QStringLiteral("Upper limit"));
     txtLimMin = makeBox("txtLimMin", 64, true, this);
     UpDown2 = new UpDown(this);
     UpDown2->setObjectName(QStringLiteral("UpDown2"));
+    UpDown2->setAccessibleName(QStringLiteral("Lower limit"));
     txtRefOhm = makeBox("txtRefOhm", 46, true, this);
     UpDown3 = new UpDown(this);
     UpDown3->setObjectName(QStringLiteral("UpDown3"));
+    UpDown3->setAccessibleName(QStringLiteral("dBm reference impedance"));
     txtInterval = makeBox("txtInterval", 38, false, this);
     txtConn = makeBox("txtConn", 44, false, this);
     for (QLineEdit* box : {txtUnit, txtInterval, txtConn})

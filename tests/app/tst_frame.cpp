@@ -325,6 +325,20 @@ private slots:
         QVERIFY(text.contains("Kernel: "));
     }
 
+    // Screen readers announce a control by its accessible name: every control the
+    // keyboard reaches has one that says more than its object name.
+    void everyFocusableControlIsNamed() {
+        startFrame();
+        for (QWidget* control : m_frame->findChildren<QWidget*>()) {
+            if (control->focusPolicy() == Qt::NoFocus || control->objectName().startsWith("qt_"))
+                continue;
+            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(control);
+            const QString name = accessible ? accessible->text(QAccessible::Name) : QString();
+            QVERIFY2(!name.trimmed().isEmpty() && name != control->objectName(),
+                     qPrintable(control->objectName() + " is announced as \"" + name + '"'));
+        }
+    }
+
 private:
     void startFrame() {
         m_frame = std::make_unique<mdiMain>(m_parts);
