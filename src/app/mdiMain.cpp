@@ -195,6 +195,35 @@ void mdiMain::buildMenus() {
     connect(help, &QAction::triggered, this, &mdiMain::showHelp);
     QAction* about = addNamedAction(menuBar(), QStringLiteral("mnuAboutMe"), QStringLiteral("&About"));
     connect(about, &QAction::triggered, this, &mdiMain::showAbout);
+    buildKeyShortcuts();
+}
+
+// The usual desktop keys for the panel keys used most. They press the key itself,
+// so a key that is disabled at the moment (Save Rec while tracing) does nothing.
+void mdiMain::buildKeyShortcuts() {
+    const std::pair<QKeySequence, const char*> keys[] = {
+        {QKeySequence::Save, "cmdSaveRecord"},
+        {QKeySequence::Print, "cmdPrint"},
+        {QKeySequence(Qt::CTRL | Qt::Key_E), "cmdExportCsv"},
+    };
+    for (const auto& [sequence, keyName] : keys) {
+        auto* action = new QAction(this);
+        action->setObjectName(QStringLiteral("key_") + QLatin1String(keyName));
+        action->setShortcut(sequence);
+        const QString name = QString::fromLatin1(keyName);
+        connect(action, &QAction::triggered, this, [this, name] { pressPanelKey(name); });
+        addAction(action);
+    }
+    // "&File" and "&FUNCTION" share Alt+F (pressed again, it moves on to the next);
+    // Alt+U opens FUNCTION at once.
+    auto* function = new QAction(this);
+    function->setObjectName(QStringLiteral("key_mnuFunction"));
+    function->setShortcut(QKeySequence(Qt::ALT | Qt::Key_U));
+    connect(function, &QAction::triggered, this, [this] {
+        if (auto* menu = findChild<QMenu*>(QStringLiteral("mnuFunction")))
+            menuBar()->setActiveAction(menu->menuAction());
+    });
+    addAction(function);
 }
 
 void mdiMain::buildFileMenu() {
@@ -210,6 +239,7 @@ void mdiMain::buildFileMenu() {
             m_parts.panelLoadOperationFrom(panel);
     });
     QAction* quitEntry = addNamedAction(file, QStringLiteral("mnuQuit"), QStringLiteral("&Quit"));
+    quitEntry->setShortcut(QKeySequence::Quit);
     connect(quitEntry, &QAction::triggered, this, &mdiMain::quit);
 }
 

@@ -63,6 +63,7 @@ private:
     void buildFileMenu();
     void buildFunctionMenu();
     void buildWindowMenu();
+    void buildKeyShortcuts();
 
     QMdiSubWindow* loadForm(const QString& formName);
     QMdiSubWindow* loadFormOrFail(const QString& formName);

@@ -74,7 +74,8 @@ QString fromPurposes(const QString& objectName) {
 
 // "txtStartTime" -> "Start Time", "cmdACDC_Vol" -> "ACDC Vol".
 QString spelledOut(const QString& objectName) {
-    static const QRegularExpression prefix(QStringLiteral("^(txt|cmd|cbo|lbl|grd|mnu|chk|opt|pnl|fra)(?=[A-Z])"));
+    static const QRegularExpression prefix(
+        QStringLiteral("^(txt|cmd|cbo|lbl|grd|mnu|chk|opt|pnl|fra)(?=[A-Z])"));
     static const QRegularExpression wordStart(QStringLiteral("(?<=[a-z])(?=[A-Z])"));
     QString text = objectName;
     text.remove(prefix);
@@ -136,7 +137,8 @@ QString accessibleNameFor(const QWidget* control) {
         if (!name.isEmpty())
             return name;
     }
-    if (const auto* field = qobject_cast<const QLineEdit*>(control); field && !field->placeholderText().isEmpty())
+    if (const auto* field = qobject_cast<const QLineEdit*>(control);
+        field && !field->placeholderText().isEmpty())
         return field->placeholderText();
     return spelledOut(control->objectName());
 }

@@ -73,7 +73,8 @@ const GpibScheme kGpibSchemes[] = {
      }},
     {"prologix", "\"++\" controller", "prologix:<device>:<address>", true, readDevice,
      [](const QString& where, int address) -> std::unique_ptr<Link> {
-         return std::make_unique<PrologixLink>(std::make_unique<SerialLink>(where, kControllerBaudRate), address);
+         return std::make_unique<PrologixLink>(std::make_unique<SerialLink>(where, kControllerBaudRate),
+                                               address);
      }},
     {"prologix-tcp", "\"++\" controller", "prologix-tcp:<host>:<port>:<address>", true,
      [](const QString& where, QString* normalised) { return readHostAndPort(where, 0, normalised); },
@@ -81,11 +82,13 @@ const GpibScheme kGpibSchemes[] = {
          QString host;
          quint16 port = 0;
          splitHostPort(where, 0, &host, &port);
-         return std::make_unique<PrologixLink>(std::make_unique<TcpLink>(host, port, TcpLink::Framing::AsGiven),
-                                               address);
+         return std::make_unique<PrologixLink>(
+             std::make_unique<TcpLink>(host, port, TcpLink::Framing::AsGiven), address);
      }},
     {"tcp", "LAN", "tcp:<host>[:<port>]", false,
-     [](const QString& where, QString* normalised) { return readHostAndPort(where, kScpiSocketPort, normalised); },
+     [](const QString& where, QString* normalised) {
+         return readHostAndPort(where, kScpiSocketPort, normalised);
+     },
      [](const QString& where, int) -> std::unique_ptr<Link> {
          QString host;
          quint16 port = 0;
@@ -130,9 +133,9 @@ bool parseGpib(const GpibScheme& scheme, const QString& rest, ConnectionTarget* 
     const QString where = scheme.takesAddress ? rest.left(std::max(colon, 0)) : rest;
     int address = -1;
     QString normalised;
-    const bool addressOk = !scheme.takesAddress ||
-                           (colon > 0 && readWholeNumber(rest.mid(colon + 1), kFirstGpibAddress,
-                                                         kLastGpibAddress, &address));
+    const bool addressOk =
+        !scheme.takesAddress ||
+        (colon > 0 && readWholeNumber(rest.mid(colon + 1), kFirstGpibAddress, kLastGpibAddress, &address));
     if (!addressOk || !scheme.readWhere(where, &normalised))
         return refuse(QStringLiteral("a %1 connection reads %2%3")
                           .arg(QLatin1String(scheme.noun), QLatin1String(scheme.form),

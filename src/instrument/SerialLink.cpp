@@ -47,9 +47,10 @@ bool SerialLink::open(QString* error) {
     closeDevice();
     m_port.setPortName(m_devicePath);
     if (!m_port.open(QIODevice::ReadWrite))
-        return fail(kLinkOpenError,
-                    QStringLiteral("Cannot open %1: %2%3").arg(m_devicePath, m_port.errorString(), openAdvice()),
-                    error);
+        return fail(
+            kLinkOpenError,
+            QStringLiteral("Cannot open %1: %2%3").arg(m_devicePath, m_port.errorString(), openAdvice()),
+            error);
     const bool settingsTaken = m_port.setBaudRate(m_baudRate) && m_port.setDataBits(m_framing.dataBits) &&
                                m_port.setParity(m_framing.parity) && m_port.setStopBits(m_framing.stopBits) &&
                                m_port.setFlowControl(m_framing.handshake);

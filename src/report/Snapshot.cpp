@@ -1,20 +1,20 @@
 #include "Snapshot.h"
 
 #include "Forms.h"
+#include "MeterScales.h"
 #include "ReportTrace.h"
 #include "Services.h"
 #include "Session.h"
 #include "StatusReports.h"
 #include "clsKVX5310.h"
-#include "MeterScales.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QImageWriter>
 #include <QPainter>
 #include <QPixmap>
-#include <QStandardPaths>
 #include <QSaveFile>
+#include <QStandardPaths>
 #include <QWidget>
 #include <qcustomplot.h>
 
@@ -57,10 +57,12 @@ QImage pictureOf(QWidget* plot, const QDateTime& when) {
     painter.drawImage(band, band, graph);
     painter.setFont(font);
     painter.setPen(ink);
-    painter.drawText(QRect(band, 0, graph.width(), band), Qt::AlignCenter,
-                     QStringLiteral("KVX-5130 trend, %1").arg(when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"))));
+    painter.drawText(
+        QRect(band, 0, graph.width(), band), Qt::AlignCenter,
+        QStringLiteral("KVX-5130 trend, %1").arg(when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"))));
     const QString unit = displayUnit(driver().sUnitPrimary());
-    const QString axisTitle = unit.isEmpty() ? QStringLiteral("Reading") : QStringLiteral("Reading [%1]").arg(unit);
+    const QString axisTitle =
+        unit.isEmpty() ? QStringLiteral("Reading") : QStringLiteral("Reading [%1]").arg(unit);
     painter.translate(0, band + graph.height());
     painter.rotate(-90);
     painter.drawText(QRect(0, 0, graph.height(), band), Qt::AlignCenter, axisTitle);
