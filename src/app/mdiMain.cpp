@@ -16,6 +16,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QScopedValueRollback>
+#include <QScreen>
 #include <stdexcept>
 
 namespace kvx {
@@ -515,7 +516,14 @@ void mdiMain::defaultPosition() {
 
 void mdiMain::setFrameSizeTwips(int width, int height) {
     // The window system's own border differs between desktops and is not counted.
-    resize(twipsToPixels(width), twipsToPixels(height));
+    // On a screen too small for the design (a scale factor of 2, a small laptop)
+    // the frame takes the room there is; the area scrolls to the windows beyond.
+    QSize size(twipsToPixels(width), twipsToPixels(height));
+    const QScreen* shownOn = screen();
+    const QSize room = shownOn ? shownOn->availableGeometry().size() : size;
+    if (size.width() > room.width() || size.height() > room.height())
+        size = size.boundedTo(room - (frameGeometry().size() - geometry().size()));
+    resize(size);
 }
 
 void mdiMain::resizeEvent(QResizeEvent* event) {
