@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 namespace kvx {
 
@@ -28,10 +29,27 @@ ReportKeys::FileChooser& chooser() {
     return current;
 }
 
+// Record files and CSV are the operator's documents: the dialogs open in the
+// Documents folder, then wherever the last file of this run went.
+QString& lastDocumentFolder() {
+    static QString folder;
+    return folder;
+}
+
+QString documentFolder() {
+    if (!lastDocumentFolder().isEmpty())
+        return lastDocumentFolder();
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return documents.isEmpty() ? session().programFolder : documents;
+}
+
 QString ask(QWidget* parent, bool saving, const QString& caption, const QString& start,
             const QString& filter) {
-    return chooser() ? chooser()(parent, saving, caption, start, filter)
-                     : askWithDialog(parent, saving, caption, start, filter);
+    const QString chosen = chooser() ? chooser()(parent, saving, caption, start, filter)
+                                     : askWithDialog(parent, saving, caption, start, filter);
+    if (!chosen.isEmpty())
+        lastDocumentFolder() = QFileInfo(chosen).absolutePath();
+    return chosen;
 }
 
 // A name to offer when saving: the record number when the trace is a saved
@@ -46,7 +64,7 @@ QString suggestedName(const QString& suffix) {
     const QString base = recNo.isEmpty()
                              ? QStringLiteral("KVX-5130 ") + start.toString(QStringLiteral("yyyyMMdd_HHmmss"))
                              : QStringLiteral("KVX-5130 record ") + recNo;
-    return QDir(session().programFolder).filePath(base + QLatin1Char('.') + suffix);
+    return QDir(documentFolder()).filePath(base + QLatin1Char('.') + suffix);
 }
 
 } // namespace
@@ -78,7 +96,7 @@ bool ReportKeys::saveRecordFileAs(QWidget* parent) {
 }
 
 bool ReportKeys::openRecordFile(QWidget* parent) {
-    const QString path = ask(parent, false, QStringLiteral("Open Record File"), session().programFolder,
+    const QString path = ask(parent, false, QStringLiteral("Open Record File"), documentFolder(),
                              QLatin1String(RecordFile::kDialogFilter));
     return !path.isEmpty() && RecordFile::openAsWorkingTrace(path);
 }

@@ -6,7 +6,9 @@
 #include "ValueRules.h"
 #include "WindowTestSupport.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QtTest>
 
 #include <cmath>
@@ -60,6 +62,17 @@ inline QByteArray fileBytes(const QString& path) {
 inline bool writeFile(const QString& path, const QByteArray& bytes = {}) {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// Points the user's Pictures or Documents folder (kind "PICTURES", "DOCUMENTS")
+// at `folder`, through an XDG configuration beside it.
+inline void useUserFolder(const char* kind, const QString& folder) {
+    const QString config = QFileInfo(folder).absolutePath() + QStringLiteral("/config");
+    QDir().mkpath(config);
+    QFile dirs(config + QStringLiteral("/user-dirs.dirs"));
+    if (dirs.open(QIODevice::Append))
+        dirs.write("XDG_" + QByteArray(kind) + "_DIR=\"" + folder.toUtf8() + "\"\n");
+    qputenv("XDG_CONFIG_HOME", config.toUtf8());
 }
 
 // Every datatemp row with each value's SQL type and bytes, to compare rows

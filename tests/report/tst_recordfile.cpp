@@ -175,6 +175,7 @@ private slots:
         frmDataTable table;
         setHeaderFields(table, makeHeader(QStringLiteral("9")));
         QVERIFY(recordStore().replaceTrace(makeSamples(50)));
+        useUserFolder("DOCUMENTS", fx.path(QStringLiteral("Documents")));
         QStringList asked;
         QString answer = fx.path(QStringLiteral("chosen"));
         ReportKeys::setFileChooser(
@@ -187,7 +188,9 @@ private slots:
         QVERIFY(ReportKeys::exportCsvAs(nullptr));
         answer = fx.path(QStringLiteral("chosen.kvx"));
         QVERIFY(ReportKeys::openRecordFile(nullptr));
-        QCOMPARE(asked, (QStringList{"save|" + fx.path("KVX-5130 record 9.kvx") + "|KVX-5130 Files (*.kvx)",
+        // Documents first, then the folder of the file chosen last.
+        QCOMPARE(asked, (QStringList{"save|" + fx.path("Documents/KVX-5130 record 9.kvx") +
+                                         "|KVX-5130 Files (*.kvx)",
                                      "save|" + fx.path("KVX-5130 record 9.csv") + "|CSV Files (*.csv)",
                                      "open|" + fx.dir.path() + "|KVX-5130 Files (*.kvx)"}));
         answer.clear(); // the operator cancels

@@ -36,11 +36,7 @@ private slots:
         QFETCH(QString, saved);
         StoreFixture fx;
         fx.clock->set(when);
-        // The user's folders are read from the XDG configuration.
-        QVERIFY(QDir().mkpath(fx.path(QStringLiteral("config"))));
-        QVERIFY(writeFile(fx.path(QStringLiteral("config/user-dirs.dirs")),
-                          "XDG_PICTURES_DIR=\"" + fx.path(QStringLiteral("Pictures")).toUtf8() + "\"\n"));
-        qputenv("XDG_CONFIG_HOME", fx.path(QStringLiteral("config")).toUtf8());
+        useUserFolder("PICTURES", fx.path(QStringLiteral("Pictures")));
         statusReports().setEchoToStderr(false);
         // The setting comes padded with blanks, as the operation record keeps it.
         session().operation.snapshotFolder = fixedText(setting.isEmpty() ? setting : fx.path(setting), 255);
