@@ -61,10 +61,7 @@ bool openRecordDatabase(const QString& path, QString* error) {
 }
 
 void applyDisplayColors(QWidget* window) {
-    const DisplayColors& colors = session().operation.colors;
-    // A record that never held colours (a first run) keeps the views' factory colours.
-    if (std::all_of(colors.begin(), colors.end(), [](quint32 c) { return c == 0; }))
-        return;
+    const DisplayColors& colors = displayColorsInUse(session().operation.colors);
     if (auto* digital = qobject_cast<frmDIGITALMETERMaster*>(window))
         digital->applyColors(colors);
     else if (auto* analog = qobject_cast<frmANALOGMETER*>(window))

@@ -31,6 +31,16 @@ inline const std::array<const char*, kDisplayColorCount> kDisplayColorCaptions =
 // What "Default" puts in slots 0 to 6, and what the views start with.
 inline constexpr DisplayColors kDefaultDisplayColors{65280u, 11010216u, 255u, 0u, 5811368u, 16776960u, 0u};
 
+// The colours the views paint with: a record that never held colours (all
+// zero, a first run) leaves them at the factory colours.
+inline const DisplayColors& displayColorsInUse(const DisplayColors& stored) {
+    for (quint32 color : stored) {
+        if (color != 0)
+            return stored;
+    }
+    return kDefaultDisplayColors;
+}
+
 inline QColor colorFromBgr(quint32 bgr) {
     return QColor(int(bgr & 0xFF), int((bgr >> 8) & 0xFF), int((bgr >> 16) & 0xFF));
 }

@@ -361,8 +361,10 @@ void frmSetting::loadFromRecord() {
     cboTime->setEditText(withoutPadding(op.totalTime));
     const double minutes = parseLeadingNumber(op.totalTime);
     lblTotalMinutes->setText(minutes > 0 ? fixedDecimals(minutes, 1) : QString());
+    // The swatches show what the views paint with, also before any colour was stored.
+    const DisplayColors& colors = displayColorsInUse(op.colors);
     for (int i = 0; i < kDisplayColorCount; ++i)
-        txtColor[size_t(i)]->setColorValue(op.colors[size_t(i)]);
+        txtColor[size_t(i)]->setColorValue(colors[size_t(i)]);
     txtShutterDir->setText(withoutPadding(op.snapshotFolder));
     txtHeader->setText(withoutPadding(op.reportHeader));
     txtFName->setText(withoutPadding(op.logoFile));
