@@ -1,6 +1,7 @@
 #include "AppRun.h"
 
 #include "ExportRecord.h"
+#include "FocusFrameStyle.h"
 #include "FolderLock.h"
 #include "Link.h"
 #include "QuitSignals.h"
@@ -66,6 +67,7 @@ void prepareApplication(QApplication& app) {
     QApplication::setFont(font);
     // Windows that pick a family of their own keep the fallback too.
     QFont::insertSubstitutions(font.family(), fallbacks);
+    QApplication::setStyle(new FocusFrameStyle(QApplication::style()->name()));
 }
 
 void applyOptionsToSession(const AppOptions& options) {
