@@ -2,6 +2,7 @@
 
 #include "AccessibleNames.h"
 #include "Forms.h"
+#include "FunctionCatalogue.h"
 #include "HelpGuide.h"
 #include "Services.h"
 #include "Session.h"
@@ -17,6 +18,7 @@
 #include <QMenuBar>
 #include <QScopedValueRollback>
 #include <QScreen>
+#include <algorithm>
 #include <stdexcept>
 
 namespace kvx {
@@ -119,31 +121,6 @@ void toggleMaximised(QMdiSubWindow* sub) {
         sub->showMaximized();
 }
 
-struct FunctionEntry {
-    const char* control;
-    const char* caption;
-    const char* key; // nullptr: the entry has no handler
-};
-
-// The FUNCTION menu presses the front panel's keys. Two entries are deliberate:
-// "ACV+Frequency" runs the current-plus-frequency key like "ACA+Frequency"
-// does, and "AC+DC Current" does nothing. The menu test pins both.
-const FunctionEntry kFunctionEntries[] = {
-    {"mnuDCV", "DC Voltage", "cmdDCV"},
-    {"mnuACV", "AC Voltage", "cmdACV"},
-    {"mnuACDCVol", "AC+DC Voltage", "cmdACDC_Vol"},
-    {"mnuACVFEQ", "ACV+Frequency", "cmdACA_Frq"},
-    {"mnuRipple", "Ripple", "cmdRipple"},
-    {"mnuDCC", "DC Current", "cmdDCA"},
-    {"mnuACC", "AC Current", "cmdACA"},
-    {"mnuACDCCur", "AC+DC Current", nullptr},
-    {"mnuACAFeq", "ACA+Frequency", "cmdACA_Frq"},
-    {"mnuResitance", "Resistance", "cmdOhm"},
-    {"mnuCapacitance", "Capacitance", "cmdCapacitance"},
-    {"mnuDiode", "Diode", "cmdDIODE"},
-    {"mnuContinuity", "Coutinuity", "cmdContinue"},
-};
-
 const char* const kWindowAreaCaptions[] = {"&Digital Meter", "&Analog meter", "&Graphic Record",
                                            "Data &Table", "Default Position"};
 
@@ -245,13 +222,21 @@ void mdiMain::buildFileMenu() {
 }
 
 void mdiMain::buildFunctionMenu() {
-    QMenu* function = addNamedMenu(menuBar(), "mnuFunction", QStringLiteral("&FUNCTION"));
-    for (const FunctionEntry& entry : kFunctionEntries) {
-        QAction* action =
-            addNamedAction(function, QString::fromLatin1(entry.control), QString::fromLatin1(entry.caption));
-        if (!entry.key)
+    // The entries press the front panel's keys, as the function table pairs them
+    // (two of them deliberately not with their own key).
+    QMenu* menu = addNamedMenu(menuBar(), "mnuFunction", QStringLiteral("&FUNCTION"));
+    std::vector<const MeterFunction*> entries;
+    for (const MeterFunction& function : meterFunctions())
+        entries.push_back(&function);
+    std::sort(entries.begin(), entries.end(), [](const MeterFunction* a, const MeterFunction* b) {
+        return a->menuPosition < b->menuPosition;
+    });
+    for (const MeterFunction* entry : entries) {
+        QAction* action = addNamedAction(menu, QString::fromLatin1(entry->menuEntry),
+                                         QString::fromLatin1(entry->menuCaption));
+        if (!entry->menuPresses)
             continue;
-        const QString key = QString::fromLatin1(entry.key);
+        const QString key = QString::fromLatin1(entry->menuPresses);
         connect(action, &QAction::triggered, this, [this, key] { pressPanelKey(key); });
     }
 }

@@ -1,5 +1,6 @@
 #include "clsKVX5310.h"
 
+#include "FunctionCatalogue.h"
 #include "Services.h"
 #include "ValueRules.h"
 
@@ -34,32 +35,6 @@ bool bitAt(const QString& bits, int position) {
 QString onOff(bool on) {
     return on ? QStringLiteral("1") : QStringLiteral("0");
 }
-
-struct FunctionReply {
-    const char* reply;
-    const char* name;
-    const char* primaryWord;
-    const char* secondWord;
-};
-
-// Top to bottom, first match wins. Voltage-plus-frequency is known by both reply
-// forms, current-plus-frequency only by "Hz+ACA"; ripple has no primary unit.
-const FunctionReply kFunctionReplies[] = {
-    {"DCV", "DC Voltage", "Voltage", ""},
-    {"ACV", "AC Voltage", "Voltage", ""},
-    {"AC+DCV", "AC+DC Voltage", "Voltage", ""},
-    {"ACV + Frequence", "ACV + Frequence", "Voltage", "Frequence"},
-    {"Hz+ACV", "ACV + Frequence", "Voltage", "Frequence"},
-    {"DCA", "DC Current", "Current", ""},
-    {"ACA", "AC Current", "Current", ""},
-    {"AC+DCA", "AC+DC Current", "Current", ""},
-    {"Hz+ACA", "ACA + Frequence", "Current", "Frequence"},
-    {"OHM", "Resitance", "Resitance", ""},
-    {"CAPACITANCE", "Capacitance", "Capacitance", ""},
-    {"DIODE", "Diode", "Diode", ""},
-    {"CONT", "Continuity", "Continuity", ""},
-    {"RIPPLE", "Ripple", "", ""},
-};
 
 QString unitFor(const QString& measurementWord) {
     static const std::pair<const char*, const char*> units[] = {
@@ -272,14 +247,13 @@ QString clsKVX5310::Func() {
     send(QStringLiteral(":CONF:FUNC?"));
     QString reply = trimBlanks(sReply_);
     reply.chop(1); // the meter's line terminator
-    for (const FunctionReply& known : kFunctionReplies) {
-        if (reply == QLatin1String(known.reply)) {
-            setUnitPrimary(QString::fromLatin1(known.primaryWord));
-            setUnitSecond(QString::fromLatin1(known.secondWord));
-            return QString::fromLatin1(known.name);
-        }
-    }
-    return reply;
+    // An unknown reply is returned as it stands and leaves both units as they are.
+    const MeterFunction* known = functionForReply(reply);
+    if (!known)
+        return reply;
+    setUnitPrimary(QString::fromLatin1(known->primaryWord));
+    setUnitSecond(QString::fromLatin1(known->secondWord));
+    return QString::fromLatin1(known->name);
 }
 
 QString clsKVX5310::rangeSetter(const QString& prefix, double range) {

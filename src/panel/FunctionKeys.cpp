@@ -6,6 +6,7 @@
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
+#include "FunctionCatalogue.h"
 #include "ValueRules.h"
 
 #include <QGroupBox>
@@ -44,8 +45,8 @@ QString frmKVX5130::showFunction() {
     return function;
 }
 
-void frmKVX5130::setVoltageOptionsSelectable(std::initializer_list<int> indexes, bool selectable) {
-    for (int index : indexes) {
+void frmKVX5130::setVoltageOptionsSelectable(const QString& indexes, bool selectable) {
+    for (QChar index : indexes) {
         if (auto* option = findChild<QRadioButton*>(QStringLiteral("OptVolSetting_%1").arg(index)))
             option->setEnabled(selectable);
     }
@@ -64,126 +65,130 @@ void frmKVX5130::showRange(double range) {
         state->setRangeText(numberToText(range));
 }
 
-// --- Voltage keys ---
+// --- Function keys ---
 
-void frmKVX5130::onDCV() {
-    beginFunction(m_frame2);
-    driver().VoltageDC(rangeOf(RangeGroup::Voltage));
-    showFunction();
-    setVoltageOptionsSelectable({4, 3, 0}, true);
-    setFrameTag(m_frame2, QStringLiteral("DCV"));
-    showRange(rangeOf(RangeGroup::Voltage));
+namespace {
+
+// The range groups are the frames that hold range options.
+RangeGroup groupOf(FunctionFrame frame) {
+    switch (frame) {
+    case FunctionFrame::Current:
+        return RangeGroup::Current;
+    case FunctionFrame::Resistance:
+        return RangeGroup::Resistance;
+    case FunctionFrame::Capacitance:
+        return RangeGroup::Capacitance;
+    default:
+        return RangeGroup::Voltage;
+    }
 }
 
-void frmKVX5130::onACV() {
-    beginFunction(m_frame2);
-    driver().VoltageAC(rangeOf(RangeGroup::Voltage));
-    showFunction();
-    setVoltageOptionsSelectable({4, 3, 0}, true);
-    setFrameTag(m_frame2, QStringLiteral("ACV"));
-    showRange(rangeOf(RangeGroup::Voltage));
+FunctionFrame frameOf(RangeGroup group) {
+    switch (group) {
+    case RangeGroup::Current:
+        return FunctionFrame::Current;
+    case RangeGroup::Resistance:
+        return FunctionFrame::Resistance;
+    case RangeGroup::Capacitance:
+        return FunctionFrame::Capacitance;
+    case RangeGroup::Voltage:
+        break;
+    }
+    return FunctionFrame::Voltage;
 }
 
-void frmKVX5130::onACDC_Vol() {
-    beginFunction(m_frame2);
-    driver().VoltageACDC(rangeOf(RangeGroup::Voltage));
-    showFunction();
-    setVoltageOptionsSelectable({4, 3, 0}, true);
-    setFrameTag(m_frame2, QStringLiteral("ACDCV"));
-    showRange(rangeOf(RangeGroup::Voltage));
+} // namespace
+
+QGroupBox* frmKVX5130::frameBox(FunctionFrame frame) const {
+    switch (frame) {
+    case FunctionFrame::Voltage:
+        return m_frame2;
+    case FunctionFrame::Current:
+        return m_frame3;
+    case FunctionFrame::Resistance:
+        return m_frame4;
+    case FunctionFrame::Capacitance:
+        return m_frame5;
+    case FunctionFrame::None:
+        break;
+    }
+    return nullptr;
 }
 
-void frmKVX5130::onACVFeq() {
-    beginFunction(m_frame2);
-    key(QStringLiteral("cmdACV"))->click();
-    driver().SFR();
-    showFunction();
-    // The frequency display does not cover the lowest and the two highest voltage ranges.
-    setVoltageOptionsSelectable({4, 0, 3}, false);
-    setFrameTag(m_frame2, QStringLiteral("ACVFREQ"));
-    showRange(rangeOf(RangeGroup::Voltage));
+// Every function key takes the same steps, in this order on the wire: the
+// function command (with its group's range), the function query, then the
+// panel: options, tag and range field.
+void frmKVX5130::runFunctionKey(const MeterFunction& function) {
+    beginFunction(frameBox(function.frame));
+    const bool ranged = function.rangeGroup != FunctionFrame::None;
+    const double range = ranged ? rangeOf(groupOf(function.rangeGroup)) : 0.0;
+    QString shown;
+    if (function.call == DriverCall::Nothing) {
+        // Ripple: the meter keeps its present function; only the panel changes.
+        if (StatePanel* state = statePanel())
+            state->setFunctionText(QLatin1String(function.name));
+        SetPrimaryFormat();
+    } else {
+        callDriver(function.call, range);
+        shown = showFunction();
+    }
+    if (function.voltageOptions)
+        setVoltageOptionsSelectable(QLatin1String(function.voltageOptions), function.optionsSelectable);
+    if (function.tag)
+        setFrameTag(frameBox(function.tagFrame), QLatin1String(function.tag));
+    if (ranged)
+        showRange(range);
+    // The current-plus-frequency key names the function as the secondary display's unit.
+    if (function.call == DriverCall::CurrentFrequency) {
+        if (DigitalScreen* screen = forms().digital)
+            screen->setSecondaryFormat(QStringLiteral(".#0 \"") + shown + QLatin1Char('"'));
+    }
 }
 
-void frmKVX5130::onRipple() {
-    // The meter keeps its present function: only the panel changes, and nothing is sent.
-    beginFunction(m_frame2);
-    if (StatePanel* state = statePanel())
-        state->setFunctionText(QStringLiteral("Ripple"));
-    SetPrimaryFormat();
-    setVoltageOptionsSelectable({4, 3, 0}, false);
-    setFrameTag(m_frame2, QStringLiteral("RIPPLE"));
-    showRange(rangeOf(RangeGroup::Voltage));
-}
-
-void frmKVX5130::onDIODE() {
-    beginFunction(m_frame2);
-    driver().Diode();
-    showFunction();
-    setFrameTag(m_frame2, QStringLiteral("DIODE"));
-    showRange(rangeOf(RangeGroup::Voltage));
-}
-
-// --- Current keys ---
-
-void frmKVX5130::onDCA() {
-    beginFunction(m_frame3);
-    driver().CurrentDC(rangeOf(RangeGroup::Current));
-    showFunction();
-    setFrameTag(m_frame3, QStringLiteral("DCA"));
-    showRange(rangeOf(RangeGroup::Current));
-}
-
-void frmKVX5130::onACA() {
-    beginFunction(m_frame3);
-    driver().CurrentAC(rangeOf(RangeGroup::Current));
-    showFunction();
-    setFrameTag(m_frame3, QStringLiteral("ACA"));
-    showRange(rangeOf(RangeGroup::Current));
-}
-
-void frmKVX5130::onACDC_Cur() {
-    beginFunction(m_frame3);
-    driver().CurrentACDC(rangeOf(RangeGroup::Current));
-    showFunction();
-    setFrameTag(m_frame3, QStringLiteral("ACDCA"));
-    showRange(rangeOf(RangeGroup::Current));
-}
-
-void frmKVX5130::onACA_Frq() {
-    // Its tag lives in the voltage frame, so a voltage option re-runs this key; the
-    // current key it presses leaves the current frame in front.
-    beginFunction(m_frame2);
-    key(QStringLiteral("cmdACA"))->click();
-    driver().SFR();
-    const QString function = showFunction();
-    setVoltageOptionsSelectable({4}, false);
-    setFrameTag(m_frame2, QStringLiteral("ACAFREQ"));
-    showRange(rangeOf(RangeGroup::Current));
-    if (DigitalScreen* screen = forms().digital)
-        screen->setSecondaryFormat(QStringLiteral(".#0 \"") + function + QLatin1Char('"'));
-}
-
-// --- Resistance, capacitance, continuity ---
-
-void frmKVX5130::onOhm() {
-    beginFunction(m_frame4);
-    driver().Resitance(rangeOf(RangeGroup::Resistance));
-    showFunction();
-    showRange(rangeOf(RangeGroup::Resistance));
-}
-
-void frmKVX5130::onCapacitance() {
-    beginFunction(m_frame5);
-    driver().Capacitance(rangeOf(RangeGroup::Capacitance));
-    showFunction();
-    showRange(rangeOf(RangeGroup::Capacitance));
-}
-
-void frmKVX5130::onContinue() {
-    // Continuity has no range group: the range field keeps what it shows.
-    beginFunction(nullptr);
-    driver().Continuity();
-    showFunction();
+void frmKVX5130::callDriver(DriverCall call, double range) {
+    clsKVX5310& meter = driver();
+    switch (call) {
+    case DriverCall::Nothing:
+        break;
+    case DriverCall::VoltageDC:
+        meter.VoltageDC(range);
+        break;
+    case DriverCall::VoltageAC:
+        meter.VoltageAC(range);
+        break;
+    case DriverCall::VoltageACDC:
+        meter.VoltageACDC(range);
+        break;
+    case DriverCall::VoltageFrequency:
+        key(QStringLiteral("cmdACV"))->click();
+        meter.SFR();
+        break;
+    case DriverCall::CurrentDC:
+        meter.CurrentDC(range);
+        break;
+    case DriverCall::CurrentAC:
+        meter.CurrentAC(range);
+        break;
+    case DriverCall::CurrentACDC:
+        meter.CurrentACDC(range);
+        break;
+    case DriverCall::CurrentFrequency:
+        key(QStringLiteral("cmdACA"))->click();
+        meter.SFR();
+        break;
+    case DriverCall::Diode:
+        meter.Diode();
+        break;
+    case DriverCall::Resistance:
+        meter.Resitance(range);
+        break;
+    case DriverCall::Capacitance:
+        meter.Capacitance(range);
+        break;
+    case DriverCall::Continuity:
+        meter.Continuity();
+        break;
+    }
 }
 
 // --- Range groups ---
@@ -192,47 +197,23 @@ void frmKVX5130::onRangeOption(RangeGroup group, int index) {
     const double range = panel::rangeValue(group, index);
     m_range[groupIndex(group)] = range;
     showRange(range);
-    switch (group) {
-    case RangeGroup::Voltage:
-        rerunVoltageFunction();
-        break;
-    case RangeGroup::Current:
-        rerunCurrentFunction();
-        break;
-    case RangeGroup::Resistance:
-        key(QStringLiteral("cmdOhm"))->click();
-        break;
-    case RangeGroup::Capacitance:
-        key(QStringLiteral("cmdCapacitance"))->click();
-        break;
-    }
+    rerunFunctionOf(frameOf(group));
 }
 
-void frmKVX5130::rerunVoltageFunction() {
-    static const std::vector<std::pair<QString, QString>> keyByTag{
-        {QStringLiteral("ACAFREQ"), QStringLiteral("cmdACA_Frq")},
-        {QStringLiteral("ACDCV"), QStringLiteral("cmdACDC_Vol")},
-        {QStringLiteral("ACV"), QStringLiteral("cmdACV")},
-        {QStringLiteral("ACVFREQ"), QStringLiteral("cmdACVFeq")},
-        {QStringLiteral("DIODE"), QStringLiteral("cmdDIODE")},
-        {QStringLiteral("RIPPLE"), QStringLiteral("cmdRipple")},
-        {QStringLiteral("DCV"), QStringLiteral("cmdDCV")},
-    };
-    for (const auto& [tag, keyName] : keyByTag) {
-        if (m_voltageTag == tag) {
-            key(keyName)->click();
+// A range option re-sends the function its frame holds: the one its tag names,
+// or the only function of a frame without tags.
+void frmKVX5130::rerunFunctionOf(FunctionFrame frame) {
+    const QString tag = frame == FunctionFrame::Voltage   ? m_voltageTag
+                        : frame == FunctionFrame::Current ? m_currentTag
+                                                          : QString();
+    for (const MeterFunction& function : meterFunctions()) {
+        const bool tagged = function.tag && function.tagFrame == frame && tag == QLatin1String(function.tag);
+        const bool onlyOne = !function.tag && function.frame == frame;
+        if (tagged || onlyOne) {
+            key(QLatin1String(function.key))->click();
             return;
         }
     }
-}
-
-void frmKVX5130::rerunCurrentFunction() {
-    if (m_currentTag == QLatin1String("ACA"))
-        key(QStringLiteral("cmdACA"))->click();
-    else if (m_currentTag == QLatin1String("ACDCA"))
-        key(QStringLiteral("cmdACDC_Cur"))->click();
-    else if (m_currentTag == QLatin1String("DCA"))
-        key(QStringLiteral("cmdDCA"))->click();
 }
 
 // --- Mode keys ---

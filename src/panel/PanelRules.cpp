@@ -1,9 +1,9 @@
 #include "PanelRules.h"
 
+#include "FunctionCatalogue.h"
 #include "ValueRules.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace kvx::panel {
@@ -74,33 +74,8 @@ QString secondaryFormatText(const QString& unit) {
 }
 
 QString restoreKeyFor(const QString& savedFunction) {
-    struct Row {
-        const char* shortName;
-        const char* longName;
-        const char* key;
-    };
-    // "Resitance" and "Frequence" are the meter driver's own spellings of the names it saves.
-    static const std::array<Row, 13> rows{{
-        {"DCV", "DC Voltage", "cmdDCV"},
-        {"ACV", "AC Voltage", "cmdACV"},
-        {"AC+DCV", "AC+DC Voltage", "cmdACDC_Vol"},
-        {"Hz+ACV", "ACV + Frequence", "cmdACVFeq"},
-        {"DCA", "DC Current", "cmdDCA"},
-        {"ACA", "AC Current", "cmdACA"},
-        {"AC+DCA", "AC+DC Current", "cmdACDC_Cur"},
-        {"Hz+ACA", "ACA + Frequence", "cmdACA_Frq"},
-        {"OHM", "Resitance", "cmdOhm"},
-        {"CAPACITANCE", "Capacitance", "cmdCapacitance"},
-        {"DIODE", "Diode", "cmdDIODE"},
-        {"CONT", "Continuity", "cmdContinue"},
-        {"RIPPLE", "Ripple", "cmdRipple"},
-    }};
-    const QString name = trimBlanks(savedFunction);
-    for (const Row& row : rows) {
-        if (name == QLatin1String(row.shortName) || name == QLatin1String(row.longName))
-            return QLatin1String(row.key);
-    }
-    return QStringLiteral("cmdDCV");
+    const MeterFunction* saved = functionForSavedName(trimBlanks(savedFunction));
+    return QLatin1String(saved ? saved->key : "cmdDCV");
 }
 
 int rearmInterval(double tickSeconds, int currentInterval) {

@@ -119,6 +119,10 @@ QWidget* frmKVX5130::buildFunctionPage() {
 }
 
 QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption, void (frmKVX5130::*handler)()) {
+    return addKey(name, caption, [this, handler] { (this->*handler)(); });
+}
+
+QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption, std::function<void()> handler) {
     auto* button = new QPushButton(caption, this);
     button->setObjectName(name);
     button->setFixedHeight(kKeyHeight);
@@ -126,39 +130,22 @@ QPushButton* frmKVX5130::addKey(const QString& name, const QString& caption, voi
     button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     button->setAutoDefault(false);
     button->setFocusPolicy(Qt::TabFocus);
-    connect(button, &QPushButton::clicked, this, handler);
+    connect(button, &QPushButton::clicked, this, std::move(handler));
     return button;
 }
 
 QWidget* frmKVX5130::buildFunctionKeys() {
-    struct KeyDef {
-        const char* name;
-        QString caption;
-        void (frmKVX5130::*handler)();
-    };
-    const std::vector<KeyDef> keys{
-        {"cmdDCV", QStringLiteral("DCV"), &frmKVX5130::onDCV},
-        {"cmdACV", QStringLiteral("ACV"), &frmKVX5130::onACV},
-        {"cmdACDC_Vol", QStringLiteral("ACDCV"), &frmKVX5130::onACDC_Vol},
-        {"cmdACVFeq", QStringLiteral("ACV Feq"), &frmKVX5130::onACVFeq},
-        {"cmdRipple", QStringLiteral("Ripple"), &frmKVX5130::onRipple},
-        {"cmdDCA", QStringLiteral("DCA"), &frmKVX5130::onDCA},
-        {"cmdACA", QStringLiteral("ACA"), &frmKVX5130::onACA},
-        {"cmdACDC_Cur", QStringLiteral("ACDCA"), &frmKVX5130::onACDC_Cur},
-        {"cmdACA_Frq", QStringLiteral("ACA Feq"), &frmKVX5130::onACA_Frq},
-        {"cmdDIODE", QStringLiteral("Diode"), &frmKVX5130::onDIODE},
-        {"cmdOhm", QStringLiteral("Ω"), &frmKVX5130::onOhm},
-        {"cmdCapacitance", QStringLiteral("nF"), &frmKVX5130::onCapacitance},
-        {"cmdContinue", QStringLiteral("Continue"), &frmKVX5130::onContinue},
-    };
     auto* box = new QWidget(this);
     auto* grid = new QGridLayout(box);
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setSpacing(1);
     constexpr int columns = 5;
-    for (size_t i = 0; i < keys.size(); ++i) {
-        QPushButton* button = addKey(QLatin1String(keys[i].name), keys[i].caption, keys[i].handler);
-        grid->addWidget(button, static_cast<int>(i) / columns, static_cast<int>(i) % columns);
+    int place = 0;
+    for (const MeterFunction& function : meterFunctions()) {
+        QPushButton* button = addKey(QLatin1String(function.key), QString::fromUtf8(function.caption),
+                                     [this, &function] { runFunctionKey(function); });
+        grid->addWidget(button, place / columns, place % columns);
+        ++place;
     }
     key(QStringLiteral("cmdOhm"))->setToolTip(QStringLiteral("Resistance"));
     key(QStringLiteral("cmdCapacitance"))->setToolTip(QStringLiteral("Capacitance"));

@@ -4,12 +4,13 @@
 // only through the driver and to the other windows only through `forms()`.
 
 #include "Forms.h"
+#include "FunctionCatalogue.h"
 #include "PanelRules.h"
 
 #include <QWidget>
 #include <array>
-#include <optional>
 #include <functional>
+#include <optional>
 
 class QButtonGroup;
 class QCheckBox;
@@ -90,30 +91,20 @@ private:
     QWidget* buildRecordPageKeys();
     QWidget* buildTraceFrame();
     QPushButton* addKey(const QString& name, const QString& caption, void (frmKVX5130::*handler)());
+    QPushButton* addKey(const QString& name, const QString& caption, std::function<void()> handler);
     QPushButton* key(const QString& name) const;
 
-    // Function keys.
-    void onDCV();
-    void onACV();
-    void onACDC_Vol();
-    void onACVFeq();
-    void onRipple();
-    void onDIODE();
-    void onDCA();
-    void onACA();
-    void onACDC_Cur();
-    void onACA_Frq();
-    void onOhm();
-    void onCapacitance();
-    void onContinue();
+    // Function keys: one routine for the thirteen keys of the function table.
+    void runFunctionKey(const MeterFunction& function);
+    void callDriver(DriverCall call, double range);
+    QGroupBox* frameBox(FunctionFrame frame) const;
     void onRangeOption(panel::RangeGroup group, int index);
-    void rerunVoltageFunction();
-    void rerunCurrentFunction();
+    void rerunFunctionOf(FunctionFrame frame);
 
     // Steps shared by the function keys.
     void beginFunction(QGroupBox* frame);
     QString showFunction();
-    void setVoltageOptionsSelectable(std::initializer_list<int> indexes, bool selectable);
+    void setVoltageOptionsSelectable(const QString& indexes, bool selectable);
     void setFrameTag(QGroupBox* frame, const QString& tag);
     void showRange(double range);
 
