@@ -70,7 +70,8 @@ QString primaryFormatText(const QString& unit, double largestMagnitude) {
 }
 
 QString secondaryFormatText(const QString& unit) {
-    return QStringLiteral(".##0 \"") + displayUnit(unit) + QLatin1Char('"');
+    // Unlike the primary display, no unit here means none: the display is off.
+    return QStringLiteral(".##0 \"") + (unit.isEmpty() ? QString() : displayUnit(unit)) + QLatin1Char('"');
 }
 
 QString restoreKeyFor(const QString& savedFunction) {

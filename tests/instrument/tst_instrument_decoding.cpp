@@ -302,6 +302,13 @@ private slots:
                   : joined({t.method, t.devicePath, QString::number(t.baudRate), t.gpibBackend,
                             QString::number(t.gpibAddress)}),
               "target");
+        // A parsed text given back reads as the same target.
+        kvx::ConnectionTarget again;
+        if (ok) {
+            QVERIFY(kvx::parseConnectionText(kvx::connectionText(t), &again, nullptr));
+            QCOMPARE(kvx::connectionText(again), kvx::connectionText(t));
+            QCOMPARE(again.gpibAddress, t.gpibAddress);
+        }
     }
 
     // The record's four serial settings; a number outside its list keeps the factory value.

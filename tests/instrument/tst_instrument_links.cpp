@@ -167,25 +167,34 @@ private slots:
                                             "ibwrt :CALC:HOLD 2\nibloc\nibonl 0\n"));
     }
 
-    void linuxGpibMissingOrUnreachable_data() {
+    // A link that cannot be opened says why, and what to do where the operator can act.
+    void openRefusalsSayWhy_data() {
+        QTest::addColumn<QString>("connection");
         QTest::addColumn<QByteArray>("library");
         QTest::addColumn<QString>("error");
-        QTest::newRow("not installed") << QByteArray("/nonexistent/libgpib.so.0")
-                                       << "linux-gpib is not installed (/nonexistent/libgpib.so.0)";
-        QTest::newRow("no such bus") << QByteArray(KVX_GPIB_STANDIN)
+        QTest::newRow("linux-gpib not installed")
+            << "gpib:0:7" << QByteArray("/nonexistent/libgpib.so.0")
+            << "linux-gpib is not installed (/nonexistent/libgpib.so.0)";
+        QTest::newRow("no such bus") << "gpib:0:7" << QByteArray(KVX_GPIB_STANDIN)
                                      << "ibdev on GPIB board 0, address 7 failed: EDVR";
+        QTest::newRow("no such serial device")
+            << "serial:/nonexistent/ttyUSB9" << QByteArray()
+            << "Cannot open /nonexistent/ttyUSB9: No such file or directory (is the adapter plugged in";
     }
 
-    void linuxGpibMissingOrUnreachable() {
+    void openRefusalsSayWhy() {
+        QFETCH(QString, connection);
         QFETCH(QByteArray, library);
         QFETCH(QString, error);
         qputenv("KVX5130_GPIB_LIBRARY", library);
         qputenv("KVX_GPIB_STANDIN_PORT", "1"); // nothing listens there
         clsKVX5310 meter;
-        QVERIFY(!connectTo(meter, QStringLiteral("gpib:0:7")));
+        QVERIFY(!connectTo(meter, connection));
         qunsetenv("KVX5130_GPIB_LIBRARY");
-        QVERIFY2(meter.lastConfigureError().startsWith(error), qPrintable(meter.lastConfigureError()));
-        QCOMPARE(meter.CWGPIB1().lastErrorNumber(), static_cast<int>(kvx::kLinkOpenError));
+        QVERIFY2(meter.linkProblem().startsWith(error), qPrintable(meter.linkProblem()));
+        const int number = connection.startsWith(QLatin1String("gpib")) ? meter.CWGPIB1().lastErrorNumber()
+                                                                        : meter.CWSerial1().lastErrorNumber();
+        QCOMPARE(number, static_cast<int>(kvx::kLinkOpenError));
     }
 
     // The framing reaches the port's line settings. A pseudo-terminal keeps only

@@ -37,6 +37,7 @@ public:
     void setRelText(const QString&) override {}
     QString connText() const override { return conn; }
     void setConnText(const QString& t) override { conn = t; }
+    void setConnProblem(const QString& reason) override { connProblem = reason; }
     void setSampleIntervalText(const QString& t) override { interval = t; }
     QString sampleIntervalText() const override { return interval; }
     void setDbmActive(bool on) override { dbmActive = on; }
@@ -48,8 +49,8 @@ public:
     QString primaryFormat() const override { return primaryFormatText; }
     void setSecondaryValue(double v) override { keep(secondary, v, "DigSecondM"); }
     double secondaryValue() const override { return secondary; }
-    void setSecondaryFormat(const QString&) override {}
-    QString secondaryFormat() const override { return {}; }
+    void setSecondaryFormat(const QString& f) override { secondaryFormatText = f; }
+    QString secondaryFormat() const override { return secondaryFormatText; }
     void layoutDisplays(int, int, int, int, double) override {}
     // frmANALOGMETER and frmGraphicRecord
     void setValueText(const QString& t) override { keep(value, t, "Value:" + t); }
@@ -85,7 +86,7 @@ public:
     }
     void setField(kvx::RecordField which, const QString& text) override { fields[which] = text; }
 
-    QString range, math, conn, interval, refOhm, primaryFormatText, value;
+    QString range, math, conn, connProblem, interval, refOhm, primaryFormatText, secondaryFormatText, value;
     double primary = 0, secondary = 0, tablePrimary = 0, tableSecond = 0;
     bool dbmActive = false, live = false, noReply = false;
     int appended = 0;

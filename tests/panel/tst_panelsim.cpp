@@ -180,6 +180,30 @@ private slots:
         QCOMPARE(f.views.appended, 1);
         QCOMPARE(f.views.noReply, !fault.isEmpty());
         QCOMPARE(f.views.tablePrimary == 0.0, !fault.isEmpty());
+        // A silent meter is DEAD, and the state panel says why.
+        const bool silent = fault == QLatin1String("--no-reply");
+        QCOMPARE(f.views.conn, silent ? QStringLiteral("DEAD") : QStringLiteral("LIVE"));
+        QCOMPARE(f.views.connProblem.startsWith(QLatin1String("The meter does not answer: ")), silent);
+    }
+
+    // The secondary display carries the unit of the function; the current-plus-
+    // frequency key writes the function's name there instead, deliberately.
+    void secondaryDisplayShowsItsUnit_data() {
+        QTest::addColumn<QString>("keyName");
+        QTest::addColumn<QString>("format");
+        QTest::newRow("DCV has none") << "cmdDCV"
+                                      << ".##0 \"\"";
+        QTest::newRow("ACV Feq") << "cmdACVFeq"
+                                 << ".##0 \"kHz\"";
+        QTest::newRow("ACA Feq") << "cmdACA_Frq"
+                                 << ".#0 \"ACA + Frequence\"";
+    }
+
+    void secondaryDisplayShowsItsUnit() {
+        QFETCH(QString, keyName);
+        SimPanel f(m_sim);
+        f.linkAndPress(keyName);
+        QTEST(f.views.secondaryFormatText, "format");
     }
 
 private:

@@ -184,9 +184,13 @@ private slots:
         QCOMPARE(t.grid()->model()->headerData(2, Qt::Horizontal).toString(),
                  QString("primary reading [ V ]"));
 
-        // A cleared trace starts its times again from the next reading.
+        // A cleared trace starts its times again from the next reading, and takes
+        // the units the meter has told by then (a trace started before the first
+        // function query is saved with them).
+        driver().setUnitPrimary("Current");
         t.feed(7, 30);
         QCOMPARE(t.stored("SeqNo || ':' || TimeTick"), QStringList({"0:0"}));
+        QCOMPARE(t.table.field(RecordField::PUnit), QString("mA"));
     }
 
     void percentFilterShowsAllRows_data() {

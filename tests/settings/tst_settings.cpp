@@ -188,6 +188,8 @@ private slots:
 
     void opensWithTheRecord() {
         OperationRecord& op = session().operation;
+        // A first run's record holds no colours: the swatches show the ones in use, not black.
+        QCOMPARE(child<ColorSwatch>("txtColor_0")->colorValue(), kDefaultDisplayColors[0]);
         op.comPort = 3;
         op.baudRate = 2400;
         op.gpibAddress = 12;

@@ -136,18 +136,22 @@ void TestState::limitEntry_data() {
     QTest::addColumn<QStringList>("sent");
     QTest::addColumn<QStringList>("viewCalls");
     QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("status"); // the state panel's status line, for a text that is no number
     const QString refused = QStringLiteral("Input Value should between -500 and 500");
     const QStringList none;
     addRow("upper inside", "txtLimMax", "500", "499.9", QStringList{":CALC:LIM:UPP 499.9"},
-           QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"}, "");
-    addRow("upper equal to range", "txtLimMax", "500", "500", none, none, refused);
+           QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"}, "", "");
+    addRow("upper equal to range", "txtLimMax", "500", "500", none, none, refused, "");
     addRow("empty sends 0", "txtLimMax", "500", "", QStringList{":CALC:LIM:UPP 0"},
-           QStringList{"analog.LimHigh()", "graph.LimHigh()"}, "");
+           QStringList{"analog.LimHigh()", "graph.LimHigh()"}, "", "");
     addRow("lower inside", "txtLimMin", "500", "-12.5", QStringList{":CALC:LIM:LOW -12.5"},
-           QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"}, "");
-    addRow("lower equal to minus range", "txtLimMin", "500", "-500", none, none, refused);
-    addRow("word ignored silently", "txtLimMax", "500", "12V", none, none, "");
-    addRow("no range yet", "txtLimMax", "", "", none, none, "Input Value should between  and ");
+           QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"}, "", "");
+    addRow("lower equal to minus range", "txtLimMin", "500", "-500", none, none, refused, "");
+    addRow("a word is not sent", "txtLimMax", "500", "12V", none, none, "",
+           "A limit is a number: \"12V\" was not sent");
+    addRow("a decimal comma is named", "txtLimMin", "500", "3,25", none, none, "",
+           "A limit takes a decimal point: 3.25, not 3,25");
+    addRow("no range yet", "txtLimMax", "", "", none, none, "Input Value should between  and ", "");
 }
 
 void TestState::limitEntry() {
@@ -169,6 +173,9 @@ void TestState::limitEntry() {
     QCOMPARE(calls, viewCalls);
     QCOMPARE(m_messages->texts(), message.isEmpty() ? QStringList{} : QStringList{message});
     QCOMPARE(limit->text(), typed); // a refused text stays for correcting
+    QFETCH(QString, status);
+    if (!status.isEmpty())
+        QCOMPARE(child<QLabel>("lblStatus")->text(), status);
 }
 
 void TestState::stepByDigit_data() {
