@@ -46,23 +46,8 @@ constexpr double kCursorGrabPixels = 8.0;
 // 100 s view the labels fall every 20 s with a minor tick every 5 s.
 class ClockTicker : public QCPAxisTicker {
 protected:
-    double getTickStep(const QCPRange& range) override {
-        static const double steps[] = {1,    2,    5,    10,    20,    60,    120,   300,    600,    1200,
-                                       1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 432000, 864000};
-        const double wanted = range.size() / 5.0;
-        for (double s : steps) {
-            if (s >= wanted - 1e-9)
-                return s;
-        }
-        return steps[std::size(steps) - 1];
-    }
-    int getSubTickCount(double tickStep) override {
-        if (std::fmod(tickStep, 20.0) == 0.0 && tickStep <= 1200)
-            return 3;
-        if (tickStep >= 5 && std::fmod(tickStep, 5.0) == 0.0)
-            return 4;
-        return 1;
-    }
+    double getTickStep(const QCPRange& range) override { return clockTickStep(range.size()); }
+    int getSubTickCount(double tickStep) override { return clockSubTickCount(tickStep); }
     QString getTickLabel(double tick, const QLocale&, QChar, int) override { return clockTickLabel(tick); }
 };
 
@@ -337,15 +322,12 @@ void frmGraphicRecord::setDefaultXAxis() {
 }
 
 void frmGraphicRecord::ClearGraph() {
-    m_trace.sampleCount = 0;
+    m_trace.clearSamples();
     m_trace.liveTrace = false;
     m_trace.plotValues.clear();
     m_trace.highValues.clear();
     m_trace.lowValues.clear();
     m_trace.relValues.clear();
-    m_trace.maxValue = -1000000000.0;
-    m_trace.minValue = 1000000000.0;
-    m_trace.maxIndex = m_trace.minIndex = -1;
     m_trace.noReplyCount = 0;
     for (int i = 0; i < m_plot->graphCount(); ++i)
         plot(i)->data()->clear();
@@ -408,25 +390,14 @@ void frmGraphicRecord::ShowGraph() {
         }
     }
 
-    // Strict wins: a tie keeps the earlier sample.
-    if (value > t.maxValue) {
-        t.maxValue = value;
-        t.maxIndex = k;
+    const TraceStatistics::Change change =
+        t.add(value, parseLeadingNumber(m_limLow->text()), parseLeadingNumber(m_limHigh->text()));
+    if (change.max)
         m_pnlMax->setText(QStringLiteral("MAX:") + typed);
-    }
-    if (value < t.minValue) {
-        t.minValue = value;
-        t.minIndex = k;
+    if (change.min)
         m_pnlMin->setText(QStringLiteral("MIN:") + typed);
-    }
-    if (std::fabs(value) > t.peakAbs) {
-        t.peakAbs = std::fabs(value);
+    if (change.peak)
         ScaleYAxis(t.peakAbs);
-    }
-    // Inside the band, both ends excluded; empty limits read as 0, so nothing matches then.
-    if (value > parseLeadingNumber(m_limLow->text()) && parseLeadingNumber(m_limHigh->text()) > value)
-        ++t.matchCount;
-    ++t.sampleCount;
     showStatistics();
 
     // A live trace scrolls like a strip chart once it reaches the right edge.
@@ -456,27 +427,14 @@ void frmGraphicRecord::ReDraw() {
     const double bandHigh = parseLeadingNumber(m_limHigh->text());
     QVector<QCPGraphData> noReplyPoints;
     records.readSamples(0, [&](const TempSample& row) {
-        const qint32 i = t.sampleCount;
         const double value = parseLeadingNumber(row.pVal);
         if (row.noReply)
-            noReplyPoints.append(QCPGraphData(double(i), value));
+            noReplyPoints.append(QCPGraphData(double(t.sampleCount), value));
         t.plotValues.push_back(value);
         t.highValues.push_back(high.value_or(0.0));
         t.lowValues.push_back(low.value_or(0.0));
         t.relValues.push_back(rel.value_or(0.0));
-        if (value > t.maxValue) {
-            t.maxValue = value;
-            t.maxIndex = i;
-        }
-        if (value < t.minValue) {
-            t.minValue = value;
-            t.minIndex = i;
-        }
-        if (std::fabs(value) > t.peakAbs)
-            t.peakAbs = std::fabs(value);
-        if (value > bandLow && bandHigh > value)
-            ++t.matchCount;
-        t.sampleCount = i + 1;
+        t.add(value, bandLow, bandHigh);
     });
     if (t.maxIndex >= 0)
         m_pnlMax->setText(QStringLiteral("MAX:") + numberToText(t.maxValue));

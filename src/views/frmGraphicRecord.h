@@ -5,6 +5,7 @@
 
 #include "DisplayColors.h"
 #include "Forms.h"
+#include "GraphScales.h"
 
 #include <QTimer>
 #include <QWidget>
@@ -27,21 +28,12 @@ class RecordStore;
 
 // The window's trace state. Sample k (0-based) sits at elapsed time k seconds
 // and is point k of "Plot-1".
-struct TraceState {
+struct TraceState : TraceStatistics {
     std::vector<double> plotValues;
     // LimHigh, LimLow and txtRel at each sample; 0 where the field was empty or not a number.
     std::vector<double> highValues, lowValues, relValues;
-    qint32 sampleCount = 0;
     // Samples the meter did not answer (stored as 0), each marked on the graph.
     qint32 noReplyCount = 0;
-    // Runs on across clears and rebuilds: only a new window starts it at 0.
-    qint32 matchCount = 0;
-    double maxValue = -1000000000.0;
-    qint32 maxIndex = -1;
-    double minValue = 1000000000.0;
-    qint32 minIndex = -1;
-    // The largest magnitude the window has seen; never lowered, so the Y range never narrows.
-    double peakAbs = 0.0;
     double yScale = 0.0;
     bool liveTrace = false;
 };

@@ -1,6 +1,7 @@
 // The trend graph window: statistics of appended and rebuilt traces, the Y
 // range, the X axis, cursors and measurements, and the extreme panels.
 #include "DataRows.h"
+#include "ValueRules.h"
 #include "WindowTestSupport.h"
 #include "clsKVX5310.h"
 #include "frmGraphicRecord.h"
@@ -10,7 +11,9 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QtTest>
+
 #include <qcustomplot.h>
+#include <random>
 
 using namespace kvx;
 using namespace kvx::test;
@@ -60,6 +63,7 @@ private slots:
     void frequencyAndUnknownUnits();
     void clearKeepsMatchCountAndPeak();
     void reDrawRebuildsAndDoublesMatches();
+    void statisticsAgreeLiveAndRebuilt();
     void zoomOutSpansLiveTrace();
     void cursorReadoutsAndMeasurement();
     void extremePanelsMoveTheCursorInCursorModes();
@@ -193,6 +197,35 @@ void GraphRecordTest::reDrawRebuildsAndDoublesMatches() {
              QStringLiteral("MAX:12.5|MIN:-1|Match Condition:6|Total Sampling:5|Total Time:0:0:5"));
     QCOMPARE((QList<int>{points(g, 0), points(g, 1), points(g, 3)}), (QList<int>{5, 5, 0}));
     QCOMPARE(yRange(g).upper, 50.0);
+}
+
+// Random traces with ties and values on the limits: the statistics a live trace
+// builds sample by sample are the ones ReDraw rebuilds from the store.
+void GraphRecordTest::statisticsAgreeLiveAndRebuilt() {
+    for (const unsigned seed : {1u, 2u, 3u}) {
+        StoreFixture store;
+        frmGraphicRecord g;
+        g.setLimHighText(QStringLiteral("4"));
+        g.setLimLowText(QStringLiteral("-4"));
+        std::mt19937 random(seed);
+        std::uniform_int_distribution<int> tenths(-60, 60);
+        QStringList readings;
+        for (int i = 0; i < 300; ++i) {
+            readings << numberToText(tenths(random) / 10.0);
+            QVERIFY(recordStore().insertSample(
+                {i, dateTimeText(QDateTime(QDate(2026, 1, 5), QTime(10, 0)).addSecs(i)),
+                 readings.last() + " V", "0 ", "0", i, i ? 1 : 0}));
+        }
+        feed(g, readings);
+        const TraceStatistics live = g.trace();
+        g.ReDraw();
+        const TraceStatistics rebuilt = g.trace();
+        QCOMPARE(rebuilt.sampleCount, live.sampleCount);
+        QCOMPARE((std::pair{rebuilt.maxValue, rebuilt.maxIndex}), (std::pair{live.maxValue, live.maxIndex}));
+        QCOMPARE((std::pair{rebuilt.minValue, rebuilt.minIndex}), (std::pair{live.minValue, live.minIndex}));
+        QCOMPARE(rebuilt.peakAbs, live.peakAbs);
+        QCOMPARE(rebuilt.matchCount, 2 * live.matchCount); // the count runs on across a rebuild
+    }
 }
 
 void GraphRecordTest::zoomOutSpansLiveTrace() {

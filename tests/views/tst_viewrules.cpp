@@ -18,6 +18,8 @@ private slots:
     void scaleTables();
     void clockTexts_data();
     void clockTexts();
+    void tickSteps_data();
+    void tickSteps();
     void periodBetweenRows_data();
     void periodBetweenRows();
 };
@@ -96,6 +98,26 @@ void ViewRulesTest::clockTexts() {
     QFETCH(QString, hhmmss);
     QCOMPARE(clockTickLabel(seconds), tick);
     QCOMPARE(hhmmssText(seconds), hhmmss);
+}
+
+// About five labels over the visible span, on steps a clock reads well.
+void ViewRulesTest::tickSteps_data() {
+    QTest::addColumn<double>("span");
+    QTest::addColumn<double>("step");
+    QTest::addColumn<int>("subTicks");
+    addRow("a few seconds", 4.0, 1.0, 1);
+    addRow("the default 100 s", 100.0, 20.0, 3);
+    addRow("just over 100 s", 101.0, 60.0, 3);
+    addRow("an hour", 3600.0, 1200.0, 3);
+    addRow("three days", 259200.0, 86400.0, 4);
+    addRow("beyond the table", 1e8, 864000.0, 4);
+}
+
+void ViewRulesTest::tickSteps() {
+    QFETCH(double, span);
+    QFETCH(double, step);
+    QCOMPARE(clockTickStep(span), step);
+    QTEST(clockSubTickCount(step), "subTicks");
 }
 
 // The cursors' period: a time of day within a day, "dd hh:mm:ss" once the dates differ.
