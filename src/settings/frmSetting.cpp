@@ -6,6 +6,8 @@
 #include "ValueRules.h"
 #include "clsKVX5310.h"
 
+#include <QAbstractItemView>
+#include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
@@ -189,6 +191,7 @@ frmSetting::frmSetting(QWidget* parent) : QDialog(parent) {
     connect(chkTransmit, &QCheckBox::toggled, this, [](bool on) { session().logCommands = on; });
     connect(cmdDefault, &QPushButton::clicked, this, &frmSetting::applyDefaults);
     connect(OKButton, &QPushButton::clicked, this, &frmSetting::storeAndClose);
+    OKButton->setDefault(true); // Enter in any field, the lists included, is OK
     loadFromRecord();
 }
 
@@ -258,8 +261,14 @@ QGroupBox* frmSetting::buildRecording() {
                       true, fraRecSet);
     for (QComboBox* box : {cboInterval, cboTime}) {
         box->setFixedWidth(100);
-        box->lineEdit()->installEventFilter(this);
+        // Completion would turn a typed 12 into the listed 120.
+        box->setCompleter(nullptr);
     }
+    // The lists are checked whenever the focus leaves them, however it goes: Tab,
+    // a click elsewhere, or OK. (The combo box hands focus events to its line edit
+    // directly, past any event filter, so the application's focus change is the
+    // one place that sees them all.)
+    connect(qApp, &QApplication::focusChanged, this, &frmSetting::focusMoved);
     lblTotalMinutes = named(new QLabel(fraRecSet), "lblTotalMinutes");
     lblTotalMinutes->setMinimumWidth(40);
     lblTotalMinutes->setFrameShape(QFrame::Panel);
@@ -424,15 +433,22 @@ void frmSetting::stepAddress(int by) {
 
 // --- Validation on leaving the lists ---
 
-bool frmSetting::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::FocusOut &&
-        static_cast<QFocusEvent*>(event)->reason() != Qt::PopupFocusReason) {
-        if (watched == cboInterval->lineEdit())
-            validateInterval();
-        else if (watched == cboTime->lineEdit())
-            validateTotalTime();
-    }
-    return QDialog::eventFilter(watched, event);
+namespace {
+
+// Inside the list: the box, its line edit, or its open drop-down.
+bool within(const QWidget* widget, const QComboBox* list) {
+    const QWidget* dropDown = list->view();
+    return widget && (widget == list || list->isAncestorOf(widget) || widget == dropDown ||
+                      dropDown->isAncestorOf(widget));
+}
+
+} // namespace
+
+void frmSetting::focusMoved(QWidget* old, QWidget* now) {
+    if (within(old, cboInterval) && !within(now, cboInterval))
+        validateInterval();
+    if (within(old, cboTime) && !within(now, cboTime))
+        validateTotalTime();
 }
 
 // The interval counts readings, so it is a whole number from 1 to 600.
@@ -512,11 +528,9 @@ void frmSetting::testConnection() {
 // The order of the stores is the record's contract with the operator: see the
 // snapshot folder, stored twice so that the untrimmed text is what remains.
 void frmSetting::storeAndClose() {
-    // A list that still has the focus is left by this press.
-    if (cboInterval->lineEdit()->hasFocus())
-        validateInterval();
-    if (cboTime->lineEdit()->hasFocus())
-        validateTotalTime();
+    // Whatever had the focus, the record never takes a value the rules would replace.
+    validateInterval();
+    validateTotalTime();
     if (!textsFitRecord())
         return;
 

@@ -57,7 +57,6 @@ signals:
 
 protected:
     void showEvent(QShowEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QGroupBox* buildCommon();
@@ -70,6 +69,7 @@ private:
     void fillBackendPlaces(const QString& chosen);
     void stepAddress(int by);
 
+    void focusMoved(QWidget* old, QWidget* now);
     void validateInterval();
     void validateTotalTime();
     void applyDefaults();

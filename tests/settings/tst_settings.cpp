@@ -72,39 +72,61 @@ private slots:
         QCOMPARE(int(session().operation.gpibAddress), stored);
     }
 
+    // The lists' rules run however the operator leaves them, and OK never stores a
+    // value they would have replaced. Every way out is a user's: keys, a click, OK.
     void listsCheckedOnLeaving_data() {
         QTest::addColumn<QString>("list");
         QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("leaving"); // tab, backtab, click, focus, ok (mouse), enter
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("minutes"); // the total time's label, "earlier" when left alone
-        addRow("time above 30", "cboTime", "45", "30", "30.0");
-        addRow("time 0", "cboTime", "0", "Continuous", "earlier");
-        addRow("time negative", "cboTime", "-3", "Continuous", "earlier");
-        addRow("time fraction", "cboTime", "12.5", "12.5", "12.5");
-        addRow("interval above 600", "cboInterval", "700", "600", "earlier");
-        addRow("interval 600 kept", "cboInterval", "600", "600", "earlier");
-        addRow("interval 2 kept", "cboInterval", "2", "2", "earlier");
-        addRow("interval below 2", "cboInterval", "1.5", "1", "earlier");
-        addRow("interval a word", "cboInterval", "often", "1", "earlier");
+        addRow("time above 30, Tab", "cboTime", "45", "tab", "30", "30.0");
+        addRow("time 0, Shift+Tab", "cboTime", "0", "backtab", "Continuous", "earlier");
+        addRow("time negative, a click elsewhere", "cboTime", "-3", "click", "Continuous", "earlier");
+        addRow("time a word, focus moved", "cboTime", "abc", "focus", "Continuous", "earlier");
+        addRow("time 12 is not completed to 120", "cboTime", "12", "tab", "12", "12.0");
+        addRow("time fraction", "cboTime", "12.5", "tab", "12.5", "12.5");
+        addRow("time above 30, OK with the mouse", "cboTime", "45", "ok", "30", "30.0");
+        addRow("time above 30, Enter", "cboTime", "45", "enter", "30", "30.0");
+        addRow("interval above 600, OK with the mouse", "cboInterval", "900", "ok", "600", "earlier");
+        addRow("interval 600 kept", "cboInterval", "600", "tab", "600", "earlier");
+        addRow("interval 2 kept", "cboInterval", "2", "click", "2", "earlier");
+        addRow("interval below 2", "cboInterval", "1.5", "tab", "1", "earlier");
+        addRow("interval 0, OK: 1 reaches the data table", "cboInterval", "0", "ok", "1", "earlier");
     }
 
     void listsCheckedOnLeaving() {
         QFETCH(QString, list);
         QFETCH(QString, typed);
+        QFETCH(QString, leaving);
+        QFETCH(QString, shown);
         auto* box = child<QComboBox>(list);
         auto* display = child<QLabel>("lblTotalMinutes");
         display->setText(QStringLiteral("earlier"));
-        box->setEditText(typed);
-        leave(box);
+        QVERIFY(QTest::qWaitForWindowActive(m_dialog));
+        box->setFocus();
+        box->lineEdit()->selectAll();
+        QTest::keyClicks(box->lineEdit(), typed);
+        if (leaving == QLatin1String("tab") || leaving == QLatin1String("backtab"))
+            QTest::keyClick(box->lineEdit(), leaving == QLatin1String("tab") ? Qt::Key_Tab : Qt::Key_Backtab);
+        else if (leaving == QLatin1String("click"))
+            QTest::mouseClick(child<QLineEdit>("txtGPIBAddr"), Qt::LeftButton);
+        else if (leaving == QLatin1String("focus"))
+            child<QLineEdit>("txtHeader")->setFocus();
+        else if (leaving == QLatin1String("ok"))
+            pressOk();
+        else
+            QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+        QVERIFY(!box->hasFocus());
         QTEST(box->currentText(), "shown");
         QTEST(display->text(), "minutes");
-    }
-
-    void zeroIntervalIsNotHandedOn() {
-        child<QComboBox>("cboInterval")->setEditText(QStringLiteral("0"));
-        pressOk();
-        QCOMPARE(m_table->field(RecordField::TimerSample), QStringLiteral("1"));
-        QCOMPARE(session().operation.samplingInterval.trimmed(), QStringLiteral("0"));
+        if (leaving == QLatin1String("ok") || leaving == QLatin1String("enter")) {
+            const OperationRecord& op = session().operation;
+            QCOMPARE((list == QLatin1String("cboTime") ? op.totalTime : op.samplingInterval).trimmed(),
+                     shown);
+            if (list == QLatin1String("cboInterval"))
+                QCOMPARE(m_table->field(RecordField::TimerSample), shown);
+        }
     }
 
     void linksFollowOnlyWithoutTrace_data() {
@@ -272,10 +294,6 @@ private slots:
 
 private:
     template <typename T> T* child(const QString& name) { return m_dialog->findChild<T*>(name); }
-    void leave(QComboBox* list) {
-        QFocusEvent out(QEvent::FocusOut, Qt::TabFocusReason);
-        QCoreApplication::sendEvent(list->lineEdit(), &out);
-    }
     void pressOk() { QTest::mouseClick(child<QPushButton>("OKButton"), Qt::LeftButton); }
 
     std::shared_ptr<ScriptedMessageService> m_messages;
