@@ -166,4 +166,10 @@ QString bitText(qint16 n, int width) {
     return padded.right(width);
 }
 
+double secondsOfDayBetween(double from, double to) {
+    constexpr double secondsPerDay = 86400.0;
+    const double seconds = to - from;
+    return seconds < 0 ? seconds + secondsPerDay : seconds;
+}
+
 } // namespace kvx

@@ -44,6 +44,10 @@ QString trimBlanks(const QString& text);
 
 // "YYYY/MM/DD HH:MM:SS": records, data table and start/end fields.
 QString dateTimeText(const QDateTime& when);
+// Seconds from one seconds-of-day clock reading to a later one, across midnight
+// too: the clock starts again at 0, so a smaller reading is on the next day.
+// Two readings of one clock value are 0 apart.
+double secondsOfDayBetween(double from, double to);
 // "HH:MM:SS": times of day in logs and cursor read-outs.
 QString timeOfDayText(const QDateTime& when);
 // Reads a "YYYY/MM/DD HH:MM:SS" text back; invalid QDateTime when it is not one.

@@ -96,12 +96,6 @@ bool totalTimeElapsed(const QString& totalTime, double elapsedMinutes) {
     return elapsedMinutes > parseLeadingNumber(text);
 }
 
-double secondsOfDayBetween(double from, double to) {
-    constexpr double secondsPerDay = 86400.0;
-    const double d = to - from;
-    return d < 0 ? d + secondsPerDay : d;
-}
-
 QString triggerIntervalCaption(double seconds) {
     return QStringLiteral("間隔Time: ") + fixedDecimals(seconds, 2) + QStringLiteral("sec");
 }

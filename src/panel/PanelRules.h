@@ -47,8 +47,6 @@ int rearmInterval(double tickSeconds, int currentInterval);
 // "Continuous" never does, any other text counts by its leading number (0 if none).
 bool totalTimeElapsed(const QString& totalTime, double elapsedMinutes);
 
-// Seconds from one seconds-of-day reading to a later one, across midnight too.
-double secondsOfDayBetween(double from, double to);
 
 // "間隔Time: 2.50sec" for a trigger interval; the caption shown before any trigger.
 QString triggerIntervalCaption(double seconds);

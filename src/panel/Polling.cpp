@@ -31,13 +31,13 @@ void frmKVX5130::onTimer2Tick() {
         ReadMeterValue();
 
     const double now = clock().secondsSinceMidnight();
-    const double elapsedMinutes = panel::secondsOfDayBetween(m_traceStartTime, now) / 60.0;
+    const double elapsedMinutes = secondsOfDayBetween(m_traceStartTime, now) / 60.0;
     QString& totalTime = session().operation.totalTime;
     totalTime = trimBlanks(totalTime);
     if (panel::totalTimeElapsed(totalTime, elapsedMinutes))
         m_cmdStart->click();
 
-    const double took = panel::secondsOfDayBetween(tickStart, clock().secondsSinceMidnight());
+    const double took = secondsOfDayBetween(tickStart, clock().secondsSinceMidnight());
     m_timer2->setInterval(panel::rearmInterval(took, m_timer2->interval()));
     m_tickRunning = false;
 }
@@ -54,7 +54,7 @@ void frmKVX5130::ReadMeterValue() {
         s.startTime = now;
         s.lastReadingTime = now;
     }
-    s.timeSinceLastReading = panel::secondsOfDayBetween(s.lastReadingTime, now);
+    s.timeSinceLastReading = secondsOfDayBetween(s.lastReadingTime, now);
 
     // A failed exchange gives empty (or stale) text, which reads as 0: the trace
     // goes on with zeros while the link is down. Such a reading, and a reply that
@@ -91,7 +91,7 @@ void frmKVX5130::SimulateMeterValue() {
 
     noteReading(value);
     s.lastReadingTime = now;
-    s.timeSinceLastReading = panel::secondsOfDayBetween(previous, now);
+    s.timeSinceLastReading = secondsOfDayBetween(previous, now);
 
     // A simulated reading has no secondary value: that display keeps what it shows.
     const QString text = numberToText(value);

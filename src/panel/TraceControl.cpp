@@ -203,7 +203,7 @@ void frmKVX5130::onStart() {
         takeOneReading();
         const double now = clock().secondsSinceMidnight();
         m_lblInterval->setText(
-            panel::triggerIntervalCaption(panel::secondsOfDayBetween(m_previousTriggerTime, now)));
+            panel::triggerIntervalCaption(secondsOfDayBetween(m_previousTriggerTime, now)));
         m_previousTriggerTime = now;
         return;
     }

@@ -439,18 +439,16 @@ std::optional<ReasonText> frmDataTable::decideReason() {
 frmDataTable::SampleTimes frmDataTable::timesOfNewSample() const {
     SampleTimes t;
     t.clock = session().lastReadingTime;
-    if (m_previousClock == 0.0) {
-        // The first sample of the trace fixes the date the clock values count from.
+    if (!m_baseDateTime.isValid()) {
+        // The first sample of the trace fixes the moment the running total counts from.
         t.base = wallClockToWholeSecond(clock().now());
         t.runningTotal = m_runningTotal;
         t.diffLastTime = 0;
     } else {
+        // The seconds-of-day clock starts again at midnight; the gap does not, so the
+        // running total (TimeTick) goes on past a day and the date moves on with it.
         t.base = m_baseDateTime;
-        // The seconds-of-day clock starts again at midnight: the date moves on by a day,
-        // and the running total, which now drops by a day, keeps the time of day right.
-        if (t.clock < m_previousClock)
-            t.base = t.base.addDays(1);
-        const double gap = t.clock - m_previousClock;
+        const double gap = secondsOfDayBetween(m_previousClock, t.clock);
         t.diffLastTime = wholeSeconds(gap);
         t.runningTotal = m_runningTotal + gap;
     }

@@ -99,7 +99,10 @@ YAxisChoice yAxisChoiceFor(const QString& unit, double peak) {
 }
 
 QString clockTickLabel(double seconds) {
-    const qint64 total = floorMod(std::llround(seconds), kSecondsPerDay);
+    // Elapsed time keeps counting its hours past a day; a view panned before the
+    // start shows the clock of the day before.
+    const qint64 rounded = std::llround(seconds);
+    const qint64 total = rounded >= 0 ? rounded : floorMod(rounded, kSecondsPerDay);
     return QStringLiteral("%1:%2:%3").arg(total / 3600).arg((total / 60) % 60).arg(twoDigits(total % 60));
 }
 

@@ -67,7 +67,8 @@ double clockTickStep(double span);
 int clockSubTickCount(double tickStep);
 
 // X tick labels: seconds as a clock time "h:n:ss" (hours and minutes without a
-// leading zero, seconds with one), so 100 s reads "0:1:40". Hours wrap at a day.
+// leading zero, seconds with one), so 100 s reads "0:1:40". The hours keep
+// counting past a day: a two-day trace ends at "48:0:00".
 QString clockTickLabel(double seconds);
 
 // "HH:MM:SS" of a count of seconds taken as a time of day (cursor read-outs).

@@ -108,11 +108,20 @@ private slots:
                QList<double>{36000, 36000.4, 36000.8, 36001.2},
                "2026/01/05 10:00:00,2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:01", "0,0,1,1",
                "0,0,0,0");
-        // The gap across midnight is the clock difference as it is, a day short.
+        addRow("two readings at one clock value stay on their day", QDateTime(day, QTime(10, 0)),
+               QList<double>{36000, 36000, 36001, 36001},
+               "2026/01/05 10:00:00,2026/01/05 10:00:00,2026/01/05 10:00:01,2026/01/05 10:00:01", "0,0,1,1",
+               "0,0,1,0");
+        // The clock starts again at midnight; the gap, the tick count and the date go on.
         addRow("midnight moves the date on", QDateTime(day, QTime(23, 59, 58)),
                QList<double>{86398, 86399, 1, 2},
-               "2026/01/05 23:59:58,2026/01/05 23:59:59,2026/01/06 00:00:01,2026/01/06 00:00:02",
-               "0,1,-86397,-86396", "0,1,-86398,1");
+               "2026/01/05 23:59:58,2026/01/05 23:59:59,2026/01/06 00:00:01,2026/01/06 00:00:02", "0,1,3,4",
+               "0,1,2,1");
+        addRow("two midnights, one reading at 00:00:00", QDateTime(day, QTime(23, 59, 58)),
+               QList<double>{86398, 43200, 86399, 0, 86399},
+               "2026/01/05 23:59:58,2026/01/06 12:00:00,2026/01/06 23:59:59,2026/01/07 00:00:00,"
+               "2026/01/07 23:59:59",
+               "0,43202,86401,86402,172801", "0,43202,43199,1,86399");
         // The wall clock jumps from 02:00 to 03:00; the times follow it, not the hour of real time.
         const QTimeZone berlin("Europe/Berlin");
         addRow("spring daylight saving", QDateTime(QDate(2026, 3, 29), QTime(1, 59, 58), berlin),
@@ -135,7 +144,7 @@ private slots:
         QCOMPARE(t.stored("RecTime").join(','), recTimes);
         QCOMPARE(t.stored("TimeTick").join(','), ticks);
         QCOMPARE(t.stored("DiffLastTime").join(','), gaps);
-        QCOMPARE(t.table.GetDate(3), recTimes.section(',', 3));
+        QCOMPARE(t.table.GetDate(3), recTimes.section(',', 3, 3));
     }
 
     void readingTextsAndTheTraceAfterARestart() {

@@ -89,7 +89,7 @@ void ViewRulesTest::clockTexts_data() {
     QTest::addColumn<QString>("hhmmss");
     addRow("100 s", 100.0, "0:1:40", "00:01:40");
     addRow("hour", 3725.0, "1:2:05", "01:02:05");
-    addRow("wraps at a day", 86461.0, "0:1:01", "00:01:01");
+    addRow("elapsed hours go on past a day; the time of day wraps", 86461.0, "24:1:01", "00:01:01");
 }
 
 void ViewRulesTest::clockTexts() {
