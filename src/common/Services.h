@@ -6,8 +6,10 @@
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
+#include <deque>
 #include <memory>
 #include <random>
+#include <vector>
 
 namespace kvx {
 
@@ -78,15 +80,24 @@ private:
 };
 
 // Uniform numbers in [0, 1), like the runtime's Rnd.
+// Tests seed it, or script the exact draws that come next.
 class RandomSource {
 public:
     explicit RandomSource(quint64 seed = std::random_device{}()) : m_engine(seed) {}
     void seed(quint64 s) { m_engine.seed(s); }
-    double next() { return m_dist(m_engine); }
+    void script(std::vector<double> draws) { m_scripted.assign(draws.begin(), draws.end()); }
+    double next() {
+        if (m_scripted.empty())
+            return m_dist(m_engine);
+        const double draw = m_scripted.front();
+        m_scripted.pop_front();
+        return draw;
+    }
 
 private:
     std::mt19937_64 m_engine;
     std::uniform_real_distribution<double> m_dist{0.0, 1.0};
+    std::deque<double> m_scripted;
 };
 
 Clock& clock();

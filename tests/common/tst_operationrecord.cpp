@@ -73,14 +73,22 @@ private slots:
         r.reportHeader = QStringLiteral("測試報告 — bench");
         r.serialDevice = QStringLiteral("/dev/ttyUSB0");
         r.gpibBackend = QStringLiteral("prologix:/dev/ttyUSB1");
+        r.lanFlag = QStringLiteral("1");
+        r.lanAddress = QStringLiteral("10.0.0.7:5025");
         const QByteArray b = r.encode();
+        // Each extension field at its own bytes, padded to its width.
         QCOMPARE(b.mid(876, 4), QByteArray("KVX+"));
+        QCOMPARE(b.mid(880, 255).trimmed(), QByteArray("/dev/ttyUSB0"));
+        QCOMPARE(b.mid(1135, 255).trimmed(), QByteArray("prologix:/dev/ttyUSB1"));
+        QCOMPARE(b.mid(1390, 1), QByteArray("1"));
+        QCOMPARE(b.mid(1391, 255).trimmed(), QByteArray("10.0.0.7:5025"));
+        QCOMPARE(b.mid(1646).count('\0') + b.mid(1646).count(' '), 1704 - 1646);
         OperationRecord back;
         QVERIFY(back.decode(b));
         QCOMPARE(back.reportHeader.trimmed(), r.reportHeader);
         QCOMPARE(back.serialDevice, r.serialDevice);
         QCOMPARE(back.gpibBackend, r.gpibBackend);
-        QVERIFY(back.lanAddress.isEmpty());
+        QCOMPARE(back.lanAddress, r.lanAddress);
     }
 
     // A record written by another program, with bytes this one does not interpret,

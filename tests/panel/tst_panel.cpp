@@ -4,6 +4,7 @@
 
 #include "PanelFixture.h"
 
+#include "DataRows.h"
 #include "OperationRecord.h"
 #include "RecordStore.h"
 #include "ValueRules.h"
@@ -305,9 +306,34 @@ private slots:
         QVERIFY(f.meter->commands.isEmpty());
         QCOMPARE(f.views.secondary, -1.0);
         QCOMPARE(f.views.appended, 200);
-        // A sign draw above 5 of 0..9 (10 folding to 0): about 40 % negative.
-        QVERIFY2(negatives > 50 && negatives < 110, qPrintable(QString::number(negatives)));
+        QVERIFY2(negatives > 0 && negatives < 200, qPrintable(QString::number(negatives)));
         QCOMPARE(session().timeSinceLastReading, 1.0);
+    }
+
+    // The sign draw, scaled to 0..10 and rounded half to even (10 folds to 0), is
+    // negative above 5; the magnitude draw scaled to 0..300 the same way.
+    void simulatedReadingDraws_data() {
+        QTest::addColumn<double>("signDraw");
+        QTest::addColumn<double>("magnitudeDraw");
+        QTest::addColumn<double>("reading");
+        kvx::test::addRow("sign 5 is positive", 0.5, 0.5, 150.0);
+        kvx::test::addRow("sign 6 is negative", 0.55, 0.5, -150.0);
+        kvx::test::addRow("0.54 rounds to 5", 0.54, 0.1, 30.0);
+        kvx::test::addRow("sign 9 is negative", 0.9, 0.1, -30.0);
+        kvx::test::addRow("sign 10 folds to 0", 0.96, 0.9, 270.0);
+        kvx::test::addRow("magnitude 300 folds to 0", 0.1, 0.9999, 0.0);
+        kvx::test::addRow("magnitude half to even", 0.0, 0.005, 2.0);
+    }
+    void simulatedReadingDraws() {
+        QFETCH(double, signDraw);
+        QFETCH(double, magnitudeDraw);
+        PanelFixture f;
+        f.connectFakeMeter();
+        f.panel->findChild<QCheckBox*>("Check1")->setChecked(true);
+        f.key("cmdStart")->click();
+        kvx::randomSource().script({signDraw, magnitudeDraw});
+        f.tick();
+        QTEST(f.views.primary, "reading");
     }
 
     // ----- first activation, quit -----

@@ -16,6 +16,8 @@ private slots:
     void formatElapsed();
     void scaleTables_data();
     void scaleTables();
+    void yBandEdges_data();
+    void yBandEdges();
     void clockTexts_data();
     void clockTexts();
     void tickSteps_data();
@@ -81,6 +83,37 @@ void ViewRulesTest::scaleTables() {
     QCOMPARE(seen, yChoice);
     const auto chosen = meterScaleFor(unit, peak);
     QCOMPARE(chosen ? "x" + chosen->gridBase + " " + chosen->gridMax : QString(), dial);
+}
+
+// Every band of every unit at its lower edge and just below it: the edge belongs
+// to the band, a hair less to the band below (under the lowest, the half band).
+void ViewRulesTest::yBandEdges_data() {
+    QTest::addColumn<QString>("unit");
+    QTest::addColumn<double>("peak");
+    QTest::addColumn<double>("scale");
+    using Bands = std::vector<std::pair<double, double>>; // lower edge, half-height
+    const std::pair<const char*, Bands> units[] = {
+        {"V", {{1200, 1200}, {500, 1200}, {50, 500}, {5, 50}, {0.5, 5}}},
+        {"mA", {{20000, 20000}, {2000, 20000}, {500, 2000}, {50, 500}, {5, 50}, {0.5, 5}}},
+        {"kohm", {{20000, 20000}, {5000, 20000}, {500, 5000}, {50, 500}, {5, 50}, {0.5, 5}}},
+        {"nF", {{50000, 50000}, {5000, 50000}, {500, 5000}, {50, 500}, {5, 50}, {0.5, 5}}},
+    };
+    for (const auto& [unit, bands] : units) {
+        for (size_t i = 0; i < bands.size(); ++i) {
+            const auto [edge, scale] = bands[i];
+            const double below = i + 1 < bands.size() ? bands[i + 1].second : 0.5;
+            QTest::addRow("%s %g", unit, edge) << unit << edge << scale;
+            QTest::addRow("%s below %g", unit, edge) << unit << edge * 0.999 << below;
+        }
+    }
+}
+
+void ViewRulesTest::yBandEdges() {
+    QFETCH(QString, unit);
+    QFETCH(double, peak);
+    const YAxisChoice choice = yAxisChoiceFor(unit, peak);
+    QVERIFY(choice.setAxis);
+    QTEST(choice.scale, "scale");
 }
 
 void ViewRulesTest::clockTexts_data() {
