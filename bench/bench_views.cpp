@@ -49,9 +49,18 @@ private:
     bool m_ok = false;
 };
 
+// The traces hold database connections, which must close while the application
+// (and its SQL driver) still exists: they go with it, not with the program's statics.
+std::map<qint64, std::unique_ptr<BenchTrace>>& traces() {
+    static auto* made = [] {
+        qAddPostRoutine([] { traces().clear(); });
+        return new std::map<qint64, std::unique_ptr<BenchTrace>>;
+    }();
+    return *made;
+}
+
 BenchTrace& traceOf(qint64 rows) {
-    static std::map<qint64, std::unique_ptr<BenchTrace>> traces;
-    auto& slot = traces[rows];
+    auto& slot = traces()[rows];
     if (!slot)
         slot = std::make_unique<BenchTrace>(rows);
     return *slot;
