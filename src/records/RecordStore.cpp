@@ -1,5 +1,7 @@
 #include "RecordStore.h"
 
+#include "SampleWriter.h"
+
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
@@ -209,6 +211,8 @@ const char* const kNoReplyColumn = "NoReply";
 // How long a statement waits for another program's lock before it fails. Short,
 // because the polling cycle stores a sample every second on the UI thread.
 constexpr int kBusyTimeoutMs = 200;
+// How long a read or a change of the working trace waits for queued samples.
+constexpr int kSettleWaitMs = 2000;
 
 QString textOf(const QVariant& v) {
     return v.isNull() ? QString() : v.toString();
@@ -228,6 +232,7 @@ bool RecordStore::isOpen() const {
 }
 
 void RecordStore::close() {
+    m_writer.reset(); // what still waits is written first
     if (!QSqlDatabase::contains(m_connectionName))
         return;
     {
@@ -314,12 +319,10 @@ QString prepareDatabase(QSqlDatabase& db) {
     const SchemaCheck schema = checkSchema(db);
     if (!schema.problem.isEmpty())
         return schema.problem;
-    // Each sample is its own transaction (autocommit). In WAL mode a commit is an
-    // append to the -wal file handed to the kernel before the insert returns, so a
-    // process killed at any point (SIGKILL included) leaves every committed sample
-    // for the next start to find; synchronous=NORMAL only skips the fsync per commit,
-    // which matters for power loss, not for a crashed or killed program, and keeps a
-    // stored sample far below the one-second polling period.
+    // WAL mode: a commit is an append to the -wal file. The samples of a trace are
+    // committed on the sample writer's connection with synchronous=FULL, so each is
+    // on the disk (fsync) before the next tick; this connection's own changes
+    // (records saved, comments) keep NORMAL, which a killed program survives too.
     QSqlQuery query(db);
     if (!query.exec(QStringLiteral("PRAGMA journal_mode=WAL")))
         return query.lastError().databaseText() + QStringLiteral(" (is it a record database?)");
@@ -361,6 +364,7 @@ bool RecordStore::open(const QString& filePath) {
     }
     if (!problem.isEmpty())
         return failOpen(problem);
+    m_writer = std::make_unique<SampleWriter>(filePath, m_connectionName);
     return true;
 }
 
@@ -384,6 +388,8 @@ bool RecordStore::run(QSqlQuery& query, const Statement& statement) {
     }
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (!settleWriter())
+        return false;
     query.setForwardOnly(true);
     if (!query.prepare(toSqlite(statement.text)))
         return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
@@ -497,6 +503,23 @@ bool RecordStore::insertSample(const NewSample& s) {
     return execute(statements::S13(s));
 }
 
+bool RecordStore::queueSample(const NewSample& s) {
+    if (!m_writer)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (!m_writer->enqueue(s))
+        return fail(QStringLiteral("0"), QStringLiteral("%1 samples already wait to be written")
+                                             .arg(SampleWriter::kQueueBound));
+    return true;
+}
+
+bool RecordStore::settleWriter() {
+    if (!m_writer || m_writer->flush(kSettleWaitMs))
+        return true;
+    return fail(QStringLiteral("0"),
+                QStringLiteral("%1 samples still wait to be written: the record database is locked")
+                    .arg(m_writer->waiting()));
+}
+
 bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     if (!run(query, statements::S14(filterIndex)))
@@ -585,6 +608,8 @@ bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
 bool RecordStore::replaceTrace(const RowSource& next) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (!settleWriter())
+        return false;
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     if (!db.transaction())
         return fail(db.lastError().nativeErrorCode(), db.lastError().databaseText());

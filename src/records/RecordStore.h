@@ -20,6 +20,7 @@
 #include <QVariant>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -119,6 +120,8 @@ enum class RowStep { Row, End, Stop };
 // to give up (the working trace then stays as it was).
 using RowSource = std::function<RowStep(TempSample&)>;
 
+class SampleWriter;
+
 class RecordStore {
 public:
     explicit RecordStore(QString connectionName = QStringLiteral("kvx5130-records"));
@@ -167,6 +170,14 @@ public:
     bool loadRecordWithoutTimes(const QString& recNo);
     // S13: stores one sample; committed when this returns true.
     bool insertSample(const NewSample& sample);
+    // The polling tick's way: hands the sample to the writer thread (see
+    // SampleWriter) and returns at once; false only when the queue is full. Every
+    // other call that reads or changes the working trace first waits (2 s at most)
+    // until the queued samples are written, so nothing is read or stored out of order.
+    bool queueSample(const NewSample& sample);
+    // Waits until the queued samples are written (2 s at most); false, with
+    // lastError() set, when they still wait. For readers on connections of their own.
+    bool settleWriter();
     // S14: calls `each` for every row of the filter, in sample order.
     bool readSamples(int filterIndex, const std::function<void(const TempSample&)>& each);
     // S15: sets the comment of every sample stored with the time text `recTime`.
@@ -202,6 +213,7 @@ private:
     QString m_filePath;
     QString m_openMessage;
     StoreError m_lastError;
+    std::unique_ptr<SampleWriter> m_writer;
 };
 
 // The one connection the application opens at start-up and every window uses.

@@ -4,6 +4,7 @@
 
 #include "RecordStore.h"
 #include "Services.h"
+#include "StatusReports.h"
 #include "Session.h"
 #include "ValueRules.h"
 #include "clsKVX5310.h"
@@ -462,10 +463,10 @@ void frmDataTable::reportStoreFailure() {
     if (m_storeFailureReported)
         return;
     m_storeFailureReported = true;
-    messages().notice(QStringLiteral("A sample could not be stored in the record database \"%1\": %2\n"
-                                     "The measurement goes on; samples are stored again as soon as the "
-                                     "database can be written.")
-                          .arg(recordStore().filePath(), recordStore().lastError().description));
+    // Never a box: a trace runs unattended, and the polling must not wait for a click.
+    statusReports().report(QStringLiteral("A sample could not be stored in the record database \"%1\": %2. "
+                                          "The measurement goes on.")
+                               .arg(recordStore().filePath(), recordStore().lastError().description));
 }
 
 void frmDataTable::AppendData() {
@@ -482,9 +483,9 @@ void frmDataTable::AppendData() {
     const SampleTimes t = timesOfNewSample();
     const QString pVal = readingText(dValuePrimary, driver().sUnitPrimary());
     const QString sVal = readingText(dValueSecond, driver().sUnitSecond());
-    // The times move on only with a stored sample, so the sample after a failed one
-    // measures its gap from the last sample that reached the database.
-    if (!recordStore().insertSample(
+    // The writer thread stores it; only a full queue refuses it. The times move on
+    // only with a taken sample, so the next one measures its gap from the last taken.
+    if (!recordStore().queueSample(
             {seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick, t.diffLastTime, noReply})) {
         reportStoreFailure();
         return;

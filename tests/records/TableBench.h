@@ -24,7 +24,10 @@ struct TableBench {
         table.AppendData();
         return table.rowCount() > before;
     }
-    QStringList db(const QString& sql) const { return column(store.databasePath(), sql); }
+    QStringList db(const QString& sql) const {
+        recordStore().settleWriter();
+        return column(store.databasePath(), sql);
+    }
 };
 
 } // namespace kvx::test

@@ -1,0 +1,130 @@
+#include "SampleWriter.h"
+
+#include "StatusReports.h"
+
+#include <QCoreApplication>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+
+#include <chrono>
+
+namespace kvx {
+
+SampleWriter::SampleWriter(const QString& databasePath, const QString& connectionName)
+    : m_databasePath(databasePath), m_connectionName(connectionName + QStringLiteral("-writer")),
+      m_thread([this] { run(); }) {}
+
+SampleWriter::~SampleWriter() {
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait_for(lock, std::chrono::milliseconds(kStopWaitMs),
+                           [this] { return m_queue.empty() && m_inFlight == 0; });
+        if (!m_queue.empty())
+            statusReports().report(QStringLiteral("%1 samples could not be stored before the program ended: "
+                                                  "the record database stayed locked")
+                                       .arg(m_queue.size()));
+        m_stopping = true;
+    }
+    m_changed.notify_all();
+    m_thread.join();
+}
+
+bool SampleWriter::enqueue(const NewSample& sample) {
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_queue.size() >= kQueueBound)
+            return false;
+        m_queue.push_back(sample);
+    }
+    m_changed.notify_all();
+    return true;
+}
+
+bool SampleWriter::flush(int timeoutMs) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                              [this] { return m_queue.empty() && m_inFlight == 0; });
+}
+
+size_t SampleWriter::waiting() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_queue.size() + m_inFlight;
+}
+
+// The report reaches its windows on the event loop's thread.
+void SampleWriter::tell(const QString& text) {
+    QMetaObject::invokeMethod(&statusReports(), [text] { statusReports().report(text); }, Qt::QueuedConnection);
+}
+
+bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* problem) {
+    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+    QSqlQuery query(db);
+    const auto failed = [&](const QSqlError& error) {
+        *problem = error.databaseText();
+        query.finish();
+        db.rollback();
+        return false;
+    };
+    if (!db.isOpen() && !db.open())
+        return failed(db.lastError());
+    if (!db.transaction())
+        return failed(db.lastError());
+    for (const NewSample& sample : batch) {
+        const Statement statement = statements::S13(sample);
+        if (!query.prepare(toSqlite(statement.text)))
+            return failed(query.lastError());
+        for (const QVariant& value : statement.values)
+            query.addBindValue(value);
+        if (!query.exec())
+            return failed(query.lastError());
+    }
+    query.finish();
+    return db.commit() || failed(db.lastError());
+}
+
+void SampleWriter::run() {
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+        db.setDatabaseName(m_databasePath);
+        // A lock is waited out here, by trying again, not inside SQLite.
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
+        if (db.open())
+            QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
+    }
+    for (;;) {
+        std::vector<NewSample> batch;
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_changed.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
+            if (m_queue.empty() || (m_stopping && m_failing))
+                break;
+            const size_t count = std::min(m_queue.size(), kBatchSize);
+            batch.assign(m_queue.begin(), m_queue.begin() + std::ptrdiff_t(count));
+            m_inFlight = count;
+        }
+        QString problem;
+        const bool written = writeBatch(batch, &problem);
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (written)
+                m_queue.erase(m_queue.begin(), m_queue.begin() + std::ptrdiff_t(batch.size()));
+            m_inFlight = 0;
+            if (written && m_failing)
+                tell(QStringLiteral("Samples are stored again; none was lost"));
+            else if (!written && !m_failing)
+                tell(QStringLiteral("Samples cannot be stored in the record database for now (%1); "
+                                    "the trace goes on and they wait, in order, to be written")
+                         .arg(problem));
+            m_failing = !written;
+        }
+        m_changed.notify_all();
+        if (!written) {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_changed.wait_for(lock, std::chrono::milliseconds(kRetryMs), [this] { return m_stopping; });
+        }
+    }
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+} // namespace kvx
