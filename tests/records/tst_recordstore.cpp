@@ -2,6 +2,7 @@
 // that cannot be used, and a file of the schema before the NoReply column.
 
 #include "DataRows.h"
+#include "SyncCountingVfs.h"
 #include "WindowTestSupport.h"
 
 #include <QDir>
@@ -181,6 +182,20 @@ private slots:
         QCOMPARE(column(fx.databasePath(), "select count(*) from datatemp"), QStringList{"4"}); // committed
         QVERIFY(recordStore().replaceTrace(makeRows(5)));
         QCOMPARE(column(fx.databasePath(), "select count(*) from datatemp"), QStringList{"5"});
+    }
+
+    // Each queued sample is on the disk once written: one sync (at least) per
+    // sample, done by the writer thread, not by the caller.
+    void everyQueuedSampleIsSynced() {
+        SyncCountingVfs counting;
+        StoreFixture fx;
+        const int before = counting.syncs();
+        constexpr int samples = 20;
+        for (int i = 0; i < samples; ++i) {
+            QVERIFY(recordStore().queueSample({i, "t", "1 V", "0 ", "0", i, 1}));
+            QVERIFY(recordStore().settleWriter()); // one tick after another
+        }
+        QVERIFY2(counting.syncs() - before >= samples, qPrintable(QString::number(counting.syncs() - before)));
     }
 
 private:
