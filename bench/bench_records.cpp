@@ -152,8 +152,13 @@ void BM_DurableSample(benchmark::State& state) {
     RecordBench bench(1);
     qint64 seqNo = 1000;
     for (auto _ : state) {
-        const kvx::NewSample sample{seqNo, QStringLiteral("2026/01/05 10:00:00"), QStringLiteral("1.25 V"),
-                                    QStringLiteral("0 "), QStringLiteral("0"), seqNo, 1};
+        const kvx::NewSample sample{seqNo,
+                                    QStringLiteral("2026/01/05 10:00:00"),
+                                    QStringLiteral("1.25 V"),
+                                    QStringLiteral("0 "),
+                                    QStringLiteral("0"),
+                                    seqNo,
+                                    1};
         ++seqNo;
         if (!kvx::recordStore().queueSample(sample) || !kvx::recordStore().settleWriter())
             state.SkipWithError("the sample was not stored");
@@ -165,8 +170,13 @@ void BM_DurableSampleHandOver(benchmark::State& state) {
     RecordBench bench(1);
     qint64 seqNo = 1000;
     for (auto _ : state) {
-        const kvx::NewSample sample{seqNo, QStringLiteral("2026/01/05 10:00:00"), QStringLiteral("1.25 V"),
-                                    QStringLiteral("0 "), QStringLiteral("0"), seqNo, 1};
+        const kvx::NewSample sample{seqNo,
+                                    QStringLiteral("2026/01/05 10:00:00"),
+                                    QStringLiteral("1.25 V"),
+                                    QStringLiteral("0 "),
+                                    QStringLiteral("0"),
+                                    seqNo,
+                                    1};
         ++seqNo;
         kvx::recordStore().queueSample(sample);
         state.PauseTiming();
@@ -181,14 +191,15 @@ void BM_DurableSampleFloor(benchmark::State& state) {
     const QByteArray path = dir.filePath(QStringLiteral("floor.db")).toUtf8();
     sqlite3* db = nullptr;
     sqlite3_open(path.constData(), &db);
-    sqlite3_exec(db,
-                 "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; create table datatemp (SeqNo INTEGER, "
-                 "RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime "
-                 "INTEGER, NoReply INTEGER)",
-                 nullptr, nullptr, nullptr);
+    sqlite3_exec(
+        db,
+        "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; create table datatemp (SeqNo INTEGER, "
+        "RecTime TEXT, PVal TEXT, SVal TEXT, Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime "
+        "INTEGER, NoReply INTEGER)",
+        nullptr, nullptr, nullptr);
     sqlite3_stmt* insert = nullptr;
-    sqlite3_prepare_v2(db, "insert into datatemp values (?,'2026/01/05 10:00:00','1.25 V','0 ','0','',?,1,0)", -1,
-                       &insert, nullptr);
+    sqlite3_prepare_v2(db, "insert into datatemp values (?,'2026/01/05 10:00:00','1.25 V','0 ','0','',?,1,0)",
+                       -1, &insert, nullptr);
     sqlite3_int64 seqNo = 0;
     for (auto _ : state) {
         sqlite3_bind_int64(insert, 1, seqNo);

@@ -97,8 +97,8 @@ void clsKVX5310::setConnectMethod(const QString& method) {
 }
 
 void clsKVX5310::appendLogLine(const QString& kind, const QString& command, const QString& tail) {
-    ExecLog_ += kind + QStringLiteral(": [") + command + QLatin1Char(']') + timeOfDayText(clock().now()) +
-                tail + kLineEnd;
+    m_log.append(kind + QStringLiteral(": [") + command + QLatin1Char(']') + timeOfDayText(clock().now()) +
+                 tail + kLineEnd);
 }
 
 QString clsKVX5310::ExecuteCommand(const QString& command) {
@@ -187,19 +187,7 @@ void clsKVX5310::onGpibNotification(const QString& description) {
 }
 
 bool clsKVX5310::writeCommandLog(const QString& path, QString* error) const {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        if (error)
-            *error = file.errorString();
-        return false;
-    }
-    file.write((ExecLog_ + kLineEnd).toUtf8());
-    if (!file.commit()) {
-        if (error)
-            *error = file.errorString();
-        return false;
-    }
-    return true;
+    return m_log.writeTo(path, error);
 }
 
 // ---------------------------------------------------------------- units

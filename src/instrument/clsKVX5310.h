@@ -7,6 +7,7 @@
 // Get members are named as the meter's properties (`LimitUPPER()`), Let members
 // carry a `set` prefix (`setLimitUPPER(v)`).
 
+#include "CommandLog.h"
 #include "LinkControls.h"
 
 #include <QString>
@@ -135,13 +136,15 @@ public:
     QString sSBRContent() const { return sSBRContent_; }
     bool Ready() const { return Ready_; }
     bool bExecuting() const { return bExecuting_; }
-    QString ExecLog() const { return ExecLog_; }
+    QString ExecLog() const { return m_log.text(); }
     QString sCommand() const { return sCommand_; }
     QString sReply() const { return sReply_; }
     QString sValueSecond() const { return sValueSecond_; }
 
     // Writes the command log file (replacing it). Returns false when it cannot be written.
     bool writeCommandLog(const QString& path, QString* error = nullptr) const;
+    // Sends the log's lines to a spool file from now on (see CommandLog).
+    bool spoolCommandLog(const QString& path) { return m_log.spoolTo(path); }
 
 private:
     QString ExecuteCommand(const QString& command);
@@ -162,7 +165,7 @@ private:
     QString sSBRContent_;
     bool Ready_ = false;
     bool bExecuting_ = false;
-    QString ExecLog_;
+    CommandLog m_log;
     QString sCommand_;
     QString sConnectMethod_;
     QString sReply_;

@@ -40,6 +40,10 @@ QString sampleIntervalForDisplay() {
 
 void frmKVX5130::load() {
     m_firstActivation = true;
+    // From here on the command log is kept on disk, not in memory.
+    if (!session().programFolder.isEmpty())
+        driver().spoolCommandLog(
+            session().pathInFolder(QLatin1String(kCommandLogFile) + QStringLiteral(".part")));
     // The driver owns its two link objects; there is nothing to hand over.
     LoadOperation();
     RestoreSetting();

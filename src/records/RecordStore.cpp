@@ -507,8 +507,8 @@ bool RecordStore::queueSample(const NewSample& s) {
     if (!m_writer)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (!m_writer->enqueue(s))
-        return fail(QStringLiteral("0"), QStringLiteral("%1 samples already wait to be written")
-                                             .arg(SampleWriter::kQueueBound));
+        return fail(QStringLiteral("0"),
+                    QStringLiteral("%1 samples already wait to be written").arg(SampleWriter::kQueueBound));
     return true;
 }
 

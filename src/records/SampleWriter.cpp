@@ -54,7 +54,8 @@ size_t SampleWriter::waiting() const {
 
 // The report reaches its windows on the event loop's thread.
 void SampleWriter::tell(const QString& text) {
-    QMetaObject::invokeMethod(&statusReports(), [text] { statusReports().report(text); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &statusReports(), [text] { statusReports().report(text); }, Qt::QueuedConnection);
 }
 
 bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* problem) {

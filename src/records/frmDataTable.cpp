@@ -4,8 +4,8 @@
 
 #include "RecordStore.h"
 #include "Services.h"
-#include "StatusReports.h"
 #include "Session.h"
+#include "StatusReports.h"
 #include "ValueRules.h"
 #include "clsKVX5310.h"
 

@@ -7,6 +7,7 @@
 #include "SimProcess.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -77,6 +78,10 @@ private slots:
         QCOMPARE(afterKill.mid(0, beforeKill.size()), beforeKill);
         for (int i = 0; i < afterKill.size(); ++i)
             QCOMPARE(afterKill[i], qint64(i));
+        // The command log up to the kill is on the disk, one line per exchange.
+        QFile spool(folder.filePath(QStringLiteral("KVX_5130_Exection.log.part")));
+        QVERIFY(spool.open(QIODevice::ReadOnly));
+        QVERIFY(spool.readAll().count("Execute Stop: [:READ?]") >= beforeKill.size());
 
         // The program starts again on the same folder, takes over the lock the killed
         // one left, and keeps the trace it finds.

@@ -195,7 +195,8 @@ private slots:
             QVERIFY(recordStore().queueSample({i, "t", "1 V", "0 ", "0", i, 1}));
             QVERIFY(recordStore().settleWriter()); // one tick after another
         }
-        QVERIFY2(counting.syncs() - before >= samples, qPrintable(QString::number(counting.syncs() - before)));
+        QVERIFY2(counting.syncs() - before >= samples,
+                 qPrintable(QString::number(counting.syncs() - before)));
     }
 
 private:

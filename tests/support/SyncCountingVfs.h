@@ -65,7 +65,9 @@ private:
         wrapped->methods.xFileSize = [](sqlite3_file* f, sqlite3_int64* s) {
             return realOf(f)->pMethods->xFileSize(realOf(f), s);
         };
-        wrapped->methods.xLock = [](sqlite3_file* f, int l) { return realOf(f)->pMethods->xLock(realOf(f), l); };
+        wrapped->methods.xLock = [](sqlite3_file* f, int l) {
+            return realOf(f)->pMethods->xLock(realOf(f), l);
+        };
         wrapped->methods.xUnlock = [](sqlite3_file* f, int l) {
             return realOf(f)->pMethods->xUnlock(realOf(f), l);
         };
@@ -75,7 +77,9 @@ private:
         wrapped->methods.xFileControl = [](sqlite3_file* f, int op, void* a) {
             return realOf(f)->pMethods->xFileControl(realOf(f), op, a);
         };
-        wrapped->methods.xSectorSize = [](sqlite3_file* f) { return realOf(f)->pMethods->xSectorSize(realOf(f)); };
+        wrapped->methods.xSectorSize = [](sqlite3_file* f) {
+            return realOf(f)->pMethods->xSectorSize(realOf(f));
+        };
         wrapped->methods.xDeviceCharacteristics = [](sqlite3_file* f) {
             return realOf(f)->pMethods->xDeviceCharacteristics(realOf(f));
         };
