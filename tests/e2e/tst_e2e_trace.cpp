@@ -1,7 +1,6 @@
 // A whole trace in one process: the real frame and windows against the simulated
 // meter, limits set on the state panel, the trace taken tick by tick with a
-// settable clock, then measured with both cursors. With KVX_DOCS_DIR set, the
-// pictures of the running trace and of the measured graph are saved there.
+// settable clock, then measured with both cursors.
 
 #include "SimProcess.h"
 
@@ -78,12 +77,6 @@ private slots:
                      parseLeadingNumber(forms().dataTable->GetValuePrimary(row)));
         QCOMPARE(graph->CWGraph1()->graph(1)->dataCount(), ticks); // Limit-High drawn with the trace
 
-        const QString docs = qEnvironmentVariable("KVX_DOCS_DIR");
-        if (!docs.isEmpty()) {
-            // Repaints wait for the event loop, which this test does not run between ticks.
-            graph->CWGraph1()->replot();
-            QVERIFY(frame.grab().save(docs + QStringLiteral("/live-trace.png")));
-        }
 
         graph->setGraphMode(frmGraphicRecord::CursorMeasurements);
         graph->moveCursor(0, 8);
@@ -97,11 +90,6 @@ private slots:
                                           parseLeadingNumber(forms().dataTable->GetValuePrimary(8)));
         QCOMPARE(parseLeadingNumber(text("AmplitudeVal")), amplitude);
 
-        if (!docs.isEmpty()) {
-            QMdiSubWindow* sub = frame.subWindowOf(QStringLiteral("frmGraphicRecord"));
-            graph->CWGraph1()->replot();
-            QVERIFY(sub->grab().save(docs + QStringLiteral("/graph.png")));
-        }
         panel->setExitAction([] {});
     }
 };

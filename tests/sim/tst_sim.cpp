@@ -85,10 +85,6 @@ private slots:
     void readingShape();
     void overload_data();
     void overload();
-    void holdFreezesTheReading();
-    void maxAndMinFollowTheExtremes();
-    void relTakesThePresentReading();
-    void dbmFollowsTheReference();
     void seedRepeatsReadings();
 
     void lineSplitting_data();
@@ -275,52 +271,6 @@ void TestSim::overload() {
     QCOMPARE(run(meter, {"STAT:QUES:COND?"}), QStringLiteral("0"));
     QCOMPARE(run(meter, {"STAT:QUES:EVEN?"}).toInt(), overloadBit);
     QCOMPARE(run(meter, {"STAT:QUES:EVEN?"}), QStringLiteral("0"));
-}
-
-void TestSim::holdFreezesTheReading() {
-    MeterModel meter(11);
-    run(meter, {":CALC:HOLD 1"});
-    const QList<double> held = reads(meter, 10);
-    QCOMPARE(held.count(held.first()), 10);
-    run(meter, {":CALC:HOLD 0"});
-    const QList<double> free = reads(meter, 10);
-    QVERIFY2(free.count(free.first()) < 10, "readings should move again once hold is off");
-}
-
-void TestSim::maxAndMinFollowTheExtremes() {
-    MeterModel meter(13);
-    run(meter, {":CALC:MAX 1"});
-    const QList<double> maxima = reads(meter, 40);
-    QVERIFY(std::is_sorted(maxima.begin(), maxima.end()));
-    // The same run goes on under MIN: its minimum lies below the maximum seen so far.
-    run(meter, {":CALC:MIN 1"});
-    const QList<double> minima = reads(meter, 40);
-    QVERIFY(minima.first() < maxima.last());
-    QVERIFY(std::is_sorted(minima.rbegin(), minima.rend()));
-}
-
-void TestSim::relTakesThePresentReading() {
-    MeterModel meter(17);
-    run(meter, {":CALC:REL:STAT 1"});
-    const double relative = number(run(meter, {":CALC:REL:DAT?"}));
-    QVERIFY2(relative > 3.0 && relative < 3.5, qPrintable(QString::number(relative)));
-    QVERIFY(std::abs(number(run(meter, {":READ?"}))) < 0.05);
-
-    run(meter, {":CALC:REL:DAT 1"});
-    const double shifted = number(run(meter, {":READ?"}));
-    QVERIFY2(shifted > 2.0 && shifted < 2.5, qPrintable(QString::number(shifted)));
-}
-
-void TestSim::dbmFollowsTheReference() {
-    MeterModel meter(19);
-    QCOMPARE(run(meter, {":CALC:SDBM:REF?"}), QStringLiteral("600"));
-    run(meter, {":CONF:VOLT:AC 500", ":CALC:SDBM:STAT 1"});
-    const double at600 = number(run(meter, {":READ?"}));
-    // 230 V across 600 ohm is about 88 W, or 49.5 dBm.
-    QVERIFY2(std::abs(at600 - 49.5) < 0.5, qPrintable(QString::number(at600)));
-
-    const double at50 = number(run(meter, {":CALC:SDBM:REF 50", ":READ?"}));
-    QVERIFY2(std::abs(at50 - at600 - 10.0 * std::log10(12.0)) < 0.2, qPrintable(QString::number(at50)));
 }
 
 void TestSim::seedRepeatsReadings() {
