@@ -6,16 +6,19 @@
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
+#include "clsKVX5310.h"
 #include "frmDataTable.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
 #include <memory>
+#include <unistd.h>
 
 namespace {
 
@@ -99,6 +102,45 @@ BENCHMARK(BM_StoreSample)
     ->ArgNames({"rows", "paint"})
     ->Unit(benchmark::kMicrosecond)
     ->Iterations(2000);
+
+// Resident memory of this process, in bytes.
+double residentBytes() {
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0.0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) : 0.0;
+}
+
+// A day of one-second ticks on a fast clock: each stores a sample (the writer
+// thread syncs it) and logs two exchanges (the command log's spool). The growth
+// per tick in the second half against the first shows that nothing but the
+// trace's own rows grows; the command log takes nothing.
+void BM_DayOfTicksMemory(benchmark::State& state) {
+    RecordBench bench(1);
+    kvx::driver().spoolCommandLog(bench.dir.filePath(QStringLiteral("commands.log.part")));
+    const qint64 ticks = state.range(0);
+    double clockValue = 36000.0;
+    const auto run = [&](qint64 count) {
+        const double before = residentBytes();
+        for (qint64 i = 0; i < count; ++i) {
+            clockValue += 1.0;
+            kvx::session().lastReadingTime = clockValue;
+            kvx::driver().ValuePrimary();
+            kvx::driver().ValueSecond();
+            bench.table->setValuePrimary(double(i % 1000));
+            bench.table->AppendData();
+        }
+        kvx::recordStore().settleWriter();
+        return (residentBytes() - before) / double(count);
+    };
+    for (auto _ : state) {
+        state.counters["bytes_per_tick_first_half"] = run(ticks / 2);
+        state.counters["bytes_per_tick_second_half"] = run(ticks / 2);
+    }
+    state.counters["rows"] = bench.table->rowCount();
+}
+BENCHMARK(BM_DayOfTicksMemory)->Arg(86400)->Iterations(1)->Unit(benchmark::kSecond);
 
 constexpr qint64 kRecordRows = 100000;
 
