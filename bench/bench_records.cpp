@@ -190,19 +190,21 @@ BENCHMARK(BM_LoadRecord)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 namespace {
 
+kvx::NewSample sampleNumber(qint64 seqNo) {
+    return {seqNo,
+            QStringLiteral("2026/01/05 10:00:00"),
+            QStringLiteral("1.25 V"),
+            QStringLiteral("0 "),
+            QStringLiteral("0"),
+            seqNo,
+            1};
+}
+
 void BM_DurableSample(benchmark::State& state) {
     RecordBench bench(1);
     qint64 seqNo = 1000;
     for (auto _ : state) {
-        const kvx::NewSample sample{seqNo,
-                                    QStringLiteral("2026/01/05 10:00:00"),
-                                    QStringLiteral("1.25 V"),
-                                    QStringLiteral("0 "),
-                                    QStringLiteral("0"),
-                                    seqNo,
-                                    1};
-        ++seqNo;
-        if (!kvx::recordStore().queueSample(sample) || !kvx::recordStore().settleWriter())
+        if (!kvx::recordStore().queueSample(sampleNumber(seqNo++)) || !kvx::recordStore().settleWriter())
             state.SkipWithError("the sample was not stored");
     }
 }
@@ -212,15 +214,7 @@ void BM_DurableSampleHandOver(benchmark::State& state) {
     RecordBench bench(1);
     qint64 seqNo = 1000;
     for (auto _ : state) {
-        const kvx::NewSample sample{seqNo,
-                                    QStringLiteral("2026/01/05 10:00:00"),
-                                    QStringLiteral("1.25 V"),
-                                    QStringLiteral("0 "),
-                                    QStringLiteral("0"),
-                                    seqNo,
-                                    1};
-        ++seqNo;
-        kvx::recordStore().queueSample(sample);
+        kvx::recordStore().queueSample(sampleNumber(seqNo++));
         state.PauseTiming();
         kvx::recordStore().settleWriter();
         state.ResumeTiming();
