@@ -42,7 +42,7 @@ public:
     bool flush(int timeoutMs);
     size_t waiting() const;
 
-    static constexpr int kStopWaitMs = 5000;
+    static constexpr int kStopWaitMs = 1500; // a quit must not hang on a locked database
 
 private:
     void run();
