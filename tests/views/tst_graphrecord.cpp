@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QSlider>
 #include <QtTest>
 
 #include <qcustomplot.h>
@@ -47,6 +48,40 @@ QCPRange yRange(const frmGraphicRecord& g) {
 
 int points(const frmGraphicRecord& g, int plot) {
     return g.CWGraph1()->graph(plot)->dataCount();
+}
+
+// The operator's ways: the mode slider, the mouse on the plot (a click moves
+// cursor 1, or cursor 2 with Shift; a cursor is dragged where the other one
+// stands), a click on an extreme panel.
+void chooseMode(frmGraphicRecord& g, int mode) {
+    g.findChild<QSlider*>(QStringLiteral("GraphMode"))->setValue(mode);
+}
+QPoint atSample(frmGraphicRecord& g, int sample) {
+    QCustomPlot* plot = g.CWGraph1();
+    return QPoint(qRound(plot->xAxis->coordToPixel(sample)), plot->axisRect()->center().y());
+}
+void placeCursor(frmGraphicRecord& g, int cursor, int sample) {
+    QCustomPlot* plot = g.CWGraph1();
+    const Qt::KeyboardModifiers keys = cursor == 1 ? Qt::ShiftModifier : Qt::NoModifier;
+    if (g.cursorPointIndex(1 - cursor) != sample) {
+        QTest::mouseClick(plot, Qt::LeftButton, keys, atSample(g, sample));
+        return;
+    }
+    QTest::mousePress(plot, Qt::LeftButton, keys, atSample(g, g.cursorPointIndex(cursor)));
+    const QPoint to = atSample(g, sample);
+    QMouseEvent move(QEvent::MouseMove, to, plot->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, keys);
+    QCoreApplication::sendEvent(plot, &move);
+    QTest::mouseRelease(plot, Qt::LeftButton, keys, to);
+}
+void clickPanel(frmGraphicRecord& g, const char* name) {
+    QTest::mouseClick(g.findChild<QLabel*>(QLatin1String(name)), Qt::LeftButton);
+}
+// Shown, with the samples far enough apart to click each one.
+void showSpreadOut(frmGraphicRecord& g, int samples) {
+    g.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&g));
+    g.CWGraph1()->xAxis->setRange(-0.5, samples - 0.5);
+    g.CWGraph1()->replot();
 }
 
 } // namespace
@@ -249,17 +284,18 @@ void GraphRecordTest::cursorReadoutsAndMeasurement() {
     for (int i = 0; i < readings.size(); ++i)
         table.rows.push_back({QStringLiteral("2026/01/05 10:00:0%1").arg(i), readings[i] + " V"});
     feed(g, readings);
+    showSpreadOut(g, 4);
 
-    g.setGraphMode(frmGraphicRecord::CursorCoordinates);
+    chooseMode(g, frmGraphicRecord::CursorCoordinates);
     const auto moved = [&g](int cursor, int point) {
-        g.moveCursor(cursor, point);
+        placeCursor(g, cursor, point);
         return texts(g, {"XPosition", "YPosition", "PeriodVal", "AmplitudeVal"});
     };
     QCOMPARE(moved(0, 1), QStringLiteral("00:00:01|4.5||")); // measurements only in the measuring mode
     QCOMPARE(table.selected, (std::vector<int>{1}));
     QCOMPARE(panel.cursorTexts.last(), QStringLiteral("00:00:01  4.5"));
 
-    g.setGraphMode(frmGraphicRecord::CursorMeasurements);
+    chooseMode(g, frmGraphicRecord::CursorMeasurements);
     QCOMPARE(moved(1, 3), QStringLiteral("00:00:01|4.5|00:00:02|8"));
     QCOMPARE(moved(0, 3), QStringLiteral("00:00:03|-3.5|00:00:00|0")); // both on the same point
     QCOMPARE(moved(1, 0), QStringLiteral("00:00:03|-3.5|00:00:03|4.5"));
@@ -268,33 +304,33 @@ void GraphRecordTest::cursorReadoutsAndMeasurement() {
 void GraphRecordTest::extremePanelsMoveTheCursorInCursorModes() {
     FakeDataTable table;
     frmGraphicRecord g;
-    g.setGraphMode(frmGraphicRecord::CursorCoordinates);
-    g.pnlMin_Click(); // no samples yet: no extreme to go to
+    showSpreadOut(g, 3);
+    chooseMode(g, frmGraphicRecord::CursorCoordinates);
+    clickPanel(g, "pnlMin"); // no samples yet: no extreme to go to
     QVERIFY(table.selected.empty());
     // The maximum a day later: the period takes the form with the days.
     table.rows = {
         {"2026/01/05 23:59:50", "2 V"}, {"2026/01/06 00:00:10", "9.5 V"}, {"2026/01/06 00:00:11", "1 V"}};
     feed(g, {"2", "9.5", "1"});
-    g.setGraphMode(frmGraphicRecord::ZoomMode);
-    g.pnlMin_Click();
+    showSpreadOut(g, 3);
+    chooseMode(g, frmGraphicRecord::ZoomMode);
+    clickPanel(g, "pnlMin");
     QVERIFY(table.selected.empty());
 
-    g.setGraphMode(frmGraphicRecord::CursorMeasurements);
-    g.moveCursor(1, 0);
+    chooseMode(g, frmGraphicRecord::CursorMeasurements);
+    placeCursor(g, 1, 0);
     table.selected.clear();
-    g.pnlMax_Click();
+    clickPanel(g, "pnlMax");
     QCOMPARE(g.cursorPointIndex(0), 1);
     QCOMPARE(table.selected, (std::vector<int>{1}));
     QCOMPARE(texts(g, {"XPosition", "YPosition", "PeriodVal", "AmplitudeVal"}),
              QStringLiteral("2026/01/06 00:00:10|9.5 V|00 00:00:20|7.5"));
-    g.moveCursor(1, 1);
-    g.pnlMin_Click(); // both on the same day now
+    placeCursor(g, 1, 1);
+    clickPanel(g, "pnlMin"); // both on the same day now
     QCOMPARE(text(g, "PeriodVal"), QStringLiteral("00:00:01"));
 
-    g.setGraphMode(frmGraphicRecord::CursorCoordinates);
-    g.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&g));
-    QTest::mouseClick(g.findChild<QLabel*>(QStringLiteral("pnlMin")), Qt::LeftButton);
+    chooseMode(g, frmGraphicRecord::CursorCoordinates);
+    clickPanel(g, "pnlMin");
     QCOMPARE(table.selected, (std::vector<int>{1, 2, 2}));
     QCOMPARE(text(g, "YPosition"), QStringLiteral("1 V"));
 }
