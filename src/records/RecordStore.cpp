@@ -364,7 +364,9 @@ bool RecordStore::open(const QString& filePath) {
     }
     if (!problem.isEmpty())
         return failOpen(problem);
-    m_writer = std::make_unique<SampleWriter>(filePath, m_connectionName);
+    // An in-memory table (a report's) is private to this connection: no writer.
+    if (filePath != QLatin1String(":memory:"))
+        m_writer = std::make_unique<SampleWriter>(filePath, m_connectionName);
     return true;
 }
 
@@ -505,7 +507,7 @@ bool RecordStore::insertSample(const NewSample& s) {
 
 bool RecordStore::queueSample(const NewSample& s) {
     if (!m_writer)
-        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+        return insertSample(s);
     if (!m_writer->enqueue(s))
         return fail(QStringLiteral("0"),
                     QStringLiteral("%1 samples already wait to be written").arg(SampleWriter::kQueueBound));
