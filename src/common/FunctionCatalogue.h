@@ -40,8 +40,9 @@ enum class DriverCall {
 };
 
 struct MeterFunction {
-    const char* key;     // the front panel key's object name
-    const char* caption; // its caption
+    const char* key;        // the front panel key's object name
+    const char* caption;    // its caption
+    const char* spokenName; // what a screen reader announces for the key
     DriverCall call;
     const char* reply;       // the meter's reply to ":CONF:FUNC?", also a saved short name
     const char* otherReply;  // a second reply form the driver knows, or nullptr

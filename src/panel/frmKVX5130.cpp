@@ -144,6 +144,7 @@ QWidget* frmKVX5130::buildFunctionKeys() {
     for (const MeterFunction& function : meterFunctions()) {
         QPushButton* button = addKey(QLatin1String(function.key), QString::fromUtf8(function.caption),
                                      [this, &function] { runFunctionKey(function); });
+        button->setAccessibleName(QString::fromLatin1(function.spokenName));
         grid->addWidget(button, place / columns, place % columns);
         ++place;
     }
