@@ -88,8 +88,9 @@ void SampleWriter::run() {
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
         db.setDatabaseName(m_databasePath);
-        // A lock is waited out here, by trying again, not inside SQLite.
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
+        // A moment's lock (the program's own connection saving a record) is waited
+        // out inside SQLite; a longer one here, by trying again.
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=100"));
         if (db.open())
             QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
     }
