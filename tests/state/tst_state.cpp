@@ -76,20 +76,182 @@ class TestState : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() {
+        resetSession();
+        m_messages = std::make_shared<ScriptedMessageService>();
+        setMessages(m_messages);
+        forms().analog = &m_analog;
+        forms().graph = &m_graph;
+        m_panel = new frmState;
+        m_panel->show();
+        calls.clear();
+        m_logMark = driver().ExecLog().size();
+    }
 
-    void unattendedReportsOnStatusLine();
-    void limitEntry_data();
-    void limitEntry();
-    void stepByDigit_data();
-    void stepByDigit();
-    void referenceImpedance();
-    void rangeChange_data();
-    void rangeChange();
-    void relativeCopy_data();
-    void relativeCopy();
-    void functionSelectsDialUnit();
+    void cleanup() {
+        delete m_panel;
+        forms().analog = nullptr;
+        forms().graph = nullptr;
+    }
+
+    void unattendedReportsOnStatusLine() {
+        statusReports().setEchoToStderr(false);
+        UnattendedMessageService unattended(false);
+        unattended.notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
+        QCOMPARE(child<QLabel>("lblStatus")->text(), QStringLiteral("Warning: Communication Error!"));
+        // Nobody can answer without a display: No keeps the recorded data as it is.
+        QCOMPARE(unattended.ask(QStringLiteral("Abandon record?"), QString()), Answer::No);
+        QVERIFY(child<QLabel>("lblStatus")->toolTip().startsWith(QStringLiteral("Abandon record? No")));
+    }
+
+    void limitEntry_data() {
+        QTest::addColumn<QString>("box");
+        QTest::addColumn<QString>("range");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QStringList>("sent");
+        QTest::addColumn<QStringList>("viewCalls");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("status"); // the state panel's status line, for a text that is no number
+        const QString refused = QStringLiteral("Input Value should between -500 and 500");
+        const QStringList none;
+        addRow("upper inside", "txtLimMax", "500", "499.9", QStringList{":CALC:LIM:UPP 499.9"},
+               QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"}, "", "");
+        addRow("upper equal to range", "txtLimMax", "500", "500", none, none, refused, "");
+        addRow("empty sends 0", "txtLimMax", "500", "", QStringList{":CALC:LIM:UPP 0"},
+               QStringList{"analog.LimHigh()", "graph.LimHigh()"}, "", "");
+        addRow("lower inside", "txtLimMin", "500", "-12.5", QStringList{":CALC:LIM:LOW -12.5"},
+               QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"}, "", "");
+        addRow("lower equal to minus range", "txtLimMin", "500", "-500", none, none, refused, "");
+        addRow("a word is not sent", "txtLimMax", "500", "12V", none, none, "",
+               "A limit is a number: \"12V\" was not sent");
+        addRow("a decimal comma is named", "txtLimMin", "500", "3,25", none, none, "",
+               "A limit takes a decimal point: 3.25, not 3,25");
+        addRow("no range yet", "txtLimMax", "", "", none, none, "Input Value should between  and ", "");
+    }
+
+    void limitEntry() {
+        QFETCH(QString, box);
+        QFETCH(QString, range);
+        QFETCH(QString, typed);
+        QFETCH(QStringList, sent);
+        QFETCH(QStringList, viewCalls);
+        QFETCH(QString, message);
+
+        m_panel->setRangeText(range);
+        calls.clear();
+        auto* limit = child<QLineEdit>(box.toLatin1());
+        QTest::keyClicks(limit, typed);
+        QCOMPARE(commandsSince(m_logMark), QStringList{}); // typing alone sends nothing
+        QTest::keyClick(limit, Qt::Key_Return);
+
+        QCOMPARE(commandsSince(m_logMark), sent);
+        QCOMPARE(calls, viewCalls);
+        QCOMPARE(m_messages->texts(), message.isEmpty() ? QStringList{} : QStringList{message});
+        QCOMPARE(limit->text(), typed); // a refused text stays for correcting
+        QFETCH(QString, status);
+        if (!status.isEmpty())
+            QCOMPARE(child<QLabel>("lblStatus")->text(), status);
+    }
+
+    void stepByDigit_data() {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("caret");
+        QTest::addColumn<int>("clicks"); // up when positive, down when negative
+        QTest::addColumn<QString>("shown");
+        addRow("hundreds", "1234", 2, 1, "1334");
+        addRow("hundreds twice keeps digit", "1234", 2, 2, "1434");
+        addRow("units at the end", "1234", 4, 1, "1235");
+        addRow("caret at start", "1234", 0, 1, "11234");
+        addRow("down by tens", "1234", 3, -3, "1204");
+        addRow("stops at upper bound", "99000", 1, 1, "100000");
+        addRow("stops at lower bound", "-99000", 2, -5, "-100000");
+    }
+
+    void stepByDigit() {
+        QFETCH(QString, typed);
+        QFETCH(int, caret);
+        QFETCH(int, clicks);
+        QFETCH(QString, shown);
+
+        m_panel->setRangeText(QStringLiteral("100000"));
+        auto* limit = child<QLineEdit>("txtLimMax");
+        QTest::keyClicks(limit, typed);
+        limit->setCursorPosition(caret);
+        for (int i = 0; i < std::abs(clicks); ++i)
+            click(child<UpDown>("UpDown1"), clicks > 0);
+
+        QCOMPARE(limit->text(), shown);
+        QCOMPARE(commandsSince(m_logMark), QStringList{});
+    }
+
+    void referenceImpedance() {
+        // The front panel shows what the meter reported; a step or typing is what sends.
+        auto* box = child<QLineEdit>("txtRefOhm");
+        auto* stepper = child<UpDown>("UpDown3");
+        m_panel->setDbmActive(true);
+        m_panel->setRefOhmText(QStringLiteral("50"));
+        QCOMPARE(commandsSince(m_logMark), QStringList{});
+        click(stepper, true);  // the stepper followed to 50's place
+        stepper->setValue(21); // past the table: its last entry
+        QCOMPARE(box->text(), QStringLiteral("8000"));
+        box->clear();
+        QTest::keyClicks(box, QStringLiteral("40000"));
+        // "40000" does not fit 16 bits: the conversion fails and nothing goes out.
+        QCOMPARE(commandsSince(m_logMark),
+                 (QStringList{":CALC:SDBM:REF 75", ":CALC:SDBM:REF 8000", ":CALC:SDBM:REF 4",
+                              ":CALC:SDBM:REF 40", ":CALC:SDBM:REF 400", ":CALC:SDBM:REF 4000"}));
+    }
+
+    void rangeChange_data() {
+        QTest::addColumn<QString>("range");
+        QTest::addColumn<int>("bound");
+        addRow("500", "500", 500);
+        addRow("fraction rounds to even", "2.5", 2);
+        addRow("small range", "0.5", 0);
+    }
+
+    void rangeChange() {
+        QFETCH(QString, range);
+        QFETCH(int, bound);
+
+        m_panel->setRangeText(range);
+        QCOMPARE(child<QLineEdit>("txtRange1")->text(), "-" + range);
+        QCOMPARE(calls, (QStringList{"analog.Scale(" + range + ")", "graph.Scale(" + range + ")"}));
+        for (const char* name : {"UpDown1", "UpDown2"}) {
+            QCOMPARE(child<UpDown>(name)->maximum(), bound);
+            QCOMPARE(child<UpDown>(name)->minimum(), -bound);
+        }
+    }
+
+    void relativeCopy_data() {
+        QTest::addColumn<QString>("rel");
+        QTest::addColumn<bool>("copied");
+        addRow("inside", "499", true);
+        addRow("negative inside", "-499.99", true);
+        addRow("equal to range", "500", false);
+        addRow("equal to minus range", "-500", false);
+    }
+
+    void relativeCopy() {
+        QFETCH(QString, rel);
+        QFETCH(bool, copied);
+
+        m_panel->setRangeText(QStringLiteral("500"));
+        calls.clear();
+        m_panel->setRelText(rel);
+        const QStringList expected =
+            copied ? QStringList{"analog.Rel(" + rel + ")", "graph.Rel(" + rel + ")"} : QStringList{};
+        QCOMPARE(calls, expected);
+        QCOMPARE(m_messages->texts(), QStringList{});
+        QCOMPARE(commandsSince(m_logMark), QStringList{});
+    }
+
+    void functionSelectsDialUnit() {
+        m_panel->setFunctionText(QStringLiteral("VOLT"));
+        QCOMPARE(calls, QStringList{"analog.Unit(" + driver().sUnitPrimary() + ")"});
+        m_panel->setUnitText(QStringLiteral("kohm"));
+        QCOMPARE(child<QLineEdit>("txtUnit")->text(), QStringLiteral("k\u03A9"));
+    }
 
 private:
     template <typename T> T* child(const char* name) { return m_panel->findChild<T*>(QLatin1String(name)); }
@@ -100,183 +262,6 @@ private:
     frmState* m_panel = nullptr;
     int m_logMark = 0;
 };
-
-void TestState::init() {
-    resetSession();
-    m_messages = std::make_shared<ScriptedMessageService>();
-    setMessages(m_messages);
-    forms().analog = &m_analog;
-    forms().graph = &m_graph;
-    m_panel = new frmState;
-    m_panel->show();
-    calls.clear();
-    m_logMark = driver().ExecLog().size();
-}
-
-void TestState::cleanup() {
-    delete m_panel;
-    forms().analog = nullptr;
-    forms().graph = nullptr;
-}
-
-void TestState::unattendedReportsOnStatusLine() {
-    statusReports().setEchoToStderr(false);
-    UnattendedMessageService unattended(false);
-    unattended.notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
-    QCOMPARE(child<QLabel>("lblStatus")->text(), QStringLiteral("Warning: Communication Error!"));
-    // Nobody can answer without a display: No keeps the recorded data as it is.
-    QCOMPARE(unattended.ask(QStringLiteral("Abandon record?"), QString()), Answer::No);
-    QVERIFY(child<QLabel>("lblStatus")->toolTip().startsWith(QStringLiteral("Abandon record? No")));
-}
-
-void TestState::limitEntry_data() {
-    QTest::addColumn<QString>("box");
-    QTest::addColumn<QString>("range");
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QStringList>("sent");
-    QTest::addColumn<QStringList>("viewCalls");
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<QString>("status"); // the state panel's status line, for a text that is no number
-    const QString refused = QStringLiteral("Input Value should between -500 and 500");
-    const QStringList none;
-    addRow("upper inside", "txtLimMax", "500", "499.9", QStringList{":CALC:LIM:UPP 499.9"},
-           QStringList{"analog.LimHigh(499.9)", "graph.LimHigh(499.9)"}, "", "");
-    addRow("upper equal to range", "txtLimMax", "500", "500", none, none, refused, "");
-    addRow("empty sends 0", "txtLimMax", "500", "", QStringList{":CALC:LIM:UPP 0"},
-           QStringList{"analog.LimHigh()", "graph.LimHigh()"}, "", "");
-    addRow("lower inside", "txtLimMin", "500", "-12.5", QStringList{":CALC:LIM:LOW -12.5"},
-           QStringList{"analog.LimLow(-12.5)", "graph.LimLow(-12.5)"}, "", "");
-    addRow("lower equal to minus range", "txtLimMin", "500", "-500", none, none, refused, "");
-    addRow("a word is not sent", "txtLimMax", "500", "12V", none, none, "",
-           "A limit is a number: \"12V\" was not sent");
-    addRow("a decimal comma is named", "txtLimMin", "500", "3,25", none, none, "",
-           "A limit takes a decimal point: 3.25, not 3,25");
-    addRow("no range yet", "txtLimMax", "", "", none, none, "Input Value should between  and ", "");
-}
-
-void TestState::limitEntry() {
-    QFETCH(QString, box);
-    QFETCH(QString, range);
-    QFETCH(QString, typed);
-    QFETCH(QStringList, sent);
-    QFETCH(QStringList, viewCalls);
-    QFETCH(QString, message);
-
-    m_panel->setRangeText(range);
-    calls.clear();
-    auto* limit = child<QLineEdit>(box.toLatin1());
-    QTest::keyClicks(limit, typed);
-    QCOMPARE(commandsSince(m_logMark), QStringList{}); // typing alone sends nothing
-    QTest::keyClick(limit, Qt::Key_Return);
-
-    QCOMPARE(commandsSince(m_logMark), sent);
-    QCOMPARE(calls, viewCalls);
-    QCOMPARE(m_messages->texts(), message.isEmpty() ? QStringList{} : QStringList{message});
-    QCOMPARE(limit->text(), typed); // a refused text stays for correcting
-    QFETCH(QString, status);
-    if (!status.isEmpty())
-        QCOMPARE(child<QLabel>("lblStatus")->text(), status);
-}
-
-void TestState::stepByDigit_data() {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<int>("caret");
-    QTest::addColumn<int>("clicks"); // up when positive, down when negative
-    QTest::addColumn<QString>("shown");
-    addRow("hundreds", "1234", 2, 1, "1334");
-    addRow("hundreds twice keeps digit", "1234", 2, 2, "1434");
-    addRow("units at the end", "1234", 4, 1, "1235");
-    addRow("caret at start", "1234", 0, 1, "11234");
-    addRow("down by tens", "1234", 3, -3, "1204");
-    addRow("stops at upper bound", "99000", 1, 1, "100000");
-    addRow("stops at lower bound", "-99000", 2, -5, "-100000");
-}
-
-void TestState::stepByDigit() {
-    QFETCH(QString, typed);
-    QFETCH(int, caret);
-    QFETCH(int, clicks);
-    QFETCH(QString, shown);
-
-    m_panel->setRangeText(QStringLiteral("100000"));
-    auto* limit = child<QLineEdit>("txtLimMax");
-    QTest::keyClicks(limit, typed);
-    limit->setCursorPosition(caret);
-    for (int i = 0; i < std::abs(clicks); ++i)
-        click(child<UpDown>("UpDown1"), clicks > 0);
-
-    QCOMPARE(limit->text(), shown);
-    QCOMPARE(commandsSince(m_logMark), QStringList{});
-}
-
-void TestState::referenceImpedance() {
-    // The front panel shows what the meter reported; a step or typing is what sends.
-    auto* box = child<QLineEdit>("txtRefOhm");
-    auto* stepper = child<UpDown>("UpDown3");
-    m_panel->setDbmActive(true);
-    m_panel->setRefOhmText(QStringLiteral("50"));
-    QCOMPARE(commandsSince(m_logMark), QStringList{});
-    click(stepper, true);  // the stepper followed to 50's place
-    stepper->setValue(21); // past the table: its last entry
-    QCOMPARE(box->text(), QStringLiteral("8000"));
-    box->clear();
-    QTest::keyClicks(box, QStringLiteral("40000"));
-    // "40000" does not fit 16 bits: the conversion fails and nothing goes out.
-    QCOMPARE(commandsSince(m_logMark),
-             (QStringList{":CALC:SDBM:REF 75", ":CALC:SDBM:REF 8000", ":CALC:SDBM:REF 4", ":CALC:SDBM:REF 40",
-                          ":CALC:SDBM:REF 400", ":CALC:SDBM:REF 4000"}));
-}
-
-void TestState::rangeChange_data() {
-    QTest::addColumn<QString>("range");
-    QTest::addColumn<int>("bound");
-    addRow("500", "500", 500);
-    addRow("fraction rounds to even", "2.5", 2);
-    addRow("small range", "0.5", 0);
-}
-
-void TestState::rangeChange() {
-    QFETCH(QString, range);
-    QFETCH(int, bound);
-
-    m_panel->setRangeText(range);
-    QCOMPARE(child<QLineEdit>("txtRange1")->text(), "-" + range);
-    QCOMPARE(calls, (QStringList{"analog.Scale(" + range + ")", "graph.Scale(" + range + ")"}));
-    for (const char* name : {"UpDown1", "UpDown2"}) {
-        QCOMPARE(child<UpDown>(name)->maximum(), bound);
-        QCOMPARE(child<UpDown>(name)->minimum(), -bound);
-    }
-}
-
-void TestState::relativeCopy_data() {
-    QTest::addColumn<QString>("rel");
-    QTest::addColumn<bool>("copied");
-    addRow("inside", "499", true);
-    addRow("negative inside", "-499.99", true);
-    addRow("equal to range", "500", false);
-    addRow("equal to minus range", "-500", false);
-}
-
-void TestState::relativeCopy() {
-    QFETCH(QString, rel);
-    QFETCH(bool, copied);
-
-    m_panel->setRangeText(QStringLiteral("500"));
-    calls.clear();
-    m_panel->setRelText(rel);
-    const QStringList expected =
-        copied ? QStringList{"analog.Rel(" + rel + ")", "graph.Rel(" + rel + ")"} : QStringList{};
-    QCOMPARE(calls, expected);
-    QCOMPARE(m_messages->texts(), QStringList{});
-    QCOMPARE(commandsSince(m_logMark), QStringList{});
-}
-
-void TestState::functionSelectsDialUnit() {
-    m_panel->setFunctionText(QStringLiteral("VOLT"));
-    QCOMPARE(calls, QStringList{"analog.Unit(" + driver().sUnitPrimary() + ")"});
-    m_panel->setUnitText(QStringLiteral("kohm"));
-    QCOMPARE(child<QLineEdit>("txtUnit")->text(), QStringLiteral("k\u03A9"));
-}
 
 QTEST_MAIN(TestState)
 #include "tst_state.moc"
