@@ -11,51 +11,47 @@ using kvx::test::addRow;
 class DigitalScreenTest : public QObject {
     Q_OBJECT
 private slots:
-    void displaysShowValueThroughFormat_data();
-    void displaysShowValueThroughFormat();
-    void layoutInTwipsAndRegistration();
+    void displaysShowValueThroughFormat_data() {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<QString>("unit");
+        addRow("volts three decimals", ".##0 \"V\"", 12.3456, "12.346", "V");
+        addRow("kohm as kOhm sign", ".#0 \"kohm\"", 0.5, "0.50", "kΩ");
+        addRow("one decimal", ".0 \"mA\"", -1234.56, "-1234.6", "mA");
+    }
+
+    void displaysShowValueThroughFormat() {
+        QFETCH(QString, format);
+        QFETCH(double, value);
+        QFETCH(QString, number);
+        QFETCH(QString, unit);
+        frmDIGITALMETERMaster screen;
+        DigitalScreen& digital = screen;
+        digital.setPrimaryFormat(format);
+        digital.setPrimaryValue(value);
+        digital.setSecondaryFormat(format);
+        digital.setSecondaryValue(value);
+        for (NumericDisplay* display : {screen.DigVM(), screen.DigSecondM()}) {
+            QCOMPARE(display->numberText(), number);
+            QCOMPARE(display->unitText(), unit);
+        }
+    }
+
+    void layoutInTwipsAndRegistration() {
+        {
+            frmDIGITALMETERMaster screen; // starts in the normal layout
+            QCOMPARE(forms().digital, static_cast<DigitalScreen*>(&screen));
+            QVERIFY(IsFormLoaded(QStringLiteral("frmDIGITALMETERMaster")));
+            QCOMPARE(screen.DigVM()->geometry(), QRect(0, 0, 255, 55));
+            QCOMPARE(screen.DigSecondM()->geometry(), QRect(0, 55, 255, 41));
+            screen.layoutDisplays(11475, 2475, 2505, 11475, 1537.5); // maximised
+            QCOMPARE(screen.DigVM()->geometry(), QRect(0, 0, 765, 165));
+            QCOMPARE(screen.DigSecondM()->geometry(), QRect(0, 167, 765, 103));
+        }
+        QCOMPARE(forms().digital, nullptr);
+    }
 };
-
-void DigitalScreenTest::displaysShowValueThroughFormat_data() {
-    QTest::addColumn<QString>("format");
-    QTest::addColumn<double>("value");
-    QTest::addColumn<QString>("number");
-    QTest::addColumn<QString>("unit");
-    addRow("volts three decimals", ".##0 \"V\"", 12.3456, "12.346", "V");
-    addRow("kohm as kOhm sign", ".#0 \"kohm\"", 0.5, "0.50", "kΩ");
-    addRow("one decimal", ".0 \"mA\"", -1234.56, "-1234.6", "mA");
-}
-
-void DigitalScreenTest::displaysShowValueThroughFormat() {
-    QFETCH(QString, format);
-    QFETCH(double, value);
-    QFETCH(QString, number);
-    QFETCH(QString, unit);
-    frmDIGITALMETERMaster screen;
-    DigitalScreen& digital = screen;
-    digital.setPrimaryFormat(format);
-    digital.setPrimaryValue(value);
-    digital.setSecondaryFormat(format);
-    digital.setSecondaryValue(value);
-    for (NumericDisplay* display : {screen.DigVM(), screen.DigSecondM()}) {
-        QCOMPARE(display->numberText(), number);
-        QCOMPARE(display->unitText(), unit);
-    }
-}
-
-void DigitalScreenTest::layoutInTwipsAndRegistration() {
-    {
-        frmDIGITALMETERMaster screen; // starts in the normal layout
-        QCOMPARE(forms().digital, static_cast<DigitalScreen*>(&screen));
-        QVERIFY(IsFormLoaded(QStringLiteral("frmDIGITALMETERMaster")));
-        QCOMPARE(screen.DigVM()->geometry(), QRect(0, 0, 255, 55));
-        QCOMPARE(screen.DigSecondM()->geometry(), QRect(0, 55, 255, 41));
-        screen.layoutDisplays(11475, 2475, 2505, 11475, 1537.5); // maximised
-        QCOMPARE(screen.DigVM()->geometry(), QRect(0, 0, 765, 165));
-        QCOMPARE(screen.DigSecondM()->geometry(), QRect(0, 167, 765, 103));
-    }
-    QCOMPARE(forms().digital, nullptr);
-}
 
 QTEST_MAIN(DigitalScreenTest)
 #include "tst_digitalscreen.moc"
