@@ -4,6 +4,7 @@
 #include "FocusFrameStyle.h"
 #include "FolderLock.h"
 #include "Link.h"
+#include "MeterThread.h"
 #include "QuitSignals.h"
 #include "Session.h"
 #include "StatusReports.h"
@@ -115,6 +116,9 @@ int runApplication(QApplication& app, const AppOptions& options) {
         return 1;
     }
 
+    // From here on the meter is talked to from its own thread, so that a slow or
+    // silent meter never holds up the windows.
+    meterThread().start();
     mdiMain frame;
     const QuitSignals quitSignals([&frame] {
         // Whoever sent the signal is not there to answer a box.
@@ -139,7 +143,11 @@ int runApplication(QApplication& app, const AppOptions& options) {
             app.exit(saved ? 0 : 1);
         });
     }
-    return app.exec();
+    const int exitCode = app.exec();
+    // The links were opened on the meter thread and are closed there, while the
+    // application still exists.
+    meterThread().stop();
+    return exitCode;
 }
 
 } // namespace kvx

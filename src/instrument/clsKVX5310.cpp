@@ -192,11 +192,23 @@ bool clsKVX5310::writeCommandLog(const QString& path, QString* error) const {
 
 // ---------------------------------------------------------------- units
 
+QString clsKVX5310::sUnitPrimary() const {
+    const QMutexLocker locker(&m_unitLock);
+    return sUnitPrimary_;
+}
+
+QString clsKVX5310::sUnitSecond() const {
+    const QMutexLocker locker(&m_unitLock);
+    return sUnitSecond_;
+}
+
 void clsKVX5310::setUnitPrimary(const QString& measurementWord) {
+    const QMutexLocker locker(&m_unitLock);
     sUnitPrimary_ = unitFor(measurementWord);
 }
 
 void clsKVX5310::setUnitSecond(const QString& measurementWord) {
+    const QMutexLocker locker(&m_unitLock);
     sUnitSecond_ = unitFor(measurementWord);
 }
 

@@ -10,7 +10,10 @@
 #include "CommandLog.h"
 #include "LinkControls.h"
 
+#include <QMutex>
 #include <QString>
+
+#include <atomic>
 
 namespace kvx {
 
@@ -127,8 +130,9 @@ public:
     QString linkProblem() const { return Ready_ ? m_exchangeError : m_configureError; }
 
     // --- Fields, read-only for the windows ---
-    QString sUnitPrimary() const { return sUnitPrimary_; }
-    QString sUnitSecond() const { return sUnitSecond_; }
+    // The units are read by the windows while the meter thread may be setting them.
+    QString sUnitPrimary() const;
+    QString sUnitSecond() const;
     double dRange() const { return dRange_; }
     QString sMode() const { return sMode_; }
     QString sQuestContent() const { return sQuestContent_; }
@@ -156,6 +160,7 @@ private:
     QString rangeSetter(const QString& prefix, double range);
     qint16 registerQuery(const QString& command, QString& bits, int width);
 
+    mutable QMutex m_unitLock;
     QString sUnitPrimary_;
     QString sUnitSecond_;
     double dRange_ = 0.0;
@@ -163,7 +168,7 @@ private:
     QString sQuestContent_;
     QString sSESRContent_;
     QString sSBRContent_;
-    bool Ready_ = false;
+    std::atomic<bool> Ready_{false};
     bool bExecuting_ = false;
     CommandLog m_log;
     QString sCommand_;
@@ -171,7 +176,7 @@ private:
     QString sReply_;
     QString sValueSecond_;
     bool bDataArrived_ = false;
-    bool m_lastQueryAnswered = false;
+    std::atomic<bool> m_lastQueryAnswered{false};
     int m_relDataDepth = 0;
     QString m_configureError;
     QString m_exchangeError;

@@ -3,6 +3,7 @@
 // group; a range option re-sends the active function of its group, so a range
 // change always travels as a new function command.
 
+#include "MeterThread.h"
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
@@ -35,14 +36,12 @@ void frmKVX5130::beginFunction(QGroupBox* frame) {
         m_rangeStack->setCurrentWidget(frame);
 }
 
-QString frmKVX5130::showFunction() {
-    const QString function = driver().Func();
+void frmKVX5130::showFunction(const QString& function, const QString& secondUnit) {
     if (StatePanel* state = statePanel())
         state->setFunctionText(function);
     SetPrimaryFormat();
     if (DigitalScreen* screen = forms().digital)
-        screen->setSecondaryFormat(panel::secondaryFormatText(driver().sUnitSecond()));
-    return function;
+        screen->setSecondaryFormat(panel::secondaryFormatText(secondUnit));
 }
 
 void frmKVX5130::setVoltageOptionsSelectable(const QString& indexes, bool selectable) {
@@ -115,38 +114,9 @@ QGroupBox* frmKVX5130::frameBox(FunctionFrame frame) const {
     return nullptr;
 }
 
-// Every function key takes the same steps, in this order on the wire: the
-// function command (with its group's range), the function query, then the
-// panel: options, tag and range field.
-void frmKVX5130::runFunctionKey(const MeterFunction& function) {
-    beginFunction(frameBox(function.frame));
-    const bool ranged = function.rangeGroup != FunctionFrame::None;
-    const double range = ranged ? rangeOf(groupOf(function.rangeGroup)) : 0.0;
-    QString shown;
-    if (function.call == DriverCall::Nothing) {
-        // Ripple: the meter keeps its present function; only the panel changes.
-        if (StatePanel* state = statePanel())
-            state->setFunctionText(QLatin1String(function.name));
-        SetPrimaryFormat();
-    } else {
-        callDriver(function.call, range);
-        shown = showFunction();
-    }
-    if (function.voltageOptions)
-        setVoltageOptionsSelectable(QLatin1String(function.voltageOptions), function.optionsSelectable);
-    if (function.tag)
-        setFrameTag(frameBox(function.tagFrame), QLatin1String(function.tag));
-    if (ranged)
-        showRange(range);
-    // The current-plus-frequency key names the function as the secondary display's unit.
-    if (function.call == DriverCall::CurrentFrequency) {
-        if (DigitalScreen* screen = forms().digital)
-            screen->setSecondaryFormat(QStringLiteral(".#0 \"") + shown + QLatin1Char('"'));
-    }
-}
+namespace {
 
-void frmKVX5130::callDriver(DriverCall call, double range) {
-    clsKVX5310& meter = driver();
+void callDriver(clsKVX5310& meter, DriverCall call, double range) {
     switch (call) {
     case DriverCall::Nothing:
         break;
@@ -159,10 +129,6 @@ void frmKVX5130::callDriver(DriverCall call, double range) {
     case DriverCall::VoltageACDC:
         meter.VoltageACDC(range);
         break;
-    case DriverCall::VoltageFrequency:
-        key(QStringLiteral("cmdACV"))->click();
-        meter.SFR();
-        break;
     case DriverCall::CurrentDC:
         meter.CurrentDC(range);
         break;
@@ -172,8 +138,9 @@ void frmKVX5130::callDriver(DriverCall call, double range) {
     case DriverCall::CurrentACDC:
         meter.CurrentACDC(range);
         break;
+    case DriverCall::VoltageFrequency:
     case DriverCall::CurrentFrequency:
-        key(QStringLiteral("cmdACA"))->click();
+        // The AC key before it has already been sent; this adds the frequency.
         meter.SFR();
         break;
     case DriverCall::Diode:
@@ -188,6 +155,64 @@ void frmKVX5130::callDriver(DriverCall call, double range) {
     case DriverCall::Continuity:
         meter.Continuity();
         break;
+    }
+}
+
+// The function the meter reports after the command, and the unit that goes with it.
+struct FunctionShown {
+    QString function;
+    QString secondUnit;
+};
+
+} // namespace
+
+// Every function key takes the same steps, in this order on the wire: the
+// function command (with its group's range), the function query, then the
+// panel: options, tag and range field. The two frequency keys first press the
+// AC key of their frame, whose steps are queued ahead of theirs.
+void frmKVX5130::runFunctionKey(const MeterFunction& function) {
+    beginFunction(frameBox(function.frame));
+    const bool ranged = function.rangeGroup != FunctionFrame::None;
+    const double range = ranged ? rangeOf(groupOf(function.rangeGroup)) : 0.0;
+    if (function.call == DriverCall::Nothing) {
+        // Ripple: the meter keeps its present function; only the panel changes.
+        if (StatePanel* state = statePanel())
+            state->setFunctionText(QLatin1String(function.name));
+        SetPrimaryFormat();
+        finishFunctionKey(function, range, QString());
+        return;
+    }
+    if (function.call == DriverCall::VoltageFrequency)
+        key(QStringLiteral("cmdACV"))->click();
+    else if (function.call == DriverCall::CurrentFrequency)
+        key(QStringLiteral("cmdACA"))->click();
+    const DriverCall call = function.call;
+    meterThread().call<FunctionShown>(
+        this,
+        [call, range](clsKVX5310& meter) {
+            callDriver(meter, call, range);
+            FunctionShown shown;
+            shown.function = meter.Func();
+            shown.secondUnit = meter.sUnitSecond();
+            return shown;
+        },
+        [this, function = &function, range](FunctionShown shown) {
+            showFunction(shown.function, shown.secondUnit);
+            finishFunctionKey(*function, range, shown.function);
+        });
+}
+
+void frmKVX5130::finishFunctionKey(const MeterFunction& function, double range, const QString& shown) {
+    if (function.voltageOptions)
+        setVoltageOptionsSelectable(QLatin1String(function.voltageOptions), function.optionsSelectable);
+    if (function.tag)
+        setFrameTag(frameBox(function.tagFrame), QLatin1String(function.tag));
+    if (function.rangeGroup != FunctionFrame::None)
+        showRange(range);
+    // The current-plus-frequency key names the function as the secondary display's unit.
+    if (function.call == DriverCall::CurrentFrequency) {
+        if (DigitalScreen* screen = forms().digital)
+            screen->setSecondaryFormat(QStringLiteral(".#0 \"") + shown + QLatin1Char('"'));
     }
 }
 
@@ -217,19 +242,21 @@ void frmKVX5130::rerunFunctionOf(FunctionFrame frame) {
 }
 
 // --- Mode keys ---
+// The panel shows the new mode at once, so a second press continues from it
+// even while the first is still on its way to a slow meter.
 
 void frmKVX5130::onHold() {
     StatePanel* state = statePanel();
     const QString mode = state ? trimBlanks(state->mathText()) : QString();
     QString next;
     if (mode.isEmpty()) {
-        driver().setHold(true);
+        meterThread().post([](clsKVX5310& meter) { meter.setHold(true); });
         next = QStringLiteral("HOLD");
     } else if (mode == QLatin1String("HOLD")) {
-        driver().AutoHold();
+        meterThread().post([](clsKVX5310& meter) { meter.AutoHold(); });
         next = QStringLiteral("AutoHold");
     } else {
-        driver().setHold(false);
+        meterThread().post([](clsKVX5310& meter) { meter.setHold(false); });
     }
     if (state)
         state->setMathText(next);
@@ -242,10 +269,10 @@ void frmKVX5130::onMaxMin() {
     const QString mode = state ? trimBlanks(state->mathText()) : QString();
     QString next;
     if (mode == QLatin1String("MAX")) {
-        driver().setMinMode(true);
+        meterThread().post([](clsKVX5310& meter) { meter.setMinMode(true); });
         next = QStringLiteral("MIN");
     } else {
-        driver().setMaxMode(true);
+        meterThread().post([](clsKVX5310& meter) { meter.setMaxMode(true); });
         next = QStringLiteral("MAX");
     }
     if (state)
@@ -253,28 +280,48 @@ void frmKVX5130::onMaxMin() {
 }
 
 void frmKVX5130::onREL() {
-    driver().setRelState(true);
+    meterThread().post([](clsKVX5310& meter) { meter.setRelState(true); });
 }
 
 void frmKVX5130::onComp() {
-    driver().setLimitState(true);
+    meterThread().post([](clsKVX5310& meter) { meter.setLimitState(true); });
 }
 
+namespace {
+
+// dBm is offered on volts only; the key switches it over and reads back the reference.
+struct DbmSwitch {
+    bool offered = false;
+    bool nowOn = false;
+    qint16 referenceOhms = 0;
+};
+
+DbmSwitch switchDbm(clsKVX5310& meter) {
+    DbmSwitch outcome;
+    if (meter.sUnitPrimary() != QLatin1String("V"))
+        return outcome;
+    outcome.offered = true;
+    if (meter.SDBMState()) {
+        meter.setSDBMState(false);
+        return outcome;
+    }
+    meter.setSDBMState(true);
+    outcome.nowOn = true;
+    outcome.referenceOhms = meter.SDBMRef();
+    return outcome;
+}
+
+} // namespace
+
 void frmKVX5130::onDBM() {
-    if (driver().sUnitPrimary() != QLatin1String("V"))
-        return;
-    StatePanel* state = statePanel();
-    if (driver().SDBMState()) {
-        driver().setSDBMState(false);
-        if (state)
-            state->setDbmActive(false);
-        return;
-    }
-    driver().setSDBMState(true);
-    if (state) {
-        state->setDbmActive(true);
-        state->setRefOhmText(QString::number(driver().SDBMRef()));
-    }
+    meterThread().call<DbmSwitch>(this, switchDbm, [](DbmSwitch outcome) {
+        StatePanel* state = statePanel();
+        if (!outcome.offered || !state)
+            return;
+        state->setDbmActive(outcome.nowOn);
+        if (outcome.nowOn)
+            state->setRefOhmText(QString::number(outcome.referenceOhms));
+    });
 }
 
 } // namespace kvx

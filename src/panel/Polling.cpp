@@ -2,6 +2,7 @@
 // simulated one), widens the primary display's format when needed, feeds every
 // view and re-arms the timer so that readings stay on a whole-second grid.
 
+#include "MeterThread.h"
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
@@ -17,36 +18,69 @@
 namespace kvx {
 
 void frmKVX5130::onTimer2Tick() {
-    // A message box opened from inside a tick runs its own event loop; a tick
-    // arriving there must not start a second reading in the middle of the first.
+    // A tick whose reading is still on its way (a slow or silent meter), or one
+    // arriving inside a message box's own event loop, must not start a second
+    // reading in the middle of the first.
     if (m_tickRunning)
         return;
     m_tickRunning = true;
     const double tickStart = clock().secondsSinceMidnight();
+    const int trace = m_traceNumber;
 
     updateClockDisplay();
-    if (m_check1->isChecked())
-        SimulateMeterValue();
-    else
-        ReadMeterValue();
+    takeReading([this, tickStart, trace] { finishTick(tickStart, trace); });
+}
 
-    const double now = clock().secondsSinceMidnight();
-    const double elapsedMinutes = secondsOfDayBetween(m_traceStartTime, now) / 60.0;
-    QString& totalTime = session().operation.totalTime;
-    totalTime = trimBlanks(totalTime);
-    if (panel::totalTimeElapsed(totalTime, elapsedMinutes))
-        m_cmdStart->click();
-
+void frmKVX5130::finishTick(double tickStart, int trace) {
+    // A trace stopped while the reading was on its way stays stopped.
+    if (trace == m_traceNumber) {
+        const double now = clock().secondsSinceMidnight();
+        const double elapsedMinutes = secondsOfDayBetween(m_traceStartTime, now) / 60.0;
+        QString& totalTime = session().operation.totalTime;
+        totalTime = trimBlanks(totalTime);
+        if (panel::totalTimeElapsed(totalTime, elapsedMinutes))
+            m_cmdStart->click();
+    }
     const double took = secondsOfDayBetween(tickStart, clock().secondsSinceMidnight());
     m_timer2->setInterval(panel::rearmInterval(took, m_timer2->interval()));
     m_tickRunning = false;
+}
+
+void frmKVX5130::takeReading(std::function<void()> then) {
+    if (m_check1->isChecked()) {
+        SimulateMeterValue();
+        then();
+    } else {
+        ReadMeterValue(std::move(then));
+    }
 }
 
 void frmKVX5130::updateClockDisplay() {
     m_timeDisplay->setText(panel::clockDisplayText(clock().now()));
 }
 
-void frmKVX5130::ReadMeterValue() {
+namespace {
+
+// What one reading brings back from the meter thread.
+struct MeterReading {
+    QString primary;
+    bool answered = false;
+    QString problem; // why it was not answered
+    QString secondary;
+};
+
+MeterReading readBothValues(clsKVX5310& meter) {
+    MeterReading reading;
+    reading.primary = meter.ValuePrimary();
+    reading.answered = meter.lastQueryAnswered();
+    reading.problem = meter.linkProblem();
+    reading.secondary = meter.ValueSecond();
+    return reading;
+}
+
+} // namespace
+
+void frmKVX5130::ReadMeterValue(std::function<void()> then) {
     updateClockDisplay();
     Session& s = session();
     const double now = clock().secondsSinceMidnight();
@@ -55,23 +89,30 @@ void frmKVX5130::ReadMeterValue() {
         s.lastReadingTime = now;
     }
     s.timeSinceLastReading = secondsOfDayBetween(s.lastReadingTime, now);
+    s.lastReadingTime = now;
 
+    meterThread().call<MeterReading>(this, readBothValues, [this, then = std::move(then)](MeterReading reading) {
+        showReading(reading.primary, reading.answered, reading.problem, reading.secondary);
+        if (then)
+            then();
+    });
+}
+
+void frmKVX5130::showReading(const QString& reading, bool answered, const QString& problem,
+                             const QString& secondText) {
     // A failed exchange gives empty (or stale) text, which reads as 0: the trace
     // goes on with zeros while the link is down. Such a reading, and a reply that
     // holds no number, is marked as having no reply, so it is never taken for a
     // measured 0.
-    const QString reading = driver().ValuePrimary();
-    const bool answered = driver().lastQueryAnswered();
     const bool noReply = !answered || !startsWithNumber(reading);
     const double primary = parseLeadingNumber(reading);
-    s.lastReadingTime = now;
-    showLinkState(answered);
+    showLinkState(answered, problem);
     noteReading(primary);
 
     DigitalScreen* screen = forms().digital;
     if (screen)
         screen->setPrimaryValue(primary);
-    const double secondary = parseLeadingNumber(driver().ValueSecond());
+    const double secondary = parseLeadingNumber(secondText);
     if (screen)
         screen->setSecondaryValue(secondary);
     feedViews(primary, secondary, noReply);

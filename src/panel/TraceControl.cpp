@@ -1,6 +1,7 @@
 // Trace start/stop, the triggered style, the operation file that carries the
 // settings between runs, the link set-up it names, and quitting.
 
+#include "MeterThread.h"
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
@@ -41,9 +42,10 @@ QString sampleIntervalForDisplay() {
 void frmKVX5130::load() {
     m_firstActivation = true;
     // From here on the command log is kept on disk, not in memory.
-    if (!session().programFolder.isEmpty())
-        driver().spoolCommandLog(
-            session().pathInFolder(QLatin1String(kCommandLogFile) + QStringLiteral(".part")));
+    if (!session().programFolder.isEmpty()) {
+        const QString spool = session().pathInFolder(QLatin1String(kCommandLogFile) + QStringLiteral(".part"));
+        meterThread().post([spool](clsKVX5310& meter) { meter.spoolCommandLog(spool); });
+    }
     // The driver owns its two link objects; there is nothing to hand over.
     LoadOperation();
     RestoreSetting();
@@ -61,30 +63,48 @@ void frmKVX5130::firstActivation() {
     }
     m_firstActivation = false;
     showRestoredSettings();
-    const QString saved = trimBlanks(session().operation.sFunction);
     // Without a set-up link the saved function cannot be trusted to match the meter.
-    const QString keyName =
-        (!saved.isEmpty() && driver().Ready()) ? panel::restoreKeyFor(saved) : QStringLiteral("cmdDCV");
-    key(keyName)->click();
+    meterThread().call<bool>(
+        this, [](clsKVX5310& meter) { return meter.Ready(); },
+        [this](bool ready) {
+            const QString saved = trimBlanks(session().operation.sFunction);
+            const QString keyName =
+                (!saved.isEmpty() && ready) ? panel::restoreKeyFor(saved) : QStringLiteral("cmdDCV");
+            key(keyName)->click();
+        });
 }
 
 // --- Link settings ---
 
 void frmKVX5130::RestoreSetting() {
     const OperationRecord& op = session().operation;
-    // The framing goes in before the link opens, whichever link the next lines choose.
-    driver().CWSerial1().setFraming(SerialFraming::fromSettings(op.serialSettings));
-    if (!applyLinkOverride())
-        applyLinkSettings();
-
+    const std::optional<ConnectionTarget> override = linkOverride();
     const QString interval = trimBlanks(op.samplingInterval);
     if (parseLeadingNumber(interval) != 0.0) {
         if (DataTable* table = forms().dataTable)
             table->setField(RecordField::TimerSample, interval);
     }
-    driver().StandardEventStatusReg();
-    showLinkState(driver().SESR_PON() && driver().lastQueryAnswered());
-    showRestoredSettings();
+    struct LinkStatus {
+        bool answered = false;
+        QString problem;
+    };
+    meterThread().call<LinkStatus>(
+        this,
+        [op, override](clsKVX5310& meter) {
+            // The framing goes in before the link opens, whichever link the next lines choose.
+            meter.CWSerial1().setFraming(SerialFraming::fromSettings(op.serialSettings));
+            if (override) {
+                applyConnectionTarget(*override, meter.CWSerial1(), meter.CWGPIB1());
+                meter.setConnectMethod(override->method);
+            } else
+                applyLinkSettings(meter, op);
+            meter.StandardEventStatusReg();
+            return LinkStatus{meter.SESR_PON() && meter.lastQueryAnswered(), meter.linkProblem()};
+        },
+        [this](LinkStatus status) {
+            showLinkState(status.answered, status.problem);
+            showRestoredSettings();
+        });
 }
 
 void frmKVX5130::showRestoredSettings() {
@@ -93,12 +113,12 @@ void frmKVX5130::showRestoredSettings() {
         if (StatePanel* state = forms().state)
             state->setSampleIntervalText(interval);
     }
-    showLinkState(m_linkAnswered.value_or(false));
+    // Before the first status exchange is back there is nothing to show yet.
+    if (m_linkAnswered)
+        showLinkState(*m_linkAnswered, m_linkReason);
 }
 
-void frmKVX5130::applyLinkSettings() {
-    const OperationRecord& op = session().operation;
-    clsKVX5310& meter = driver();
+void frmKVX5130::applyLinkSettings(clsKVX5310& meter, const OperationRecord& op) {
     SerialControl& serial = meter.CWSerial1();
     GpibControl& gpib = meter.CWGPIB1();
     // A record that never held a port or a rate (a first run) keeps the link's own defaults.
@@ -124,10 +144,10 @@ void frmKVX5130::applyLinkSettings() {
     meter.setConnectMethod(method);
 }
 
-bool frmKVX5130::applyLinkOverride() {
+std::optional<ConnectionTarget> frmKVX5130::linkOverride() {
     const QString text = session().linkOverride.trimmed();
     if (text.isEmpty())
-        return false;
+        return std::nullopt;
     ConnectionTarget target;
     QString error;
     if (!parseConnectionText(text, &target, &error)) {
@@ -138,28 +158,22 @@ bool frmKVX5130::applyLinkOverride() {
                                          "The link of the operation file is used instead.")
                               .arg(text, error),
                           QStringLiteral("Warning"));
-        return false;
+        return std::nullopt;
     }
-    clsKVX5310& meter = driver();
-    if (target.method == QLatin1String("RS232")) {
-        meter.CWSerial1().setDevicePath(target.devicePath);
-        if (target.baudRate > 0)
-            meter.CWSerial1().setBaudRate(target.baudRate);
-    } else {
-        meter.CWGPIB1().setBackend(target.gpibBackend);
-        if (target.gpibAddress >= 0)
-            meter.CWGPIB1().setPrimaryAddress(target.gpibAddress);
-    }
-    meter.setConnectMethod(target.method);
-    return true;
+    return target;
 }
 
-void frmKVX5130::showLinkState(bool answered) {
+void frmKVX5130::showLinkState(bool answered, const QString& reason) {
     // Told once per change, so a meter silent for a day does not fill the log.
     const bool wasAnswering = m_linkAnswered.value_or(true);
     const bool firstCheck = !m_linkAnswered.has_value();
     m_linkAnswered = answered;
-    const QString problem = answered ? QString() : linkProblemText();
+    m_linkReason = reason;
+    // The driver's reason, or a plain one when the link opened but the meter stayed silent.
+    const QString problem =
+        answered ? QString()
+                 : QStringLiteral("The meter does not answer: %1")
+                       .arg(reason.isEmpty() ? QStringLiteral("no reply within the timeout") : reason);
     if (!answered && wasAnswering)
         statusReports().report(problem);
     else if (answered && !wasAnswering && !firstCheck)
@@ -173,56 +187,62 @@ void frmKVX5130::showLinkState(bool answered) {
     state->setConnProblem(problem);
 }
 
-// The driver's reason, or a plain one when the link opened but the meter stayed silent.
-QString frmKVX5130::linkProblemText() const {
-    const QString reason = driver().linkProblem();
-    return QStringLiteral("The meter does not answer: %1")
-        .arg(reason.isEmpty() ? QStringLiteral("no reply within the timeout") : reason);
-}
-
-bool frmKVX5130::checkLink() {
+void frmKVX5130::checkLink(std::function<void(bool answered)> then) {
     // SESR_PON answers True without asking; whether the query got a reply is what
     // tells a switched-off meter apart.
-    driver().StandardEventStatusReg();
-    const bool answered = driver().SESR_PON() && driver().lastQueryAnswered();
-    showLinkState(answered);
-    return answered;
+    struct LinkStatus {
+        bool answered = false;
+        QString problem;
+    };
+    meterThread().call<LinkStatus>(
+        this,
+        [](clsKVX5310& meter) {
+            meter.StandardEventStatusReg();
+            return LinkStatus{meter.SESR_PON() && meter.lastQueryAnswered(), meter.linkProblem()};
+        },
+        [this, then = std::move(then)](LinkStatus status) {
+            showLinkState(status.answered, status.problem);
+            then(status.answered);
+        });
 }
 
 // --- Trace keys ---
 
 void frmKVX5130::onStart() {
+    // A press while the meter's status is still awaited would race the first one.
+    if (m_startPending)
+        return;
     Session& s = session();
     s.tracing = !s.tracing;
     const bool continuous = continuousStyleSelected();
     // Stopping never depends on the meter: a trace whose meter went away must
     // still end, by the key or by its total time.
-    const bool stopping = continuous && !s.tracing;
-    if (!stopping && !checkLink()) {
-        s.tracing = false;
-        messages().notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
-        return;
-    }
-    if (!continuous) {
-        takeOneReading();
-        const double now = clock().secondsSinceMidnight();
-        m_lblInterval->setText(
-            panel::triggerIntervalCaption(secondsOfDayBetween(m_previousTriggerTime, now)));
-        m_previousTriggerTime = now;
-        return;
-    }
-    if (stopping)
+    if (continuous && !s.tracing) {
         stopTrace();
-    else
-        beginTrace();
+        return;
+    }
+    m_startPending = true;
+    checkLink([this, continuous](bool answered) {
+        m_startPending = false;
+        if (!answered) {
+            session().tracing = false;
+            messages().notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
+            return;
+        }
+        if (continuous)
+            beginTrace();
+        else
+            takeOneReading();
+    });
 }
 
 void frmKVX5130::takeOneReading() {
     updateClockDisplay();
-    if (m_check1->isChecked())
-        SimulateMeterValue();
-    else
-        ReadMeterValue();
+    takeReading([this] {
+        const double now = clock().secondsSinceMidnight();
+        m_lblInterval->setText(panel::triggerIntervalCaption(secondsOfDayBetween(m_previousTriggerTime, now)));
+        m_previousTriggerTime = now;
+    });
 }
 
 void frmKVX5130::beginTrace() {
@@ -245,6 +265,7 @@ void frmKVX5130::beginTrace() {
 
 void frmKVX5130::stopTrace() {
     m_timer2->stop();
+    ++m_traceNumber;
     setStartKeyLook(QStringLiteral("Start"), QColor(255, 0, 0), QStringLiteral("Start To Show Trace"));
     if (DataTable* table = forms().dataTable)
         table->setField(RecordField::EndTime, dateTimeText(clock().now()));
@@ -255,7 +276,7 @@ void frmKVX5130::stopTrace() {
 }
 
 void frmKVX5130::startTraceNow() {
-    if (m_timer2->isActive())
+    if (m_timer2->isActive() || m_startPending)
         return;
     // A triggered press before may have left the flag set; this press must start.
     session().tracing = false;
@@ -284,8 +305,12 @@ void frmKVX5130::onSampleStyle() {
 // --- Operation file ---
 
 void frmKVX5130::SaveOperation() {
-    session().operation.sFunction = fixedText(driver().Func(), 10);
-    saveOperationTo(operationFilePath());
+    meterThread().call<QString>(
+        this, [](clsKVX5310& meter) { return meter.Func(); },
+        [this](QString function) {
+            session().operation.sFunction = fixedText(function, 10);
+            saveOperationTo(operationFilePath());
+        });
 }
 
 void frmKVX5130::LoadOperation() {
@@ -367,11 +392,26 @@ void frmKVX5130::onQuit() {
     m_timer2->stop();
     SaveOperation();
     if (session().logCommands) {
-        QString error;
-        if (!driver().writeCommandLog(session().pathInFolder(QLatin1String(kCommandLogFile)), &error))
-            messages().notice(error, QStringLiteral("Warning"));
+        // Written on the meter thread, after every exchange queued before it.
+        const QString path = session().pathInFolder(QLatin1String(kCommandLogFile));
+        meterThread().call<QString>(
+            this,
+            [path](clsKVX5310& meter) {
+                QString error;
+                meter.writeCommandLog(path, &error);
+                return error;
+            },
+            [](QString error) {
+                if (!error.isEmpty())
+                    messages().notice(error, QStringLiteral("Warning"));
+            });
     }
-    releaseDriver();
+    // Nothing queued is dropped: the last readings, the function query and the log all finish first.
+    meterThread().settle();
+    if (meterThread().running())
+        meterThread().stop();
+    else
+        releaseDriver();
     m_exitAction();
 }
 

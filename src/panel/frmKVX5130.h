@@ -5,6 +5,7 @@
 
 #include "Forms.h"
 #include "FunctionCatalogue.h"
+#include "Link.h"
 #include "PanelRules.h"
 
 #include <QWidget>
@@ -24,6 +25,8 @@ class QTimer;
 namespace kvx {
 
 class RecordKeys;
+class clsKVX5310;
+struct OperationRecord;
 
 class frmKVX5130 : public QWidget, public MeterPanel {
     Q_OBJECT
@@ -63,8 +66,11 @@ public:
     void setExitAction(std::function<void()> exitAction);
 
     // --- Polling ---
+    // A tick hands its reading to the meter thread and finishes when the reading
+    // is back; ticks never overlap.
     void onTimer2Tick();
-    void ReadMeterValue();
+    // Asks the meter for both values; `then` runs once they reached every view.
+    void ReadMeterValue(std::function<void()> then = {});
     void SimulateMeterValue();
     void SetPrimaryFormat();
     QTimer* timer2() const { return m_timer2; }
@@ -96,14 +102,15 @@ private:
 
     // Function keys: one routine for the thirteen keys of the function table.
     void runFunctionKey(const MeterFunction& function);
-    void callDriver(DriverCall call, double range);
+    // The panel's part once the meter thread has sent a function and read it back.
+    void finishFunctionKey(const MeterFunction& function, double range, const QString& shown);
     QGroupBox* frameBox(FunctionFrame frame) const;
     void onRangeOption(panel::RangeGroup group, int index);
     void rerunFunctionOf(FunctionFrame frame);
 
     // Steps shared by the function keys.
     void beginFunction(QGroupBox* frame);
-    QString showFunction();
+    void showFunction(const QString& function, const QString& secondUnit);
     void setVoltageOptionsSelectable(const QString& indexes, bool selectable);
     void setFrameTag(QGroupBox* frame, const QString& tag);
     void showRange(double range);
@@ -121,6 +128,9 @@ private:
     void stopTrace();
     void beginTrace();
     void takeOneReading();
+    void takeReading(std::function<void()> then);
+    void finishTick(double tickStart, int trace);
+    void showReading(const QString& reading, bool answered, const QString& problem, const QString& secondText);
     void setStartKeyLook(const QString& caption, const QColor& colour, const QString& toolTip);
     void onQuit();
     // Snapshot, printed report, record files and the CSV export.
@@ -131,11 +141,12 @@ private:
     void onExportCsv();
 
     // Link state.
-    void applyLinkSettings();
-    bool applyLinkOverride();
-    bool checkLink();
-    void showLinkState(bool answered);
-    QString linkProblemText() const;
+    static void applyLinkSettings(clsKVX5310& meter, const OperationRecord& op);
+    // The --link text parsed, or nothing (told once when it cannot be used).
+    std::optional<ConnectionTarget> linkOverride();
+    // Asks the meter for its status; `then` learns whether it answered.
+    void checkLink(std::function<void(bool answered)> then);
+    void showLinkState(bool answered, const QString& problem = QString());
     void showRestoredSettings();
 
     void feedViews(double primary, double secondary, bool noReply);
@@ -164,7 +175,10 @@ private:
     bool m_firstActivation = false;
     bool m_activationDeferred = false;
     std::optional<bool> m_linkAnswered; // unset until the first check
+    QString m_linkReason;               // the driver's reason when it did not answer
     bool m_tickRunning = false;
+    bool m_startPending = false; // a Start press waits for the meter's status
+    int m_traceNumber = 0;       // counts stops, so a late reading knows its trace ended
     double m_largestMagnitude = 0.0;
     double m_traceStartTime = 0.0;
     double m_previousTriggerTime = 0.0;

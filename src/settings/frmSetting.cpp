@@ -4,6 +4,7 @@
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
+#include "MeterThread.h"
 #include "clsKVX5310.h"
 
 #include <QAbstractItemView>
@@ -513,16 +514,29 @@ void frmSetting::showLogo(const QString& path) {
 void frmSetting::testConnection() {
     // The place settings of this program go on the controls first; the test then
     // configures the chosen link with the dialog's port, rate or address.
-    clsKVX5310& meter = driver();
-    meter.CWSerial1().setDevicePath(cboSerialDevice->currentText().trimmed());
-    meter.CWGPIB1().setBackend(
-        gpibBackendText(GpibBackendKind(cboGpibBackend->currentIndex()), cboGpibPlace->currentText()));
+    const QString devicePath = cboSerialDevice->currentText().trimmed();
+    const QString backend =
+        gpibBackendText(GpibBackendKind(cboGpibBackend->currentIndex()), cboGpibPlace->currentText());
     const auto number = [](const QString& text) {
         return roundToInt16(parseLeadingNumber(text)).value_or(0);
     };
     const auto baud = qint32(parseLeadingNumber(cboBuadRate->currentText()));
-    messages().notice(runConnectionTest(meter, Option1->isChecked(), number(cboComPort->currentText()), baud,
-                                        number(txtGPIBAddr->text())));
+    const bool serialChosen = Option1->isChecked();
+    const qint16 comPort = number(cboComPort->currentText());
+    const qint16 address = number(txtGPIBAddr->text());
+    // The dialog stays usable while a silent meter holds the test for its timeouts.
+    cmdTestConnect->setEnabled(false);
+    meterThread().call<QString>(
+        this,
+        [=](clsKVX5310& meter) {
+            meter.CWSerial1().setDevicePath(devicePath);
+            meter.CWGPIB1().setBackend(backend);
+            return runConnectionTest(meter, serialChosen, comPort, baud, address);
+        },
+        [this](QString outcome) {
+            cmdTestConnect->setEnabled(true);
+            messages().notice(outcome);
+        });
 }
 
 // The order of the stores is the record's contract with the operator: see the
@@ -611,14 +625,16 @@ bool frmSetting::textsFitRecord() {
 // New port, rate and address take effect when the link is next opened
 // (connection test or the panel's restore); while a trace runs they wait.
 void frmSetting::reconfigureLinks() {
-    const OperationRecord& op = session().operation;
-    SerialControl& serial = driver().CWSerial1();
-    serial.setPortNumber(op.comPort);
-    serial.setBaudRate(op.baudRate);
-    serial.setDevicePath(op.serialDevice);
-    GpibControl& gpib = driver().CWGPIB1();
-    gpib.setPrimaryAddress(op.gpibAddress);
-    gpib.setBackend(op.gpibBackend);
+    const OperationRecord op = session().operation;
+    meterThread().post([op](clsKVX5310& meter) {
+        SerialControl& serial = meter.CWSerial1();
+        serial.setPortNumber(op.comPort);
+        serial.setBaudRate(op.baudRate);
+        serial.setDevicePath(op.serialDevice);
+        GpibControl& gpib = meter.CWGPIB1();
+        gpib.setPrimaryAddress(op.gpibAddress);
+        gpib.setBackend(op.gpibBackend);
+    });
 }
 
 } // namespace kvx

@@ -4,6 +4,7 @@
 #include "StatusReports.h"
 #include "UpDown.h"
 #include "ValueRules.h"
+#include "MeterThread.h"
 #include "clsKVX5310.h"
 
 #include <QHBoxLayout>
@@ -228,7 +229,7 @@ void frmState::refOhmChanged(const QString& text) {
     if (!isNumeric(text))
         return;
     if (const std::optional<qint16> ohms = roundToInt16(parseLeadingNumber(text)))
-        driver().setSDBMRef(*ohms);
+        meterThread().post([ohms = *ohms](clsKVX5310& meter) { meter.setSDBMRef(ohms); });
 }
 
 void frmState::refIndexChanged(qint64 index) {
@@ -259,10 +260,9 @@ void frmState::limitEntered(QLineEdit* box) {
         return;
     }
     const bool upper = box == txtLimMax;
-    if (upper)
-        driver().setLimitUPPER(value);
-    else
-        driver().setLimitLower(value);
+    meterThread().post([upper, value](clsKVX5310& meter) {
+        upper ? meter.setLimitUPPER(value) : meter.setLimitLower(value);
+    });
     if (AnalogMeter* analog = forms().analog)
         upper ? analog->setLimHighText(text) : analog->setLimLowText(text);
     if (GraphRecord* graph = forms().graph)
