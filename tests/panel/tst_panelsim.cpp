@@ -1,6 +1,10 @@
 // The front panel against the simulated meter on a pseudo-terminal: the exact
 // commands each key and each range option sends, read back from the simulator's log.
+// CTest runs the suite twice: with the exchanges run where they are asked for, and
+// with the meter thread the program uses (KVX_TEST_METER_THREAD=1); the wire must
+// not tell the two apart.
 
+#include "MeterThread.h"
 #include "PanelFixture.h"
 #include "SimProcess.h"
 
@@ -11,15 +15,28 @@ using kvx::test::SimProcess;
 
 namespace {
 
+bool onMeterThread() {
+    return qEnvironmentVariableIntValue("KVX_TEST_METER_THREAD") == 1;
+}
+
 // A panel linked to a simulator through the --link override, as `kvx5130 --link` does.
 struct SimPanel : PanelFixture {
     explicit SimPanel(SimProcess& sim) : sim(sim) {
         kvx::session().linkOverride = QStringLiteral("serial:") + sim.where();
+        if (onMeterThread())
+            kvx::meterThread().start();
     }
+    ~SimPanel() {
+        settle();
+        kvx::meterThread().stop();
+    }
+    // Lets every exchange handed to the meter thread finish, and the panel act on it.
+    static void settle() { QVERIFY(kvx::meterThread().settle()); }
     // Commands the simulator received from `from` on, up to a marker query that
     // the test itself sends, so that nothing sent before it can still be on its way.
     QStringList commandsSince(int from) {
-        kvx::driver().IDN();
+        kvx::meterThread().post([](kvx::clsKVX5310& meter) { meter.IDN(); });
+        settle();
         QStringList all;
         for (int i = 0; i < 100 && !all.contains(QStringLiteral("*IDN?")); ++i) {
             sim.waitForLoggedCommands(from + 1);
@@ -34,6 +51,7 @@ struct SimPanel : PanelFixture {
         panel->RestoreSetting();
         if (!keyName.isEmpty())
             key(keyName)->click();
+        settle();
     }
 
     SimProcess& sim;
@@ -177,6 +195,7 @@ private slots:
         SimPanel f(sim);
         f.linkAndPress("");
         f.panel->onTimer2Tick();
+        f.settle();
         QCOMPARE(f.views.appended, 1);
         QCOMPARE(f.views.noReply, !fault.isEmpty());
         QCOMPARE(f.views.tablePrimary == 0.0, !fault.isEmpty());
@@ -204,6 +223,31 @@ private slots:
         SimPanel f(m_sim);
         f.linkAndPress(keyName);
         QTEST(f.views.secondaryFormatText, "format");
+    }
+
+    // A meter that never answers holds each exchange for the whole timeout; on the
+    // meter thread a key and a tick come back at once and finish later, in order.
+    void silentMeterNeverHoldsUpThePanel() {
+        if (!onMeterThread())
+            QSKIP("exchanges run on the meter thread only in the program's own set-up");
+        SimProcess sim({"--pty", "--no-reply"});
+        QVERIFY(sim.start());
+        SimPanel f(sim);
+        f.linkAndPress("");
+        const int from = f.logged();
+        f.key("cmdDCV")->click();
+        f.panel->onTimer2Tick();
+        QVERIFY(kvx::meterThread().pending() > 0);
+        QCOMPARE(f.views.appended, 0);
+        f.panel->onTimer2Tick(); // the first tick's reading is still on its way: skipped
+        f.settle();
+        QCOMPARE(f.views.appended, 1);
+        QVERIFY(f.views.noReply);
+        QCOMPARE(f.views.range, QStringLiteral("0"));
+        // The key's commands went out before the tick's reading.
+        const QStringList sentAfter = f.commandsSince(from);
+        QCOMPARE(sentAfter.mid(0, 3), sent(":CONF:VOLT:DC 0", 2));
+        QCOMPARE(sentAfter.count(":READ?"), 1);
     }
 
 private:
