@@ -47,6 +47,8 @@ Readings and logging:
 
 Faults:
   --no-reply          Never answer a query (commands are still logged).
+  --no-reply-after N  Answer until the N-th command arrives, then never again:
+                      a meter that hangs in the middle of a trace.
   --garbage           Answer every query with a few random non-numeric bytes.
   --drop-after N      Drop the connection when the N-th command arrives: the
                       pseudo-terminal is closed and its link removed, or the TCP
@@ -96,7 +98,7 @@ bool readInt(const QCommandLineParser& parser, const IntOption& option, QString*
 
 void declareOptions(QCommandLineParser& parser) {
     const char* const valued[] = {"pty-link", "tcp", "addr",       "baud",   "reply-delay",
-                                  "seed",     "log", "drop-after", "down-ms"};
+                                  "seed",     "log", "drop-after", "down-ms", "no-reply-after"};
     const char* const flags[] = {"pty", "prologix", "no-reply", "garbage", "verbose", "help"};
     for (const char* name : valued)
         parser.addOption(QCommandLineOption(QLatin1String(name), QString(), QStringLiteral("value")));
@@ -157,6 +159,7 @@ OptionsResult parseSimOptions(const QStringList& arguments) {
         {"reply-delay", &options.replyDelayMs, 0, 3600000},
         {"drop-after", &options.dropAfter, 0, 1000000000},
         {"down-ms", &options.downMs, 0, 3600000},
+        {"no-reply-after", &options.noReplyAfter, 0, 1000000000},
     };
     for (const IntOption& number : numbers) {
         if (!readInt(parser, number, &result.error))

@@ -21,6 +21,7 @@ struct SimOptions {
     std::optional<std::uint32_t> seed;
     QString logPath;
     bool noReply = false;
+    int noReplyAfter = 0; // 0: never
     bool garbage = false;
     int dropAfter = 0; // 0: never
     int downMs = 2000;

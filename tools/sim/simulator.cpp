@@ -82,6 +82,7 @@ void Simulator::onCommand(const QByteArray& line) {
     writeLog(line);
     qCDebug(lcSim) << "received" << line;
     ++m_commandsSinceConnect;
+    ++m_commandsReceived;
     if (m_options.dropAfter > 0 && m_commandsSinceConnect >= m_options.dropAfter) {
         // The meter took the command, but its answer dies with the cable.
         m_model.execute(QString::fromUtf8(line));
@@ -101,9 +102,13 @@ void Simulator::processCommands() {
         if (m_controller)
             m_model.setOutputQueued(m_controller->hasQueuedReply());
         const std::optional<QString> reply = m_model.execute(QString::fromUtf8(command));
-        if (reply && !m_options.noReply)
+        if (reply && !silent())
             answer(*reply);
     }
+}
+
+bool Simulator::silent() const {
+    return m_options.noReply || (m_options.noReplyAfter > 0 && m_commandsReceived >= m_options.noReplyAfter);
 }
 
 void Simulator::answer(const QString& reply) {

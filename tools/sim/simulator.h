@@ -36,6 +36,8 @@ private:
     void onInstrumentBytes(const QByteArray& bytes, bool endOfMessage);
     void onCommand(const QByteArray& line);
     void processCommands();
+    // A meter that stopped answering (from the start, or after some commands).
+    bool silent() const;
     void answer(const QString& reply);
     void sendReply(const QByteArray& message);
     void sendPendingReply();
@@ -59,6 +61,7 @@ private:
     QTimer m_replyTimer;
     QByteArray m_pendingReply;
     int m_commandsSinceConnect = 0;
+    int m_commandsReceived = 0;
     QTimer m_downTimer;
 };
 
