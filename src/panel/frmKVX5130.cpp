@@ -6,6 +6,7 @@
 #include "RecordKeys.h"
 
 #include <QButtonGroup>
+#include <QDateTime>
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -18,6 +19,8 @@
 #include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace kvx {
 
@@ -82,6 +85,19 @@ void frmKVX5130::buildUi() {
     layout->addWidget(buildTraceFrame());
 
     applyCompactLook();
+    fixClockWidth();
+}
+
+void frmKVX5130::fixClockWidth() {
+    // The clock changes every second. Unless its size is fixed, each new text lays
+    // the tab widget out again, and that repaints the whole panel, at every tick.
+    int widest = 0;
+    for (int month = 1; month <= 12; ++month) {
+        const QDateTime longest(QDate(2000, month, 28), QTime(23, 58, 58));
+        widest = std::max(widest, m_timeDisplay->fontMetrics().horizontalAdvance(panel::clockDisplayText(longest)));
+    }
+    const QMargins margins = m_timeDisplay->contentsMargins();
+    m_timeDisplay->setFixedSize(widest + margins.left() + margins.right() + 2, m_timeDisplay->sizeHint().height());
 }
 
 void frmKVX5130::applyCompactLook() {

@@ -85,6 +85,7 @@ private:
 
     void buildUi();
     void applyCompactLook();
+    void fixClockWidth();
     // Start-up found the operation file damaged: moves it aside and says where.
     void keepDamagedOperationFile(const QString& path, const QString& problem);
     QWidget* buildFunctionPage();
