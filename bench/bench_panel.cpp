@@ -8,6 +8,7 @@
 // measured in bench_instrument), or the panel's "Simulate" reading.
 
 #include "Link.h"
+#include "WorkingTrace.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
@@ -57,20 +58,6 @@ private:
     int m_step = 0;
 };
 
-// The working trace written through the sqlite3 shell, so that building it does not dominate the run.
-bool fillWorkingTrace(const QString& databasePath, qint64 rows) {
-    QProcess shell;
-    shell.start(
-        QStringLiteral("sqlite3"),
-        {databasePath, QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n "
-                                      "where i < %1) insert into datatemp "
-                                      "(SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,DiffLastTime) "
-                                      "select i, '2026/01/05 10:00:00', ((i % 2000) - 1000) * 0.25 || ' V', "
-                                      "'60.01 kHz', '0', '', i, 1 from n")
-                           .arg(rows - 1)});
-    return shell.waitForFinished(300000) && shell.exitCode() == 0;
-}
-
 struct PanelBench {
     QTemporaryDir dir;
     std::shared_ptr<kvx::ManualClock> clock = std::make_shared<kvx::ManualClock>();
@@ -94,7 +81,7 @@ struct PanelBench {
         const QString path = dir.filePath(QString::fromLatin1(kvx::kDatabaseFile));
         kvx::recordStore().open(path); // creates the tables
         kvx::recordStore().close();
-        ok = fillWorkingTrace(path, rows) && kvx::recordStore().open(path);
+        ok = benchsupport::fillWorkingTrace(path, rows) && kvx::recordStore().open(path);
 
         // In the frame's order, each placed at its start-up size.
         table = std::make_unique<kvx::frmDataTable>();

@@ -523,31 +523,68 @@ bool RecordStore::settleWriter() {
 }
 
 bool RecordStore::readSamples(int filterIndex, const std::function<void(const TempSample&)>& each) {
-    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    if (!run(query, statements::S14(filterIndex)))
+    SampleReader reader;
+    if (!startSampleReader(filterIndex, &reader))
         return false;
-    const QSqlRecord columns = query.record();
-    const int seqNo = columns.indexOf(QStringLiteral("SeqNo"));
-    const int recTime = columns.indexOf(QStringLiteral("RecTime"));
-    const int pVal = columns.indexOf(QStringLiteral("PVal"));
-    const int sVal = columns.indexOf(QStringLiteral("SVal"));
-    const int reason = columns.indexOf(QStringLiteral("Reason"));
-    const int comment = columns.indexOf(QStringLiteral("Comment"));
-    const int timeTick = columns.indexOf(QStringLiteral("TimeTick"));
-    const int diffLastTime = columns.indexOf(QStringLiteral("DiffLastTime"));
-    const int noReply = columns.indexOf(QLatin1String(kNoReplyColumn));
-    TempSample row;
-    while (query.next()) {
-        row.seqNo = query.value(seqNo).toLongLong();
-        row.recTime = textOf(query.value(recTime));
-        row.pVal = textOf(query.value(pVal));
-        row.sVal = textOf(query.value(sVal));
-        row.reason = textOf(query.value(reason));
-        row.comment = textOf(query.value(comment));
-        row.timeTick = query.value(timeTick);
-        row.diffLastTime = query.value(diffLastTime);
-        row.noReply = query.value(noReply).toInt() != 0;
-        each(row);
+    std::vector<TempSample> rows;
+    bool more = true;
+    while (more) {
+        rows.clear();
+        more = reader.read(4096, &rows);
+        for (const TempSample& row : rows)
+            each(row);
+    }
+    return true;
+}
+
+bool RecordStore::startSampleReader(int filterIndex, SampleReader* reader) {
+    reader->stop();
+    auto query = std::make_unique<QSqlQuery>(QSqlDatabase::database(m_connectionName, false));
+    query->setForwardOnly(true);
+    if (!run(*query, statements::S14(filterIndex)))
+        return false;
+    const QSqlRecord columns = query->record();
+    reader->m_seqNo = columns.indexOf(QStringLiteral("SeqNo"));
+    reader->m_recTime = columns.indexOf(QStringLiteral("RecTime"));
+    reader->m_pVal = columns.indexOf(QStringLiteral("PVal"));
+    reader->m_sVal = columns.indexOf(QStringLiteral("SVal"));
+    reader->m_reason = columns.indexOf(QStringLiteral("Reason"));
+    reader->m_comment = columns.indexOf(QStringLiteral("Comment"));
+    reader->m_timeTick = columns.indexOf(QStringLiteral("TimeTick"));
+    reader->m_diffLastTime = columns.indexOf(QStringLiteral("DiffLastTime"));
+    reader->m_noReply = columns.indexOf(QLatin1String(kNoReplyColumn));
+    reader->m_query = std::move(query);
+    return true;
+}
+
+SampleReader::SampleReader() = default;
+
+SampleReader::~SampleReader() = default;
+
+void SampleReader::stop() {
+    m_query.reset();
+}
+
+bool SampleReader::read(int maxRows, std::vector<TempSample>* rows) {
+    if (!m_query)
+        return false;
+    QSqlQuery& query = *m_query;
+    for (int n = 0; n < maxRows; ++n) {
+        if (!query.next()) {
+            stop();
+            return false;
+        }
+        TempSample row;
+        row.seqNo = query.value(m_seqNo).toLongLong();
+        row.recTime = textOf(query.value(m_recTime));
+        row.pVal = textOf(query.value(m_pVal));
+        row.sVal = textOf(query.value(m_sVal));
+        row.reason = textOf(query.value(m_reason));
+        row.comment = textOf(query.value(m_comment));
+        row.timeTick = query.value(m_timeTick);
+        row.diffLastTime = query.value(m_diffLastTime);
+        row.noReply = query.value(m_noReply).toInt() != 0;
+        rows->push_back(std::move(row));
     }
     return true;
 }

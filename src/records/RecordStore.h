@@ -26,6 +26,8 @@
 
 class QSqlQuery;
 
+class QSqlQuery;
+
 namespace kvx {
 
 struct NewSample;
@@ -122,6 +124,28 @@ using RowSource = std::function<RowStep(TempSample&)>;
 
 class SampleWriter;
 
+// Reads what `RecordStore::startSampleReader` selected a slice at a time, so that a
+// long trace can be shown while the windows stay usable. The statement stays open
+// between slices; the store's writer waits meanwhile, as for any reader.
+class SampleReader {
+public:
+    SampleReader();
+    ~SampleReader();
+    SampleReader(const SampleReader&) = delete;
+    SampleReader& operator=(const SampleReader&) = delete;
+
+    bool active() const { return m_query != nullptr; }
+    // Appends up to `maxRows` rows; false once the last row has been read.
+    bool read(int maxRows, std::vector<TempSample>* rows);
+    void stop();
+
+private:
+    friend class RecordStore;
+    std::unique_ptr<QSqlQuery> m_query;
+    int m_seqNo = -1, m_recTime = -1, m_pVal = -1, m_sVal = -1, m_reason = -1, m_comment = -1;
+    int m_timeTick = -1, m_diffLastTime = -1, m_noReply = -1;
+};
+
 class RecordStore {
 public:
     explicit RecordStore(QString connectionName = QStringLiteral("kvx5130-records"));
@@ -180,6 +204,8 @@ public:
     bool settleWriter();
     // S14: calls `each` for every row of the filter, in sample order.
     bool readSamples(int filterIndex, const std::function<void(const TempSample&)>& each);
+    // S14, to be read a slice at a time through `reader`.
+    bool startSampleReader(int filterIndex, SampleReader* reader);
     // S15: sets the comment of every sample stored with the time text `recTime`.
     bool updateSampleComment(const QString& comment, const QString& recTime);
     // S16: the highest sample number; an empty inner optional when the trace is empty.

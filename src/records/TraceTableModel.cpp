@@ -187,6 +187,19 @@ void TraceTableModel::endRebuild() {
     endResetModel();
 }
 
+void TraceTableModel::appendRebuiltRows(const std::vector<TempSample>& rows) {
+    if (rows.empty())
+        return;
+    beginInsertRows(QModelIndex(), size(), size() + static_cast<int>(rows.size()) - 1);
+    for (const TempSample& row : rows) {
+        if (!row.comment.isEmpty())
+            m_comments.insert(size(), row.comment);
+        m_rows.push_back(
+            makeRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason), row.noReply));
+    }
+    endInsertRows();
+}
+
 QString TraceTableModel::text(int row, int column) const {
     if (row < 0 || row >= size())
         return QString();

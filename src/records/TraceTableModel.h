@@ -9,6 +9,8 @@
 // rows that have one. Appending is amortised constant time and the grid only asks
 // for the rows it paints.
 
+#include "RecordStore.h"
+
 #include <QAbstractTableModel>
 #include <QByteArray>
 #include <QColor>
@@ -67,6 +69,8 @@ public:
     void addRebuiltRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
                        ReasonText reason, const QString& comment, bool noReply);
     void endRebuild();
+    // Rows read back from the database, appended after those shown (one insert).
+    void appendRebuiltRows(const std::vector<TempSample>& rows);
     int size() const { return static_cast<int>(m_rows.size()); }
 
     // Cell text of a row; empty text for a row that is not there.

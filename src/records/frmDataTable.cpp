@@ -12,6 +12,7 @@
 #include <QAction>
 #include <QBoxLayout>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QGridLayout>
 #include <QHeaderView>
@@ -20,6 +21,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableView>
+#include <QTimer>
 
 #include <cmath>
 #include <utility>
@@ -293,15 +295,29 @@ void frmDataTable::setField(RecordField which, const QString& text) {
     fieldEdit(which)->setText(text);
 }
 
+int frmDataTable::rowCount() const {
+    ensureFilled();
+    return m_model.size();
+}
+
+void frmDataTable::ensureFilled() const {
+    // Whoever asks for rows by number gets them all, even while the fill is under way.
+    if (m_fill.active())
+        const_cast<frmDataTable*>(this)->finishFilling();
+}
+
 QString frmDataTable::GetDate(int row) const {
+    ensureFilled();
     return m_model.text(row, TraceTableModel::RecTimeColumn);
 }
 
 QString frmDataTable::GetValuePrimary(int row) const {
+    ensureFilled();
     return m_model.text(row, TraceTableModel::PValColumn);
 }
 
 QString frmDataTable::GetValueSecond(int row) const {
+    ensureFilled();
     return m_model.text(row, TraceTableModel::SValColumn);
 }
 
@@ -312,6 +328,7 @@ double frmDataTable::diffLastTime(qint64 seqNo) const {
 }
 
 void frmDataTable::RowSelected(int row) {
+    ensureFilled();
     if (row < 0 || row >= m_model.size())
         return;
     m_model.setSelectedRow(row);
@@ -371,16 +388,43 @@ void frmDataTable::filterChanged() {
     refreshRows();
 }
 
+// The rows are read a slice at a time from the event loop: a trace of a million
+// samples fills in while the windows are already shown and usable.
 void frmDataTable::refreshRows() {
-    m_model.beginRebuild();
-    const bool ok = recordStore().readSamples(filterIndex(), [this](const TempSample& row) {
-        m_model.addRebuiltRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason),
-                              row.comment, row.noReply);
-    });
-    m_model.endRebuild();
-    if (!ok)
+    m_model.clearRows();
+    if (!recordStore().startSampleReader(filterIndex(), &m_fill)) {
         messages().notice(recordStore().lastError().number + QStringLiteral(":") +
                           recordStore().lastError().description);
+        return;
+    }
+    fillSlice();
+}
+
+void frmDataTable::fillSlice() {
+    constexpr int kRowsPerRead = 2000;
+    constexpr qint64 kSliceMs = 8; // well inside a frame, so the windows keep answering
+    QElapsedTimer spent;
+    spent.start();
+    std::vector<TempSample> rows;
+    rows.reserve(kRowsPerRead);
+    bool more = m_fill.active();
+    while (more && spent.elapsed() < kSliceMs) {
+        rows.clear();
+        more = m_fill.read(kRowsPerRead, &rows);
+        m_model.appendRebuiltRows(rows);
+    }
+    if (more)
+        QTimer::singleShot(0, this, &frmDataTable::fillSlice);
+}
+
+void frmDataTable::finishFilling() {
+    // A new sample is numbered after the rows shown, so they must all be there first.
+    std::vector<TempSample> rows;
+    while (m_fill.active()) {
+        rows.clear();
+        m_fill.read(1 << 16, &rows);
+        m_model.appendRebuiltRows(rows);
+    }
 }
 
 // ---- Storing one sample ----
@@ -478,6 +522,7 @@ void frmDataTable::AppendData() {
         return;
     m_heldReference = dValuePrimary;
     m_autoHoldCount = 0;
+    ensureFilled();
     const qint64 seqNo = m_model.size();
 
     const SampleTimes t = timesOfNewSample();

@@ -39,7 +39,9 @@ public:
     void RowSelected(int row) override;
     void ClearData() override;
     void refreshRows() override;
-    int rowCount() const override { return m_model.size(); }
+    // Reads the rest of the rows now; for callers that number or index them.
+    void finishFilling();
+    int rowCount() const override;
     int filterIndex() const override;
     QString filterCaption() const override;
     QString field(RecordField which) const override;
@@ -66,6 +68,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void fillSlice();
+    void ensureFilled() const;
     struct SampleTimes {
         QDateTime base;
         double clock = 0.0;
@@ -94,6 +98,7 @@ private:
     void filterChanged();
 
     TraceTableModel m_model;
+    SampleReader m_fill; // rows still to be read into the grid
 
     QLineEdit* txtRecno = nullptr;
     QLineEdit* txtStartTime = nullptr;

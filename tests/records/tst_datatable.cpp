@@ -175,6 +175,24 @@ private slots:
         QCOMPARE(forms().dataTable, static_cast<DataTable*>(&restarted));
     }
 
+    // A long trace fills in after the window is shown; a sample taken meanwhile is
+    // numbered after every stored row, never among them.
+    void longTraceFillsInAfterTheWindowIsShown() {
+        Table t;
+        std::vector<TempSample> rows(200000);
+        for (size_t i = 0; i < rows.size(); ++i)
+            rows[i] = {qint64(i), "2026/01/05 10:00:00", "1 V", "0 kHz", "0", "", {}, {}, false};
+        QVERIFY(recordStore().replaceTrace(rows));
+        frmDataTable restarted;
+        QVERIFY(restarted.model().size() < 200000);
+        restarted.setValuePrimary(5.0);
+        restarted.AppendData();
+        QCOMPARE(restarted.model().size(), 200001);
+        QCOMPARE(restarted.model().text(200000, TraceTableModel::SeqNoColumn), QString("200000"));
+        frmDataTable another;
+        QTRY_COMPARE(another.model().size(), 200001);
+    }
+
     void clearEmptiesEverything() {
         Table t;
         for (int i = 0; i < 3; ++i)
