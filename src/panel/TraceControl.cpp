@@ -78,7 +78,7 @@ void frmKVX5130::firstActivation() {
 
 void frmKVX5130::RestoreSetting() {
     const OperationRecord& op = session().operation;
-    const std::optional<ConnectionTarget> override = linkOverride();
+    const std::optional<ConnectionTarget> linkTarget = linkOverride();
     const QString interval = trimBlanks(op.samplingInterval);
     if (parseLeadingNumber(interval) != 0.0) {
         if (DataTable* table = forms().dataTable)
@@ -90,14 +90,15 @@ void frmKVX5130::RestoreSetting() {
     };
     meterThread().call<LinkStatus>(
         this,
-        [op, override](clsKVX5310& meter) {
+        [op, linkTarget](clsKVX5310& meter) {
             // The framing goes in before the link opens, whichever link the next lines choose.
             meter.CWSerial1().setFraming(SerialFraming::fromSettings(op.serialSettings));
-            if (override) {
-                applyConnectionTarget(*override, meter.CWSerial1(), meter.CWGPIB1());
-                meter.setConnectMethod(override->method);
-            } else
+            if (linkTarget) {
+                applyConnectionTarget(*linkTarget, meter.CWSerial1(), meter.CWGPIB1());
+                meter.setConnectMethod(linkTarget->method);
+            } else {
                 applyLinkSettings(meter, op);
+            }
             meter.StandardEventStatusReg();
             return LinkStatus{meter.SESR_PON() && meter.lastQueryAnswered(), meter.linkProblem()};
         },
