@@ -1,7 +1,7 @@
 // Reports, record files and exports of long traces: what the operator waits for
 // after pressing print, saving or opening a record file, or exporting a CSV.
 
-#include "CsvExport.h"
+#include "SampleExport.h"
 #include "RecordFile.h"
 #include "RecordStore.h"
 #include "Services.h"
@@ -9,6 +9,8 @@
 #include "TraceReport.h"
 #include "ValueRules.h"
 
+#include <QFileInfo>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 
@@ -75,13 +77,65 @@ void BM_ReplaceWorkingTrace(benchmark::State& state) {
 }
 BENCHMARK(BM_ReplaceWorkingTrace)->Arg(100000)->Unit(benchmark::kMillisecond);
 
+// The working trace of `samples` rows in a fresh database, for the exports.
+struct ExportBench {
+    QTemporaryDir dir;
+    kvx::RecordStore store{QStringLiteral("bench-report-export")};
+    QString databasePath() const { return dir.filePath(QStringLiteral("bench.mdb")); }
+    bool open(int samples) {
+        return store.open(databasePath()) && store.replaceTrace(makeTrace(samples).samples);
+    }
+};
+
+// CSV or NDJSON export of the working trace into a file, straight from the database.
+void exportBench(benchmark::State& state, kvx::ExportFormat format) {
+    ExportBench bench;
+    if (!bench.open(int(state.range(0)))) {
+        state.SkipWithError("could not build the working trace");
+        return;
+    }
+    const kvx::TraceRecord trace = makeTrace(0);
+    const QString file = bench.dir.filePath(QStringLiteral("export"));
+    for (auto _ : state) {
+        if (!kvx::exportSamples(bench.store, QString(), trace.header, format, file, nullptr))
+            state.SkipWithError("export failed");
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.counters["MB"] = QFileInfo(file).size() / 1e6;
+}
+
 void BM_CsvExport(benchmark::State& state) {
-    const kvx::TraceRecord trace = makeTrace(int(state.range(0)));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(kvx::CsvExport::encode(trace));
+    exportBench(state, kvx::ExportFormat::Csv);
+}
+BENCHMARK(BM_CsvExport)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_NdjsonExport(benchmark::State& state) {
+    exportBench(state, kvx::ExportFormat::Ndjson);
+}
+BENCHMARK(BM_NdjsonExport)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The floor: the sqlite3 shell writing the same rows of the same database as CSV.
+void BM_CsvExportFloorSqlite3Shell(benchmark::State& state) {
+    ExportBench bench;
+    if (!bench.open(int(state.range(0)))) {
+        state.SkipWithError("could not build the working trace");
+        return;
+    }
+    bench.store.close();
+    const QStringList arguments{
+        QStringLiteral("-csv"), bench.databasePath(),
+        QStringLiteral("SELECT SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+                       "FROM datatemp ORDER BY SeqNo ASC")};
+    for (auto _ : state) {
+        QProcess shell;
+        shell.setStandardOutputFile(QProcess::nullDevice());
+        shell.start(QStringLiteral("sqlite3"), arguments);
+        if (!shell.waitForFinished(60000) || shell.exitCode() != 0)
+            state.SkipWithError("the sqlite3 shell failed (missing?)");
+    }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(BM_CsvExport)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CsvExportFloorSqlite3Shell)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Print key to a finished PDF: the hidden graph rebuilt, every page drawn.
 void BM_ReportPdf(benchmark::State& state) {

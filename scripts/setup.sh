@@ -8,7 +8,7 @@ packages=(
   libqcustomplot-dev libqcustomplot2.1-qt6
   libbenchmark-dev
   fonts-dseg fonts-noto-cjk
-  sqlite3 libsqlite3-dev poppler-utils xvfb xauth tzdata
+  sqlite3 libsqlite3-dev poppler-utils xvfb xauth tzdata python3
   dpkg-dev lintian appstream desktop-file-utils # `make package` and the checks of what it installs
 )
 

@@ -26,9 +26,15 @@ Options:
                    tcp:192.168.0.60:5025             raw SCPI socket
   --start        Start a trace as soon as the windows are up, as if "Start"
                  had been pressed (unattended logging).
-  --export-record N --pdf FILE --csv FILE
-                 Write saved record N's printed report (PDF) and/or its
-                 samples (CSV) and exit, without showing a window. Exits
+  --list-records [--json]
+                 List the saved records (number, start and end time, sample
+                 count, units, description) and the working trace as record 0,
+                 as a table or as JSON, and exit. No display needed.
+  --export-record N [--pdf FILE] [--csv FILE] [--ndjson FILE]
+                 Write record N's printed report (PDF), its samples as CSV
+                 and/or as NDJSON (one JSON object per line) and exit,
+                 without showing a window; record 0 is the working trace.
+                 FILE "-" is standard output (for one of the files). Exits
                  non-zero with a message when the record does not exist.
   --help         Show this text.
   --version      Show the program's version.
@@ -68,8 +74,11 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption exportRecord(QStringLiteral("export-record"), QString(), QStringLiteral("N"));
     const QCommandLineOption pdf(QStringLiteral("pdf"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption csv(QStringLiteral("csv"), QString(), QStringLiteral("FILE"));
-    parser.addOptions(
-        {folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf, csv});
+    const QCommandLineOption ndjson(QStringLiteral("ndjson"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption listRecords(QStringLiteral("list-records"));
+    const QCommandLineOption json(QStringLiteral("json"));
+    parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf, csv,
+                       ndjson, listRecords, json});
     letWindowSystemOptionsThrough(parser);
 
     AppOptions options;
@@ -102,16 +111,27 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     }
     options.pdfFile = parser.value(pdf);
     options.csvFile = parser.value(csv);
+    options.ndjsonFile = parser.value(ndjson);
+    options.listRecords = parser.isSet(listRecords);
+    options.json = parser.isSet(json);
+    const QStringList files{options.pdfFile, options.csvFile, options.ndjsonFile};
+    const bool anyFile = parser.isSet(pdf) || parser.isSet(csv) || parser.isSet(ndjson);
     if (parser.isSet(exportRecord)) {
         bool ok = false;
         options.exportRecord = parser.value(exportRecord).toInt(&ok);
-        if (!ok || options.exportRecord < 1)
-            options.error = QStringLiteral("--export-record needs a record number");
-        else if (options.pdfFile.isEmpty() && options.csvFile.isEmpty())
-            options.error = QStringLiteral("--export-record needs --pdf FILE or --csv FILE");
-    } else if (parser.isSet(pdf) || parser.isSet(csv)) {
-        options.error = QStringLiteral("--pdf and --csv go with --export-record N");
+        if (!ok || options.exportRecord < 0)
+            options.error = QStringLiteral("--export-record needs a record number (0: the working trace)");
+        else if (files.join(QString()).isEmpty())
+            options.error = QStringLiteral("--export-record needs --pdf FILE, --csv FILE or --ndjson FILE");
+        else if (files.count(QStringLiteral("-")) + files.count(QStringLiteral("/dev/stdout")) > 1)
+            options.error = QStringLiteral("only one of the files can go to standard output");
+        else if (options.listRecords)
+            options.error = QStringLiteral("--list-records and --export-record go one at a time");
+    } else if (anyFile) {
+        options.error = QStringLiteral("--pdf, --csv and --ndjson go with --export-record N");
     }
+    if (options.error.isEmpty() && options.json && !options.listRecords)
+        options.error = QStringLiteral("--json goes with --list-records");
     return options;
 }
 

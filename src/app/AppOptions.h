@@ -12,9 +12,12 @@ struct AppOptions {
     bool start = false;           // --start: start a trace once the windows are up
     QString screenshotFile;       // --screenshot FILE (not in --help): save the main window and exit
     int screenshotDelayMs = 1500; // --screenshot-delay MS: time for the first readings
-    int exportRecord = -1;        // --export-record N: write record N's files and exit, showing no window
-    QString pdfFile;              // --pdf FILE: its printed report
-    QString csvFile;              // --csv FILE: its samples for spreadsheets
+    int exportRecord = -1;        // --export-record N: write record N's files and exit (0: the working trace)
+    QString pdfFile;              // --pdf FILE: its printed report ("-": standard output)
+    QString csvFile;              // --csv FILE: its samples as CSV
+    QString ndjsonFile;           // --ndjson FILE: its samples as NDJSON
+    bool listRecords = false;     // --list-records: list the records and exit
+    bool json = false;            // --json: the list as JSON
     bool helpRequested = false;
     bool versionRequested = false;
     QString error; // non-empty: the command line was refused
@@ -25,6 +28,10 @@ inline const char* const kAppVersion = "1.0.1";
 // `arguments` includes the program name first, as argv gives it. The window
 // system's own options (-platform, -display, -style, ...) are let through.
 AppOptions parseAppOptions(const QStringList& arguments);
+// True when the command needs no window system: the record list and exports without a report.
+inline bool runsWithoutWindows(const AppOptions& options) {
+    return options.listRecords || (options.exportRecord >= 0 && options.pdfFile.isEmpty());
+}
 QString appUsageText();
 
 } // namespace kvx

@@ -86,6 +86,16 @@ bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
     return false;
 }
 
+int runRecordCommand(const AppOptions& options) {
+    applyOptionsToSession(options);
+    QTextStream err(stderr);
+    if (options.listRecords) {
+        QTextStream out(stdout);
+        return listRecords(options.json, out, err);
+    }
+    return exportRecord(options.exportRecord, {options.pdfFile, options.csvFile, options.ndjsonFile}, err);
+}
+
 int runApplication(QApplication& app, const AppOptions& options) {
     if (!options.link.isEmpty()) {
         ConnectionTarget target;
@@ -96,10 +106,8 @@ int runApplication(QApplication& app, const AppOptions& options) {
         }
     }
     applyOptionsToSession(options);
-    if (options.exportRecord >= 0) {
-        QTextStream err(stderr);
-        return exportRecord(options.exportRecord, options.pdfFile, options.csvFile, err);
-    }
+    if (options.exportRecord >= 0 || options.listRecords)
+        return runRecordCommand(options);
 
     // Unattended means nobody clicks: no message box may hold up the trace.
     const bool attended = displayPresent() && !options.start;

@@ -20,6 +20,9 @@ void applyOptionsToSession(const AppOptions& options);
 // Runs the program: start-up, the window, --start and --screenshot, then the
 // event loop. Returns the process exit code.
 int runApplication(QApplication& app, const AppOptions& options);
+// The record list and the exports: run to the end under any application object and
+// return the exit code.
+int runRecordCommand(const AppOptions& options);
 
 // Saves a picture of the frame and its child windows. False with the reason.
 bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error);

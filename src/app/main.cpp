@@ -3,6 +3,7 @@
 #include "AppRun.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <cstdio>
 
 namespace {
@@ -37,6 +38,10 @@ int main(int argc, char** argv) {
     if (options.versionRequested) {
         std::printf("kvx5130 %s\n", kvx::kAppVersion);
         return 0;
+    }
+    if (kvx::runsWithoutWindows(options)) {
+        QCoreApplication app(argc, argv);
+        return kvx::runRecordCommand(options);
     }
     // An export draws its report off screen and must work without a desktop.
     if (options.exportRecord >= 0 && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

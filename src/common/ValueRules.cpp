@@ -2,6 +2,9 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 namespace kvx {
 
@@ -145,6 +148,55 @@ QString timeOfDayText(const QDateTime& when) {
 
 QDateTime parseDateTimeText(const QString& text) {
     return QDateTime::fromString(text.trimmed(), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+}
+
+bool appendIsoDateTime(QByteArrayView text, QByteArray* out) {
+    static constexpr char kForm[] = "0000/00/00 00:00:00";
+    static constexpr qsizetype kMinuteLength = 16; // "YYYY/MM/DD HH:MM"
+    if (text.size() != qsizetype(sizeof(kForm) - 1))
+        return false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool digitWanted = kForm[i] == '0';
+        const char c = text[i];
+        if (digitWanted ? (c < '0' || c > '9') : c != kForm[i])
+            return false;
+    }
+    const auto number = [&text](int at, int length) {
+        int n = 0;
+        for (int i = at; i < at + length; ++i)
+            n = n * 10 + (text[i] - '0');
+        return n;
+    };
+    if (number(17, 2) > 59)
+        return false;
+    struct MinuteOffset {
+        char minute[kMinuteLength] = {};
+        bool valid = false;
+        char offset[7] = {}; // "+01:00"
+    };
+    thread_local MinuteOffset last;
+    if (std::memcmp(last.minute, text.data(), kMinuteLength) != 0) {
+        std::memcpy(last.minute, text.data(), kMinuteLength);
+        const QDateTime local(QDate(number(0, 4), number(5, 2), number(8, 2)), QTime(number(11, 2), number(14, 2)));
+        // A time skipped by a clock change comes back moved to another minute.
+        last.valid = local.isValid() && local.time().minute() == number(14, 2) &&
+                     local.time().hour() == number(11, 2) && local.date().day() == number(8, 2);
+        if (last.valid) {
+            const int offset = local.offsetFromUtc();
+            const int minutes = std::abs(offset) / 60;
+            std::snprintf(last.offset, sizeof(last.offset), "%c%02d:%02d", offset < 0 ? '-' : '+',
+                          minutes / 60 % 100, minutes % 60);
+        }
+    }
+    if (!last.valid)
+        return false;
+    const qsizetype at = out->size();
+    out->append(text.data(), text.size());
+    char* written = out->data() + at;
+    written[4] = written[7] = '-';
+    written[10] = 'T';
+    out->append(last.offset, 6);
+    return true;
 }
 
 QString ToBinaryString(qint16 n) {

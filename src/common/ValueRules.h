@@ -3,6 +3,8 @@
 // and written to text, how they are rounded to 16 bits, and how dates look.
 // Each rule lives here once; nothing else re-implements them.
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QString>
 #include <optional>
@@ -52,6 +54,13 @@ double secondsOfDayBetween(double from, double to);
 QString timeOfDayText(const QDateTime& when);
 // Reads a "YYYY/MM/DD HH:MM:SS" text back; invalid QDateTime when it is not one.
 QDateTime parseDateTimeText(const QString& text);
+// Exports: a "YYYY/MM/DD HH:MM:SS" local time appended to `out` in ISO 8601 with
+// the UTC offset then in force ("2026-11-23T17:43:14+01:00"). False, with nothing
+// appended, when the text is not of that form or names no local time (an invalid
+// date, an hour skipped by a clock change). An hour repeated by a clock change
+// takes its first offset. Rows come a second apart, so the offset of the last
+// minute seen is kept (per thread) and the time zone is asked once a minute.
+bool appendIsoDateTime(QByteArrayView recordTime, QByteArray* out);
 
 // A 16-bit integer as its binary digits, most significant first, no leading zeros
 // ("0" for 0). A negative value gives only its lowest bit.

@@ -8,7 +8,10 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QSqlDriver>
 #include <QSqlRecord>
+
+#include <sqlite3.h>
 
 namespace kvx {
 
@@ -706,6 +709,120 @@ bool RecordStore::readRecordSamples(const QString& recNo,
         each(sampleOfRow(query));
     m_lastError = {};
     return true;
+}
+
+} // namespace kvx
+
+// ---------------------------------------------------------------- exports and the record list
+
+namespace kvx {
+
+namespace {
+
+// The engine's own handle of a connection; the Qt driver and this code use the one
+// system SQLite library, so the handle is shared as it is.
+sqlite3* engineHandle(const QString& connectionName) {
+    const QSqlDatabase db = QSqlDatabase::database(connectionName, false);
+    const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3* const*>(handle.constData());
+}
+
+QByteArrayView columnBytes(sqlite3_stmt* statement, int column) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    return text ? QByteArrayView(text, sqlite3_column_bytes(statement, column)) : QByteArrayView("", 0);
+}
+
+std::optional<qint64> columnTime(sqlite3_stmt* statement, int column) {
+    if (sqlite3_column_type(statement, column) == SQLITE_NULL)
+        return std::nullopt;
+    return sqlite3_column_int64(statement, column);
+}
+
+} // namespace
+
+bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(const StoredSample&)>& each) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (recNo.isEmpty() && !settleWriter())
+        return false;
+    sqlite3* db = engineHandle(m_connectionName);
+    if (!db)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
+    const char* const text =
+        recNo.isEmpty() ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+                          "from datatemp order by SeqNo asc"
+                        : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+                          "from datadetail where recno = ? order by SeqNo asc";
+    sqlite3_stmt* statement = nullptr;
+    const auto engineFailure = [&](int code) {
+        sqlite3_finalize(statement);
+        return fail(QString::number(code), QString::fromUtf8(sqlite3_errmsg(db)));
+    };
+    int code = sqlite3_prepare_v2(db, text, -1, &statement, nullptr);
+    if (code != SQLITE_OK)
+        return engineFailure(code);
+    const QByteArray boundRecNo = recNo.toUtf8();
+    if (!recNo.isEmpty() &&
+        (code = sqlite3_bind_text(statement, 1, boundRecNo.constData(), int(boundRecNo.size()), SQLITE_STATIC)) !=
+            SQLITE_OK)
+        return engineFailure(code);
+    StoredSample row;
+    while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
+        row.seqNo = sqlite3_column_int64(statement, 0);
+        row.recTime = columnBytes(statement, 1);
+        row.pVal = columnBytes(statement, 2);
+        row.sVal = columnBytes(statement, 3);
+        row.reason = columnBytes(statement, 4);
+        row.comment = columnBytes(statement, 5);
+        row.timeTick = columnTime(statement, 6);
+        row.diffLastTime = columnTime(statement, 7);
+        row.noReply = sqlite3_column_int(statement, 8) != 0;
+        if (!each(row)) {
+            sqlite3_finalize(statement);
+            m_lastError = {};
+            return false;
+        }
+    }
+    if (code != SQLITE_DONE)
+        return engineFailure(code);
+    sqlite3_finalize(statement);
+    m_lastError = {};
+    return true;
+}
+
+std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords() {
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    const Statement summaries{
+        QStringLiteral("select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno) "
+                       "from datamain m left join datadetail d on d.recno = m.RecNo "
+                       "group by m.RecNo order by m.RecNo asc"),
+        {}};
+    if (!run(query, summaries))
+        return std::nullopt;
+    std::vector<RecordSummary> rows;
+    while (query.next())
+        rows.push_back({{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
+                         textOf(query.value(3)), textOf(query.value(4)), textOf(query.value(5)), QString()},
+                        query.value(6).toLongLong()});
+    return rows;
+}
+
+std::optional<RecordSummary> RecordStore::summarizeWorkingTrace() {
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    const Statement summary{
+        QStringLiteral("select count(*), (select RecTime from datatemp order by SeqNo asc limit 1), "
+                       "(select RecTime from datatemp order by SeqNo desc limit 1) from datatemp"),
+        {}};
+    if (!run(query, summary) || !query.next())
+        return std::nullopt;
+    RecordSummary row;
+    row.header.recNo = QStringLiteral("0");
+    row.samples = query.value(0).toLongLong();
+    row.header.startTime = textOf(query.value(1));
+    row.header.endTime = textOf(query.value(2));
+    return row;
 }
 
 } // namespace kvx

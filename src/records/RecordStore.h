@@ -15,6 +15,7 @@
 // The few spots SQLite does not accept are rewritten by `toSqlite()` just before
 // execution, in one place, so the texts themselves stay as defined.
 
+#include <QByteArrayView>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -23,8 +24,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-class QSqlQuery;
 
 class QSqlQuery;
 
@@ -114,6 +113,21 @@ struct TempSample {
     QVariant timeTick;
     QVariant diffLastTime;
     bool noReply = false;
+};
+
+// One sample as the database holds it, for exports: the texts are its UTF-8
+// bytes, valid only while the callback that receives them runs.
+struct StoredSample {
+    qint64 seqNo = 0;
+    QByteArrayView recTime, pVal, sVal, reason, comment;
+    std::optional<qint64> timeTick, diffLastTime;
+    bool noReply = false;
+};
+
+// A line of the command line's record list: a saved record with its sample count.
+struct RecordSummary {
+    RecordHeader header; // without its sample style
+    qint64 samples = 0;
 };
 
 // What a source of rows for `RecordStore::replaceTrace` hands out at each call.
@@ -225,6 +239,15 @@ public:
     // The samples of the saved record `recNo` from `datadetail`, every column, in
     // sample order. A record without samples calls `each` never and returns true.
     bool readRecordSamples(const QString& recNo, const std::function<void(const TempSample&)>& each);
+    // Exports: every sample of the saved record `recNo`, or of the working trace when
+    // `recNo` is empty, in sample order, straight from the engine without a copy. `each`
+    // answers false to stop (this then returns false with lastError() unset).
+    bool streamSamples(const QString& recNo, const std::function<bool(const StoredSample&)>& each);
+    // Every saved record with its sample count, lowest number first.
+    std::optional<std::vector<RecordSummary>> summarizeRecords();
+    // The working trace as a summary numbered "0": times of its first and last samples
+    // and their count; no comment or units (those live in the data table window).
+    std::optional<RecordSummary> summarizeWorkingTrace();
 
 private:
     // Runs `statement` on `query`; false, with lastError() set, when it fails or

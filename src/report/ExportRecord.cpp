@@ -1,13 +1,20 @@
 #include "ExportRecord.h"
 
-#include "CsvExport.h"
+#include "RecordOperations.h"
 #include "RecordStore.h"
 #include "ReportTrace.h"
+#include "SampleExport.h"
 #include "Session.h"
 #include "TraceReport.h"
+#include "ValueRules.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryFile>
 #include <QTextStream>
 
 namespace kvx {
@@ -29,44 +36,149 @@ bool openRecordDatabase(QTextStream& err) {
     return true;
 }
 
+QString described(const StoreError& error) {
+    return error.number.isEmpty() ? error.description : error.number + QStringLiteral(": ") + error.description;
+}
+
+// The report is drawn into a plain file; a stream gets a copy of it.
+bool writeReport(const TraceRecord& trace, const QString& path, QString* error) {
+    const TraceReport report = TraceReport::forTrace(trace);
+    if (!ExportOutput::isStream(path))
+        return report.writePdf(path, error);
+    QTemporaryFile drawn(QDir::temp().filePath(QStringLiteral("kvx5130-report-XXXXXX.pdf")));
+    if (!drawn.open()) {
+        *error = drawn.errorString();
+        return false;
+    }
+    drawn.close();
+    if (!report.writePdf(drawn.fileName(), error))
+        return false;
+    QFile pdf(drawn.fileName());
+    ExportOutput output(path);
+    if (!pdf.open(QIODevice::ReadOnly) || !output.open() || !output.write(pdf.readAll()) || !output.commit()) {
+        *error = pdf.error() != QFileDevice::NoError ? pdf.errorString() : output.errorString();
+        return false;
+    }
+    return true;
+}
+
+QString isoOrStored(const QString& stored) {
+    QByteArray iso;
+    return appendIsoDateTime(stored.toUtf8(), &iso) ? QString::fromLatin1(iso) : stored;
+}
+
 } // namespace
 
-int exportRecord(int recno, const QString& pdfPath, const QString& csvPath, QTextStream& err) {
+int exportRecord(int recno, const ExportFiles& files, QTextStream& err) {
     const auto finish = [&err](int code) {
         err.flush();
         return code;
     };
-    if (pdfPath.isEmpty() && csvPath.isEmpty()) {
-        err << "kvx5130: --export-record needs --pdf FILE or --csv FILE\n";
+    if (!files.any()) {
+        err << "kvx5130: --export-record needs --pdf FILE, --csv FILE or --ndjson FILE\n";
         return finish(2);
     }
     if (!openRecordDatabase(err))
         return finish(1);
 
-    const QString recNo = QString::number(recno);
-    TraceRecord record;
-    QString error;
-    switch (savedRecord(recordStore(), recNo, record, &error)) {
-    case RecordLookup::Missing:
-        err << "kvx5130: record " << recNo << " does not exist in \""
-            << QDir::toNativeSeparators(recordStore().filePath()) << "\"\n";
-        return finish(1);
-    case RecordLookup::Failed:
-        err << "kvx5130: record " << recNo << " cannot be read: " << error << "\n";
-        return finish(1);
-    case RecordLookup::Found:
-        break;
+    const bool working = recno == 0;
+    const QString recNo = working ? QString() : QString::number(recno);
+    RecordHeader header;
+    if (working) {
+        header = RecordOperations::workingHeader();
+    } else {
+        const auto found = recordStore().readHeader(recNo);
+        if (!found) {
+            err << "kvx5130: record " << recNo << " cannot be read: " << described(recordStore().lastError())
+                << "\n";
+            return finish(1);
+        }
+        if (!found->has_value()) {
+            err << "kvx5130: record " << recNo << " does not exist in \""
+                << QDir::toNativeSeparators(recordStore().filePath()) << "\"\n";
+            return finish(1);
+        }
+        header = **found;
     }
 
-    if (!csvPath.isEmpty() && !CsvExport::write(csvPath, record, &error)) {
-        err << "kvx5130: \"" << csvPath << "\" cannot be written: " << error << "\n";
+    QString error;
+    for (const auto& [path, format] :
+         {std::pair{files.csv, ExportFormat::Csv}, std::pair{files.ndjson, ExportFormat::Ndjson}}) {
+        if (path.isEmpty())
+            continue;
+        if (!exportSamples(recordStore(), recNo, header, format, path, &error)) {
+            err << "kvx5130: \"" << path << "\" cannot be written: " << error << "\n";
+            return finish(1);
+        }
+    }
+    if (files.pdf.isEmpty())
+        return finish(0);
+
+    TraceRecord record;
+    if (working) {
+        const std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
+        if (!trace) {
+            err << "kvx5130: the working trace cannot be read: " << error << "\n";
+            return finish(1);
+        }
+        record = *trace;
+    } else if (savedRecord(recordStore(), recNo, record, &error) != RecordLookup::Found) {
+        err << "kvx5130: record " << recNo << " cannot be read: " << error << "\n";
         return finish(1);
     }
-    if (!pdfPath.isEmpty() && !TraceReport::forTrace(record).writePdf(pdfPath, &error)) {
-        err << "kvx5130: \"" << pdfPath << "\" cannot be written: " << error << "\n";
+    if (!writeReport(record, files.pdf, &error)) {
+        err << "kvx5130: \"" << files.pdf << "\" cannot be written: " << error << "\n";
         return finish(1);
     }
     return finish(0);
+}
+
+int listRecords(bool json, QTextStream& out, QTextStream& err) {
+    if (!openRecordDatabase(err))
+        return err.flush(), 1;
+    std::optional<std::vector<RecordSummary>> records = recordStore().summarizeRecords();
+    const std::optional<RecordSummary> working = records ? recordStore().summarizeWorkingTrace() : std::nullopt;
+    if (!records || !working) {
+        err << "kvx5130: the record list cannot be read: " << described(recordStore().lastError()) << "\n";
+        return err.flush(), 1;
+    }
+    if (working->samples > 0)
+        records->insert(records->begin(), *working);
+
+    if (json) {
+        QJsonArray list;
+        for (const RecordSummary& summary : *records) {
+            const RecordHeader& r = summary.header;
+            bool numbered = false;
+            const qint64 number = r.recNo.toLongLong(&numbered);
+            list.append(QJsonObject{{QStringLiteral("recNo"), numbered ? QJsonValue(number) : QJsonValue(r.recNo)},
+                                    {QStringLiteral("startTime"), isoOrStored(r.startTime)},
+                                    {QStringLiteral("endTime"), isoOrStored(r.endTime)},
+                                    {QStringLiteral("description"), r.comment},
+                                    {QStringLiteral("primaryUnit"), r.pUnit},
+                                    {QStringLiteral("secondaryUnit"), r.sUnit},
+                                    {QStringLiteral("samples"), summary.samples}});
+        }
+        out << QJsonDocument(list).toJson(QJsonDocument::Compact) << "\n";
+    } else {
+        const auto line = [&out](const QString& no, const QString& start, const QString& end,
+                                 const QString& samples, const QString& pUnit, const QString& sUnit,
+                                 const QString& description) {
+            const QString gap = QStringLiteral("  ");
+            out << no.rightJustified(4) << gap << start.leftJustified(19) << gap << end.leftJustified(19) << gap
+                << samples.rightJustified(8) << gap << pUnit.leftJustified(7) << gap << sUnit.leftJustified(7)
+                << gap << description << "\n";
+        };
+        line(QStringLiteral("No."), QStringLiteral("Start"), QStringLiteral("End"), QStringLiteral("Samples"),
+             QStringLiteral("Primary"), QStringLiteral("Second."), QStringLiteral("Description"));
+        for (const RecordSummary& summary : *records) {
+            const RecordHeader& r = summary.header;
+            line(r.recNo, r.startTime, r.endTime, QString::number(summary.samples), r.pUnit, r.sUnit,
+                 r.recNo == QLatin1String("0") ? QStringLiteral("(working trace)") : r.comment);
+        }
+    }
+    out.flush();
+    return 0;
 }
 
 } // namespace kvx

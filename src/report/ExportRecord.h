@@ -1,11 +1,12 @@
 #pragma once
-// Writing a saved record's report or CSV from the command line, without showing
-// a window:
-//   kvx5130 --folder DIR --export-record N --pdf FILE [--csv FILE]
-// The record comes from the record database of the program folder (its header
-// from `datamain`, its samples from `datadetail`); the working trace is not
-// touched. A QApplication must exist (the report draws the graph with the
-// graph window's own code), but nothing is shown.
+// The record database from the command line, without showing a window:
+//   kvx5130 --folder DIR --list-records [--json]
+//   kvx5130 --folder DIR --export-record N [--pdf FILE] [--csv FILE] [--ndjson FILE]
+// Records come from the record database of the program folder (headers from
+// `datamain`, samples from `datadetail`); record 0 is the working trace
+// (`datatemp`). A FILE of "-" is standard output. Only the PDF report needs a
+// QApplication (it draws the graph with the graph window's own code); the list
+// and the sample exports need a QCoreApplication.
 
 #include <QString>
 
@@ -13,13 +14,25 @@ class QTextStream;
 
 namespace kvx {
 
-// Writes the PDF report to `pdfPath` and/or the CSV file to `csvPath` (an empty
-// path skips that file). Uses the application's record store, opening the
-// program folder's database when it is not open yet; a folder without a record
-// database is an error, never a new empty database. Returns 0 when every asked
-// file was written; otherwise 1 after one line on `err` that says why (no such
-// record, no database, a file that cannot be written), or 2 when neither path
-// is given.
-int exportRecord(int recno, const QString& pdfPath, const QString& csvPath, QTextStream& err);
+struct ExportFiles {
+    QString pdf;    // the printed report
+    QString csv;    // the samples as CSV
+    QString ndjson; // the samples as NDJSON
+    bool any() const { return !pdf.isEmpty() || !csv.isEmpty() || !ndjson.isEmpty(); }
+};
+
+// Writes the asked files of record `recno` (0: the working trace). Uses the
+// application's record store, opening the program folder's database when it is
+// not open yet; a folder without a record database is an error, never a new
+// empty database. Returns 0 when every asked file was written; otherwise 1 after
+// one line on `err` that says why (no such record, no database, a file that
+// cannot be written), or 2 when no file is asked for.
+int exportRecord(int recno, const ExportFiles& files, QTextStream& err);
+
+// Lists the saved records, and the working trace as record 0 when it holds
+// samples, on `out`: a table, or with `json` a JSON array of objects (recNo,
+// startTime, endTime in ISO 8601, description, primaryUnit, secondaryUnit,
+// samples). Returns 0, or 1 after a line on `err`.
+int listRecords(bool json, QTextStream& out, QTextStream& err);
 
 } // namespace kvx

@@ -24,7 +24,10 @@ QStringList described(const AppOptions& o) {
             QStringLiteral("delay=%1").arg(o.screenshotDelayMs),
             QStringLiteral("export=%1").arg(o.exportRecord),
             "pdf=" + o.pdfFile,
-            "csv=" + o.csvFile};
+            "csv=" + o.csvFile,
+            "ndjson=" + o.ndjsonFile,
+            QStringLiteral("list=%1").arg(o.listRecords),
+            QStringLiteral("json=%1").arg(o.json)};
 }
 
 // The options that differ from a bare command line's, or "refused".
@@ -63,6 +66,18 @@ private slots:
         addRow("export without a file", QStringList{"--export-record", "3"}, "refused");
         addRow("export of no number", QStringList{"--export-record", "last", "--pdf", "a"}, "refused");
         addRow("pdf without a record", QStringList{"--pdf", "r.pdf"}, "refused");
+        addRow("working trace to stdout", QStringList{"--export-record", "0", "--ndjson", "-"},
+               "export=0 ndjson=-");
+        addRow("every file", QStringList{"--export-record=2", "--pdf=-", "--csv", "/tmp/r.csv", "--ndjson", "r.nd"},
+               "export=2 pdf=- csv=/tmp/r.csv ndjson=r.nd");
+        addRow("two files to stdout", QStringList{"--export-record", "2", "--csv", "-", "--ndjson", "/dev/stdout"},
+               "refused");
+        addRow("negative record", QStringList{"--export-record", "-1", "--csv", "-"}, "refused");
+        addRow("ndjson without a record", QStringList{"--ndjson", "-"}, "refused");
+        addRow("list", QStringList{"--list-records"}, "list=1");
+        addRow("list as json", QStringList{"--json", "--list-records"}, "list=1 json=1");
+        addRow("json alone", QStringList{"--json"}, "refused");
+        addRow("list and export", QStringList{"--list-records", "--export-record", "1", "--csv", "-"}, "refused");
     }
 
     void parse() {

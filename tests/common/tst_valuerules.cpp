@@ -2,11 +2,44 @@
 
 #include <QtTest>
 
+#include <ctime>
+
 using namespace kvx;
 
 class TestValueRules : public QObject {
     Q_OBJECT
 private slots:
+    void initTestCase() {
+        // Offsets are checked in a zone with clock changes.
+        qputenv("TZ", "Europe/Berlin");
+        tzset();
+    }
+
+    // Exports give the stored local time with its UTC offset; a minute's offset is kept, so
+    // rows alternate across the summer change to catch a stale one.
+    void isoDateTime_data() {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<QByteArray>("iso"); // empty: refused
+        QTest::newRow("winter") << QByteArray("2026/11/23 17:43:14") << QByteArray("2026-11-23T17:43:14+01:00");
+        QTest::newRow("summer") << QByteArray("2026/07/01 00:00:59") << QByteArray("2026-07-01T00:00:59+02:00");
+        QTest::newRow("same minute, winter again")
+            << QByteArray("2026/11/23 17:43:15") << QByteArray("2026-11-23T17:43:15+01:00");
+        QTest::newRow("before the change") << QByteArray("2026/03/29 01:59:59") << QByteArray("2026-03-29T01:59:59+01:00");
+        QTest::newRow("skipped hour") << QByteArray("2026/03/29 02:30:00") << QByteArray();
+        QTest::newRow("after the change") << QByteArray("2026/03/29 03:00:00") << QByteArray("2026-03-29T03:00:00+02:00");
+        QTest::newRow("no such day") << QByteArray("2026/02/30 10:00:00") << QByteArray();
+        QTest::newRow("second 60") << QByteArray("2026/01/05 10:00:60") << QByteArray();
+        QTest::newRow("other form") << QByteArray("2026-01-05 10:00:00") << QByteArray();
+        QTest::newRow("blank behind") << QByteArray("2026/01/05 10:00:00 ") << QByteArray();
+    }
+    void isoDateTime() {
+        QFETCH(QByteArray, stored);
+        QFETCH(QByteArray, iso);
+        QByteArray out("x");
+        QCOMPARE(appendIsoDateTime(stored, &out), !iso.isEmpty());
+        QCOMPARE(out, "x" + iso);
+    }
+
     // Both rules share one reading of what a number is; isNumeric wants nothing after it.
     void numbers_data() {
         QTest::addColumn<QString>("text");

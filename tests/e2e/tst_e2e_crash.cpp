@@ -1,13 +1,18 @@
 // The real program as a process: a trace survives a SIGKILL and the next run takes
 // the folder over, a second program on the folder is refused, the quit signals
 // quit as File → Quit does even with a silent meter or a damaged settings file,
-// and the command line works without a display.
+// and the command line works without a display: help, version, refusals, the
+// record list and the exports.
 
 #include "DataRows.h"
+#include "RecordStore.h"
 #include "SimProcess.h"
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -41,6 +46,41 @@ QList<qint64> storedSequenceNumbers(const QString& databasePath) {
 QStringList traceArguments(const QTemporaryDir& folder, const kvx::test::SimProcess& sim) {
     return {QStringLiteral("--folder"), folder.path(), QStringLiteral("--link"),
             QStringLiteral("serial:") + sim.where(), QStringLiteral("--start")};
+}
+
+// Runs the program with no display named; its exit code, standard output and error.
+struct Run {
+    int exitCode = -1;
+    QByteArray out, err;
+};
+Run runWithoutDisplay(const QStringList& arguments) {
+    QProcess app;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        environment.remove(QLatin1String(variable));
+    app.setProcessEnvironment(environment);
+    app.start(QStringLiteral(KVX_APP_BINARY), arguments);
+    if (!app.waitForFinished(30000) || app.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {app.exitCode(), app.readAllStandardOutput(), app.readAllStandardError()};
+}
+
+// A program folder whose database holds a working trace of `samples` rows and, saved
+// from it, record 1.
+bool makeRecordFolder(const QTemporaryDir& folder, int samples) {
+    kvx::RecordStore store(QStringLiteral("e2e-writer"));
+    if (!store.open(folder.filePath(QStringLiteral("KVX5130.mdb"))))
+        return false;
+    std::vector<kvx::TempSample> rows;
+    for (int i = 0; i < samples; ++i)
+        rows.push_back({i, QStringLiteral("2026/01/05 10:00:%1").arg(i, 2, 10, QLatin1Char('0')),
+                        QStringLiteral("%1 V").arg(1.25 + i), QStringLiteral("50 kHz"), QStringLiteral("0"),
+                        QString(), qint64(i), qint64(1), i == 1});
+    return store.replaceTrace(rows) &&
+           store.insertHeader({QStringLiteral("1"), rows.front().recTime, rows.back().recTime,
+                               QStringLiteral("soak"), QStringLiteral("V"), QStringLiteral("kHz"),
+                               QStringLiteral("0")}) &&
+           store.copyTraceToRecord(QStringLiteral("1"));
 }
 
 } // namespace
@@ -174,24 +214,59 @@ private slots:
         addRow("help", QStringList{"--help"}, 0, "--export-record N");
         addRow("unknown option", QStringList{"--speed", "9600"}, 2, "Usage: kvx5130");
         addRow("export without a file", QStringList{"--export-record", "3"}, 2, "Usage: kvx5130");
+        addRow("no database", QStringList{"--folder", "/proc/kvx5130-none", "--list-records"}, 1, "no record database");
         addRow("windows", QStringList{"--start"}, 1, "QT_QPA_PLATFORM=offscreen");
     }
 
     void commandLineWithoutDisplay() {
         QFETCH(QStringList, arguments);
-        QFETCH(int, exitCode);
         QFETCH(QString, output);
-        QProcess app;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        for (const char* variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-            environment.remove(QLatin1String(variable));
-        app.setProcessEnvironment(environment);
-        app.start(QStringLiteral(KVX_APP_BINARY), arguments);
-        QVERIFY(app.waitForFinished(10000));
-        QCOMPARE(app.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(app.exitCode(), exitCode);
-        QVERIFY(QString::fromLocal8Bit(app.readAllStandardOutput() + app.readAllStandardError())
-                    .contains(output));
+        const Run run = runWithoutDisplay(arguments);
+        QTEST(run.exitCode, "exitCode");
+        QVERIFY(QString::fromLocal8Bit(run.out + run.err).contains(output));
+    }
+
+    // Records listed and exported with no display, to files and to standard output.
+    void recordsWithoutDisplay() {
+        QTemporaryDir folder;
+        QVERIFY(makeRecordFolder(folder, 3));
+        const QStringList inFolder{QStringLiteral("--folder"), folder.path()};
+
+        Run run = runWithoutDisplay(inFolder + QStringList{"--list-records", "--json"});
+        QCOMPARE(run.exitCode, 0);
+        const QJsonArray list = QJsonDocument::fromJson(run.out).array();
+        QCOMPARE(list.size(), 2);
+        QCOMPARE(list[0].toObject().value("samples").toInt(), 3); // the working trace, record 0
+        QCOMPARE(list[0].toObject().value("recNo").toInt(), 0);
+        const QJsonObject saved = list[1].toObject();
+        QCOMPARE(saved.value("recNo").toInt(), 1);
+        QCOMPARE(saved.value("samples").toInt(), 3);
+        QCOMPARE(saved.value("primaryUnit").toString(), "V");
+        QCOMPARE(saved.value("description").toString(), "soak");
+        QVERIFY(saved.value("endTime").toString().startsWith("2026-01-05T10:00:02"));
+        run = runWithoutDisplay(inFolder + QStringList{"--list-records"});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz      soak"), run.out.constData());
+
+        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "0", "--ndjson", "-"});
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out.count('\n'), 3);
+        QVERIFY(run.out.startsWith("{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00"));
+        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--csv", "/dev/stdout"});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.out.startsWith("SeqNo,RecTime,Primary,PrimaryUnit,"));
+        QCOMPARE(run.out.count("\r\n"), 4);
+        const QString csvFile = folder.filePath("r.csv");
+        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--pdf", "-", "--csv", csvFile});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.out.startsWith("%PDF"));
+        QFile csv(csvFile);
+        QVERIFY(csv.open(QIODevice::ReadOnly) && csv.readAll().contains("\r\n1,2026-01-05T10:00:01"));
+
+        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "7", "--csv", "-"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("record 7 does not exist"), run.err.constData());
+        QVERIFY(run.out.isEmpty());
     }
 };
 

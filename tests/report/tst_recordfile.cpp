@@ -1,6 +1,6 @@
-// Record files (*.kvx) and CSV exports of the working trace: an exact round trip
-// through a file, refusal of damaged and foreign files without any change, and
-// the CSV quoting and layout.
+// Record files (*.kvx) and the CSV and NDJSON exports: an exact round trip
+// through a file, refusal of damaged and foreign files without any change, the
+// export layouts, and Python's csv and json modules reading the exported numbers.
 #include "CsvExport.h"
 #include "RecordFile.h"
 #include "ReportKeys.h"
@@ -10,7 +10,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QtTest>
+
+#include <ctime>
 
 using namespace kvx;
 using namespace kvx::test;
@@ -18,6 +21,12 @@ using namespace kvx::test;
 class RecordFileTest : public QObject {
     Q_OBJECT
 private slots:
+    void initTestCase() {
+        // Exported times carry the offset of this zone.
+        qputenv("TZ", "Europe/Berlin");
+        tzset();
+    }
+
     void roundTripRestoresTheTraceExactly() {
         StoreFixture fx;
         FakePanel panel;
@@ -160,7 +169,8 @@ private slots:
         // Without a data table window no units are known.
         QVERIFY(fileBytes(fx.path(QStringLiteral("trace.csv")))
                     .startsWith(
-                        "SeqNo,RecTime,Primary,Secondary,Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"));
+                        "SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
+                        "Comment,TimeTick,DiffLastTime,NoReply\r\n"));
         QVERIFY(writeFile(fx.path(QStringLiteral("plain-file"))));
         const QString impossible = fx.path(QStringLiteral("plain-file/trace.kvx"));
         QVERIFY(!RecordFile::saveWorkingTrace(impossible));
@@ -199,9 +209,8 @@ private slots:
         QVERIFY(fx.messages->shown().empty());
         const QByteArray bytes = fileBytes(fx.path(QStringLiteral("chosen.csv")));
         QCOMPARE(bytes.count("\r\n"), 51);
-        QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,"));
-        QVERIFY(bytes.contains("\r\n3,2026/01/05 10:00:03,3.4,0.5,Match condition:Level,,3,1,1\r\n"));
-        QVERIFY(bytes.endsWith("49,2026/01/05 10:00:49,2.75,0.5,Match condition:%,,49,1,0\r\n"));
+        QVERIFY(bytes.contains("\r\n3,2026-01-05T10:00:03+01:00,3.4,V,0.5,kHz,3,Match condition:Level,,3,1,1\r\n"));
+        QVERIFY(bytes.endsWith("49,2026-01-05T10:00:49+01:00,2.75,V,0.5,kHz,4,Match condition:%,,49,1,0\r\n"));
     }
 
     // Cancelled while the file is checked, or while it is stored: nothing changes.
@@ -223,24 +232,90 @@ private slots:
         QVERIFY(fx.messages->shown().empty());
     }
 
-    void csvOfATrace() {
+    void exportsOfATrace_data() {
+        QTest::addColumn<int>("format");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("csv") << int(ExportFormat::Csv)
+                             << QStringLiteral(
+                                    u"SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
+                                    u"Comment,TimeTick,DiffLastTime,NoReply\r\n"
+                                    u"0,2026-01-05T10:00:00+01:00,3,V,12.5,kΩ,0,Time,,0,0,0\r\n"
+                                    u"1,2026-07-05T10:00:01+02:00,1.5,mA,0.5,kHz,1,Over MAX,\"lid \"\"open\"\", 溫度\",1,1,0\r\n"
+                                    u"2,yesterday,3.27,V,,kΩ,2,Below MIN,\"two\r\nlines\",,,0\r\n");
+        QTest::newRow("ndjson")
+            << int(ExportFormat::Ndjson)
+            << QStringLiteral(
+                   u"{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00+01:00\",\"primary\":3,\"primaryUnit\":\"V\","
+                   u"\"secondary\":12.5,\"secondaryUnit\":\"kΩ\",\"reason\":\"0\",\"reasonCaption\":\"Time\","
+                   u"\"comment\":\"\",\"timeTick\":0,\"diffLastTime\":0,\"noReply\":false}\n"
+                   u"{\"seqNo\":1,\"recTime\":\"2026-07-05T10:00:01+02:00\",\"primary\":1.5,\"primaryUnit\":\"mA\","
+                   u"\"secondary\":0.5,\"secondaryUnit\":\"kHz\",\"reason\":\"1\",\"reasonCaption\":\"Over MAX\","
+                   u"\"comment\":\"lid \\\"open\\\", 溫度\",\"timeTick\":1,\"diffLastTime\":1,\"noReply\":false}\n"
+                   u"{\"seqNo\":2,\"recTime\":\"yesterday\",\"primary\":3.27,\"primaryUnit\":\"V\","
+                   u"\"secondary\":null,\"secondaryUnit\":\"kΩ\",\"reason\":\"2\",\"reasonCaption\":\"Below MIN\","
+                   u"\"comment\":\"two\\r\\nlines\",\"timeTick\":null,\"diffLastTime\":null,\"noReply\":false}\n");
+    }
+    void exportsOfATrace() {
+        QFETCH(int, format);
         RecordHeader h = makeHeader();
         h.sUnit = QStringLiteral("kohm");
         std::vector<TempSample> rows = makeSamples(3);
         rows[0].sVal = QStringLiteral("12.5 kohm");
+        rows[1].recTime = QStringLiteral("2026/07/05 10:00:01");
         rows[1].comment = QStringLiteral(u"lid \"open\", 溫度");
         rows[1].pVal = QStringLiteral("1.5 mA");
+        rows[2].recTime = QStringLiteral("yesterday");
+        rows[2].sVal = QStringLiteral("OL"); // not a number: no value, the record's unit
         rows[2].comment = QStringLiteral("two\r\nlines");
         rows[2].timeTick = QVariant();
         rows[2].diffLastTime = QVariant();
-        QCOMPARE(
-            CsvExport::encode(TraceRecord{h, rows}),
-            QStringLiteral(
-                u"SeqNo,RecTime,Primary [V],Secondary [kΩ],Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"
-                u"0,2026/01/05 10:00:00,3,12.5,Time,,0,0,0\r\n"
-                u"1,2026/01/05 10:00:01,1.5 mA,0.5 kHz,Over MAX,\"lid \"\"open\"\", 溫度\",1,1,0\r\n"
-                u"2,2026/01/05 10:00:02,3.27,0.5 kHz,Below MIN,\"two\r\nlines\",,,0\r\n")
-                .toUtf8());
+        QTEST(QString::fromUtf8(encodeSamples(TraceRecord{h, rows}, ExportFormat(format))), "expected");
+    }
+
+    // What the exports are for: another program reads the readings as numbers and the
+    // times as instants. Python's own csv and json modules read both files of a record
+    // straight from the database.
+    void otherProgramsReadTheNumbers() {
+        StoreFixture fx;
+        std::vector<TempSample> rows = makeSamples(60);
+        rows[20].pVal = QStringLiteral("-1.5e-05 V");
+        rows[21].recTime = QStringLiteral("2026/07/01 12:00:00");
+        storeRecord(makeHeader(), rows);
+        const QString csvFile = fx.path(QStringLiteral("r.csv")), ndjsonFile = fx.path(QStringLiteral("r.ndjson"));
+        for (const auto& [file, format] :
+             {std::pair{csvFile, ExportFormat::Csv}, std::pair{ndjsonFile, ExportFormat::Ndjson}}) {
+            QString error;
+            QVERIFY2(exportSamples(recordStore(), QStringLiteral("7"), makeHeader(), format, file, &error),
+                     qPrintable(error));
+        }
+        const char* const script = R"(
+import csv, json, sys
+from datetime import datetime
+table = list(csv.DictReader(open(sys.argv[1], newline='', encoding='utf-8')))
+lines = [json.loads(line) for line in open(sys.argv[2], encoding='utf-8')]
+assert len(table) == len(lines)
+for c, j in zip(table, lines):
+    assert float(c['Primary']) == j['primary'] and float(c['Secondary']) == j['secondary']
+    assert c['RecTime'] == j['recTime'] and (c['NoReply'] == '1') == j['noReply']
+    print(c['SeqNo'], repr(float(c['Primary'])), c['PrimaryUnit'], repr(float(c['Secondary'])),
+          int(datetime.fromisoformat(c['RecTime']).timestamp()), c['NoReply'], sep='|')
+)";
+        QProcess python;
+        python.start(QStringLiteral("python3"), {QStringLiteral("-c"), QString::fromLatin1(script), csvFile, ndjsonFile});
+        QVERIFY(python.waitForFinished(30000));
+        QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
+        const QStringList printed = QString::fromUtf8(python.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(printed.size(), int(rows.size()));
+        for (int i = 0; i < printed.size(); ++i) {
+            const TempSample& s = rows[size_t(i)];
+            const QStringList f = printed[i].split('|');
+            QCOMPARE(f[0].toLongLong(), s.seqNo);
+            QCOMPARE(f[1].toDouble(), parseLeadingNumber(s.pVal));
+            QCOMPARE(f[2], QStringLiteral("V"));
+            QCOMPARE(f[3].toDouble(), parseLeadingNumber(s.sVal));
+            QCOMPARE(f[4].toLongLong(), parseDateTimeText(s.recTime).toSecsSinceEpoch());
+            QCOMPARE(f[5], QString::number(int(s.noReply)));
+        }
     }
 };
 

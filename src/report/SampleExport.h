@@ -1,0 +1,100 @@
+#pragma once
+// A trace's samples for other programs: CSV (RFC 4180, for spreadsheets and csv
+// readers) or NDJSON (one JSON object per line). Both carry the same fields:
+//
+//   seqNo         sample number
+//   recTime       ISO 8601 local time with its UTC offset, "2026-11-23T17:43:14+01:00"
+//                 (the stored text unchanged when it is not a "YYYY/MM/DD HH:MM:SS" time)
+//   primary       the reading as a bare number; empty (CSV) or null (NDJSON) when
+//                 the stored reading is not a number
+//   primaryUnit   its unit as the program shows it ("V", "kΩ"); the record's unit
+//                 when the stored reading names none
+//   secondary, secondaryUnit   the same for the secondary display
+//   reason        the stored reason code ("0".."4")
+//   reasonCaption its caption ("Time", "Over MAX", ...)
+//   comment       the sample's comment
+//   timeTick, diffLastTime     whole numbers; empty / null when not stored
+//   noReply       the meter did not answer: 1/0 in CSV, true/false in NDJSON; the
+//                 readings are then the 0 a failed read leaves, not a measurement
+//
+// CSV names the fields in a heading line with their first letter capitalised
+// (SeqNo,RecTime,Primary,PrimaryUnit,...), ends every line with CR LF and puts a
+// field holding a comma, double quote, CR or LF in double quotes with its quotes
+// doubled. NDJSON ends every line with LF and has no heading. Both are UTF-8
+// without a byte-order mark.
+//
+// The exports are built as bytes straight from the database's rows, a buffer at a
+// time, because a long trace is exported while the operator waits.
+
+#include "ReportTrace.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+class QFileDevice;
+
+namespace kvx {
+
+enum class ExportFormat { Csv, Ndjson };
+
+class SampleEncoder {
+public:
+    SampleEncoder(ExportFormat format, const RecordHeader& header);
+
+    // The CSV heading line; nothing for NDJSON.
+    void appendHeading(QByteArray* out) const;
+    void appendSample(const StoredSample& sample, QByteArray* out);
+
+private:
+    struct UnitCache {
+        QByteArray stored;
+        QByteArray shown;
+    };
+    void appendText(QByteArrayView text, QByteArray* out) const;
+    void appendWholeNumber(const std::optional<qint64>& value, QByteArray* out) const;
+    void appendReading(QByteArrayView reading, UnitCache& unit, const char* valueKey, const char* unitKey,
+                       QByteArray* out) const;
+    void appendReasonCaption(QByteArrayView code, QByteArray* out) const;
+
+    ExportFormat m_format;
+    UnitCache m_pUnit, m_sUnit;
+    QByteArray m_recordPUnit, m_recordSUnit;
+    QByteArray m_captions[5];
+};
+
+// The whole export of a trace held in memory.
+QByteArray encodeSamples(const TraceRecord& trace, ExportFormat format);
+
+// Where an export goes: "-" is standard output; a file that exists and is not a
+// plain file (a terminal, a pipe, /dev/stdout) is written as it is; a plain file is
+// written beside and put in place by commit(), so a file left unfinished is
+// thrown away and an older one stays.
+class ExportOutput {
+public:
+    explicit ExportOutput(const QString& path);
+    ~ExportOutput();
+    ExportOutput(const ExportOutput&) = delete;
+    ExportOutput& operator=(const ExportOutput&) = delete;
+
+    bool open();
+    bool write(const QByteArray& bytes);
+    bool commit();
+    QString errorString() const;
+
+    // True when `path` names standard output or another file that is not a plain file.
+    static bool isStream(const QString& path);
+
+private:
+    std::unique_ptr<QFileDevice> m_file;
+    bool m_saving = false;
+};
+
+// Exports the saved record `recNo`, or the working trace when `recNo` is empty, from
+// `store` to `path` (see ExportOutput). False, with the reason in `error`, when the
+// samples cannot be read or the file cannot be written.
+bool exportSamples(RecordStore& store, const QString& recNo, const RecordHeader& header, ExportFormat format,
+                   const QString& path, QString* error);
+
+} // namespace kvx
