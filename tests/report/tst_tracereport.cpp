@@ -219,11 +219,12 @@ private slots:
         QTest::addColumn<bool>("withDatabase");
         QTest::addColumn<bool>("withPaths");
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("message");
-        addRow("existing record", 2, true, true, 0, "");
+        QTest::addColumn<QString>("message"); // or the number of samples written
+        addRow("existing record", 2, true, true, 0, "200");
+        addRow("working trace", 0, true, true, 0, "3");
         addRow("missing record", 99, true, true, 1, "record 99 does not exist in");
         addRow("no database", 1, false, true, 1, "there is no record database");
-        addRow("nothing to write", 1, true, false, 2, "needs --pdf FILE or --csv FILE");
+        addRow("nothing to write", 1, true, false, 2, "needs --pdf FILE, --csv FILE or --ndjson FILE");
     }
 
     void exportOfASavedRecord() {
@@ -241,10 +242,11 @@ private slots:
             session().programFolder = fx.path(QStringLiteral("elsewhere"));
         const QString pdf = withPaths ? fx.path(QStringLiteral("out.pdf")) : QString();
         const QString csv = withPaths ? fx.path(QStringLiteral("out.csv")) : QString();
+        const QString ndjson = withPaths ? fx.path(QStringLiteral("out.ndjson")) : QString();
 
         QString messages;
         QTextStream err(&messages);
-        QCOMPARE(exportRecord(recno, pdf, csv, err), exitCode);
+        QCOMPARE(exportRecord(recno, {pdf, csv, ndjson}, err), exitCode);
         if (exitCode != 0) {
             QVERIFY2(messages.contains(message) && messages.endsWith('\n'), qPrintable(messages));
             QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"out.*", "elsewhere"}), QStringList());
@@ -252,15 +254,15 @@ private slots:
         }
         QCOMPARE(messages, QString());
         const QByteArray bytes = fileBytes(csv);
-        QCOMPARE(bytes.count("\r\n"), 201);
-        QVERIFY(bytes.startsWith(
-            "SeqNo,RecTime,Primary [V],Secondary [kHz],Reason,Comment,TimeTick,DiffLastTime,NoReply\r\n"
-            "0,2026/01/05 10:00:00,3,0.5,Time,,0,0,0\r\n"));
+        QCOMPARE(bytes.count("\r\n"), message.toInt() + 1);
+        QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,"));
+        QVERIFY(bytes.contains("\r\n0,2026-01-05T10:00:00"));
+        QCOMPARE(fileBytes(ndjson).count('\n'), message.toInt());
         QCOMPARE(recordStore().countSamples().value_or(-1), 3);
         QVERIFY(QFileInfo(pdf).size() > 0);
         if (havePdfToText()) {
             const auto first = pdfPageText(pdf, 1);
-            QVERIFY(first && first->contains(QLatin1String("Total Sampling:200")));
+            QVERIFY(first && first->contains(QLatin1String("Total Sampling:") + message));
             QVERIFY(first->contains(TraceReport::defaultTitle()));
         }
     }
