@@ -3,6 +3,8 @@
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 
+#include "ValueRules.h"
+
 namespace kvx {
 
 namespace {
@@ -38,7 +40,51 @@ Options:
                  non-zero with a message when the record does not exist.
   --help         Show this text.
   --version      Show the program's version.
+
+kvx5130 log --link TEXT [--link TEXT ...] [options]: log meters without windows
+(kvx5130 log --help lists its options).
 )";
+
+const char* const kLogUsage = R"(Usage: kvx5130 log --link TEXT [--link TEXT ...] [options]
+
+Polls one or more KVX-5130 meters without a window or a display and writes one
+row per tick with every meter's readings, units and no-reply mark, until the
+count or duration is reached or SIGINT/SIGTERM arrives; the file is complete
+either way. Exits 1 with a message when a link cannot be opened.
+
+Options:
+  --link TEXT          A meter's connection text (see kvx5130 --help); give it
+                       once per meter, in the order of the columns.
+  --interval S         Seconds between ticks (default 1; fractions allowed).
+  --count N            Stop after N rows.
+  --duration D         Stop after D: seconds, or with a unit, 90s, 10m, 2h.
+  --format csv|ndjson  CSV with a heading line (default), or one JSON object
+                       per line.
+  --output FILE        Where the rows go; "-" is standard output (default).
+  --help               Show this text.
+
+CSV columns: Time (ISO 8601 with the UTC offset), Tick, then for each meter n
+MnPrimary, MnPrimaryUnit, MnSecondary, MnSecondaryUnit, MnNoReply. NDJSON:
+{"time":...,"tick":...,"meters":[{"link":...,"primary":...,"primaryUnit":...,
+"secondary":...,"secondaryUnit":...,"noReply":false},...]}.
+)";
+
+// "90", "90s", "10m", "2h": a duration in milliseconds, or -1.
+qint64 durationMs(const QString& text) {
+    static const QList<QPair<QString, double>> units{
+        {QStringLiteral("ms"), 1.0}, {QStringLiteral("s"), 1e3}, {QStringLiteral("m"), 60e3}, {QStringLiteral("h"), 3600e3}};
+    QString number = text.trimmed();
+    double scale = 1e3;
+    for (const auto& [suffix, ms] : units) {
+        if (number.endsWith(suffix) && isNumeric(number.chopped(suffix.size()))) {
+            number.chop(suffix.size());
+            scale = ms;
+            break;
+        }
+    }
+    const double value = isNumeric(number) ? parseLeadingNumber(number) * scale : -1.0;
+    return value > 0 && value < 1e15 ? qint64(value) : -1;
+}
 
 // Options of the window system, which QApplication takes from the same command line.
 void letWindowSystemOptionsThrough(QCommandLineParser& parser) {
@@ -54,6 +100,78 @@ void letWindowSystemOptionsThrough(QCommandLineParser& parser) {
 }
 
 } // namespace
+
+bool isLogCommand(const QStringList& arguments) {
+    return arguments.size() > 1 && arguments[1] == QLatin1String("log");
+}
+
+QString logUsageText() {
+    return QString::fromUtf8(kLogUsage);
+}
+
+LogOptions parseLogOptions(const QStringList& arguments) {
+    QCommandLineParser parser;
+    const QCommandLineOption link(QStringLiteral("link"), QString(), QStringLiteral("TEXT"));
+    const QCommandLineOption interval(QStringLiteral("interval"), QString(), QStringLiteral("S"));
+    const QCommandLineOption count(QStringLiteral("count"), QString(), QStringLiteral("N"));
+    const QCommandLineOption duration(QStringLiteral("duration"), QString(), QStringLiteral("D"));
+    const QCommandLineOption format(QStringLiteral("format"), QString(), QStringLiteral("FORMAT"));
+    const QCommandLineOption output(QStringLiteral("output"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption help(QStringList{QStringLiteral("help"), QStringLiteral("h")});
+    parser.addOptions({link, interval, count, duration, format, output, help});
+
+    LogOptions options;
+    QStringList withoutVerb = arguments;
+    withoutVerb.removeAt(1);
+    if (!parser.parse(withoutVerb)) {
+        options.error = parser.errorText();
+        return options;
+    }
+    options.helpRequested = parser.isSet(help);
+    if (options.helpRequested)
+        return options;
+    const auto refuse = [&options](const QString& why) {
+        options.error = why;
+        return options;
+    };
+    if (!parser.positionalArguments().isEmpty())
+        return refuse(QStringLiteral("Unexpected argument: %1").arg(parser.positionalArguments().first()));
+    for (const QString& text : parser.values(link)) {
+        if (text.trimmed().isEmpty())
+            return refuse(QStringLiteral("--link needs a connection text"));
+        options.links << text.trimmed();
+    }
+    if (options.links.isEmpty())
+        return refuse(QStringLiteral("log needs at least one --link TEXT"));
+    if (parser.isSet(interval)) {
+        const QString text = parser.value(interval).trimmed();
+        const double ms = isNumeric(text) ? parseLeadingNumber(text) * 1000.0 : 0.0;
+        if (!(ms >= 1.0 && ms <= 86400e3))
+            return refuse(QStringLiteral("--interval needs a number of seconds (0.001 to 86400)"));
+        options.intervalMs = int(ms);
+    }
+    if (parser.isSet(count) && parser.isSet(duration))
+        return refuse(QStringLiteral("--count and --duration go one at a time"));
+    if (parser.isSet(count)) {
+        bool ok = false;
+        options.count = parser.value(count).toLongLong(&ok);
+        if (!ok || options.count < 1)
+            return refuse(QStringLiteral("--count needs a number of rows"));
+    }
+    if (parser.isSet(duration) && (options.durationMs = durationMs(parser.value(duration))) < 0)
+        return refuse(QStringLiteral("--duration needs a time such as 90, 90s, 10m or 2h"));
+    const QString formatName = parser.value(format);
+    if (formatName == QLatin1String("ndjson"))
+        options.format = ExportFormat::Ndjson;
+    else if (!formatName.isEmpty() && formatName != QLatin1String("csv"))
+        return refuse(QStringLiteral("--format is csv or ndjson"));
+    if (parser.isSet(output)) {
+        options.output = parser.value(output);
+        if (options.output.isEmpty())
+            return refuse(QStringLiteral("--output needs a file name or -"));
+    }
+    return options;
+}
 
 QString appUsageText() {
     return QString::fromUtf8(kUsage);

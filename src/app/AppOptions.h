@@ -1,6 +1,8 @@
 #pragma once
 // The program's command line.
 
+#include "SampleExport.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -24,6 +26,24 @@ struct AppOptions {
 };
 
 inline const char* const kAppVersion = "1.0.1";
+
+// `kvx5130 log ...`: headless logging of one or more meters.
+struct LogOptions {
+    QStringList links;        // --link TEXT, once per meter, in column order
+    int intervalMs = 1000;    // --interval S
+    qint64 count = -1;        // --count N: rows to write (-1: no limit)
+    qint64 durationMs = -1;   // --duration 10m: time to log (-1: no limit)
+    ExportFormat format = ExportFormat::Csv; // --format csv|ndjson
+    QString output = QStringLiteral("-");    // --output FILE, "-" for standard output
+    bool helpRequested = false;
+    QString error;
+};
+
+// True when the command line asks for the logger: its first argument is "log".
+bool isLogCommand(const QStringList& arguments);
+// `arguments` includes the program name and "log" first.
+LogOptions parseLogOptions(const QStringList& arguments);
+QString logUsageText();
 
 // `arguments` includes the program name first, as argv gives it. The window
 // system's own options (-platform, -display, -style, ...) are let through.

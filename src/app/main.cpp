@@ -1,6 +1,7 @@
 // kvx5130: the KVX-5130 bench multimeter program. All of it lives in kvx_app.
 #include "AppOptions.h"
 #include "AppRun.h"
+#include "HeadlessLog.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -18,6 +19,16 @@ bool displayNamed() {
     return false;
 }
 
+// The usage text: asked for (exit 0), or after a refused command line (exit 2).
+int usage(const QString& refusal, const QString& text) {
+    if (refusal.isEmpty()) {
+        std::fputs(qPrintable(text), stdout);
+        return 0;
+    }
+    std::fprintf(stderr, "kvx5130: %s\n%s", qPrintable(refusal), qPrintable(text));
+    return 2;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -26,15 +37,16 @@ int main(int argc, char** argv) {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
+    if (kvx::isLogCommand(arguments)) {
+        const kvx::LogOptions log = kvx::parseLogOptions(arguments);
+        if (!log.error.isEmpty() || log.helpRequested)
+            return usage(log.error, kvx::logUsageText());
+        QCoreApplication app(argc, argv);
+        return kvx::runHeadlessLog(log);
+    }
     const kvx::AppOptions options = kvx::parseAppOptions(arguments);
-    if (!options.error.isEmpty()) {
-        std::fprintf(stderr, "kvx5130: %s\n%s", qPrintable(options.error), qPrintable(kvx::appUsageText()));
-        return 2;
-    }
-    if (options.helpRequested) {
-        std::fputs(qPrintable(kvx::appUsageText()), stdout);
-        return 0;
-    }
+    if (!options.error.isEmpty() || options.helpRequested)
+        return usage(options.error, kvx::appUsageText());
     if (options.versionRequested) {
         std::printf("kvx5130 %s\n", kvx::kAppVersion);
         return 0;

@@ -109,6 +109,35 @@ void appendJsonString(QByteArrayView text, QByteArray* out) {
 
 } // namespace
 
+void appendTextField(ExportFormat format, QByteArrayView text, QByteArray* out) {
+    if (format == ExportFormat::Ndjson) {
+        appendJsonString(text, out);
+    } else if (!needsCsvQuotes(text)) {
+        out->append(text);
+    } else {
+        out->append('"');
+        for (const char c : text) {
+            if (c == '"')
+                out->append('"');
+            out->append(c);
+        }
+        out->append('"');
+    }
+}
+
+bool appendNumberField(QByteArrayView number, QByteArray* out) {
+    if (isJsonNumber(number)) {
+        out->append(number);
+        return true;
+    }
+    const QString numberText = QString::fromUtf8(number);
+    const double value = isNumeric(numberText) ? parseLeadingNumber(numberText) : NAN;
+    if (!std::isfinite(value))
+        return false;
+    out->append(numberToText(value).toLatin1());
+    return true;
+}
+
 SampleEncoder::SampleEncoder(ExportFormat format, const RecordHeader& header)
     : m_format(format), m_recordPUnit(trimBlanks(header.pUnit).toUtf8()),
       m_recordSUnit(trimBlanks(header.sUnit).toUtf8()) {
@@ -126,22 +155,6 @@ void SampleEncoder::appendHeading(QByteArray* out) const {
         out->append(field + 1);
     }
     out->append("\r\n");
-}
-
-void SampleEncoder::appendText(QByteArrayView text, QByteArray* out) const {
-    if (m_format == ExportFormat::Ndjson) {
-        appendJsonString(text, out);
-    } else if (!needsCsvQuotes(text)) {
-        out->append(text);
-    } else {
-        out->append('"');
-        for (const char c : text) {
-            if (c == '"')
-                out->append('"');
-            out->append(c);
-        }
-        out->append('"');
-    }
 }
 
 void SampleEncoder::appendWholeNumber(const std::optional<qint64>& value, QByteArray* out) const {
@@ -163,31 +176,22 @@ void SampleEncoder::appendReading(QByteArrayView reading, UnitCache& unit, const
         storedUnit = &unit == &m_pUnit ? m_recordPUnit : m_recordSUnit;
 
     out->append(valueKey);
-    if (isJsonNumber(number)) {
-        out->append(number);
-    } else {
-        // Other ways of writing a number ("+5", ".5") in the form every reader takes.
-        const QString numberText = QString::fromUtf8(number);
-        const double value = isNumeric(numberText) ? parseLeadingNumber(numberText) : NAN;
-        if (std::isfinite(value))
-            out->append(numberToText(value).toLatin1());
-        else if (json)
-            out->append("null");
-    }
+    if (!appendNumberField(number, out) && json)
+        out->append("null");
     if (unit.stored != storedUnit || unit.shown.isNull()) {
         unit.stored = storedUnit.toByteArray();
         unit.shown = displayUnit(QString::fromUtf8(storedUnit)).toUtf8();
     }
     out->append(unitKey);
-    appendText(unit.shown, out);
+    appendTextField(m_format, unit.shown, out);
 }
 
 void SampleEncoder::appendReasonCaption(QByteArrayView code, QByteArray* out) const {
     const QByteArrayView trimmed = trimmedBlanks(code);
     if (trimmed.size() == 1 && trimmed[0] >= '0' && trimmed[0] <= '4')
-        appendText(m_captions[trimmed[0] - '0'], out);
+        appendTextField(m_format, m_captions[trimmed[0] - '0'], out);
     else
-        appendText(reasonCaption(QString::fromUtf8(code)).toUtf8(), out);
+        appendTextField(m_format, reasonCaption(QString::fromUtf8(code)).toUtf8(), out);
 }
 
 void SampleEncoder::appendSample(const StoredSample& s, QByteArray* out) {
@@ -203,18 +207,18 @@ void SampleEncoder::appendSample(const StoredSample& s, QByteArray* out) {
     if (!appendIsoDateTime(s.recTime, out)) {
         if (json)
             out->chop(1);
-        appendText(s.recTime, out);
+        appendTextField(m_format, s.recTime, out);
     } else if (json) {
         out->append('"');
     }
     appendReading(s.pVal, m_pUnit, key(",\"primary\":"), key(",\"primaryUnit\":"), out);
     appendReading(s.sVal, m_sUnit, key(",\"secondary\":"), key(",\"secondaryUnit\":"), out);
     out->append(key(",\"reason\":"));
-    appendText(s.reason, out);
+    appendTextField(m_format, s.reason, out);
     out->append(key(",\"reasonCaption\":"));
     appendReasonCaption(s.reason, out);
     out->append(key(",\"comment\":"));
-    appendText(s.comment, out);
+    appendTextField(m_format, s.comment, out);
     out->append(key(",\"timeTick\":"));
     appendWholeNumber(s.timeTick, out);
     out->append(key(",\"diffLastTime\":"));
@@ -252,10 +256,10 @@ QByteArray encodeSamples(const TraceRecord& trace, ExportFormat format) {
 
 // ---------------------------------------------------------------- output
 
-ExportOutput::ExportOutput(const QString& path) {
+ExportOutput::ExportOutput(const QString& path, bool inPlace) {
     if (path == QLatin1String("-")) {
         m_file = std::make_unique<QFile>();
-    } else if (isStream(path)) {
+    } else if (inPlace || isStream(path)) {
         m_file = std::make_unique<QFile>(path);
     } else {
         m_file = std::make_unique<QSaveFile>(path);
@@ -281,6 +285,10 @@ bool ExportOutput::open() {
 
 bool ExportOutput::write(const QByteArray& bytes) {
     return m_file->write(bytes) == bytes.size();
+}
+
+bool ExportOutput::flush() {
+    return m_file->flush();
 }
 
 bool ExportOutput::commit() {

@@ -39,6 +39,13 @@ namespace kvx {
 
 enum class ExportFormat { Csv, Ndjson };
 
+// One text field: as RFC 4180 quotes it in CSV, a JSON string in NDJSON.
+void appendTextField(ExportFormat format, QByteArrayView text, QByteArray* out);
+// A number as every csv and json reader takes it: the text itself when it is one
+// in JSON's form, else its value in the program's number form ("+5" -> 5). False,
+// with nothing appended, when the text is not a finite number.
+bool appendNumberField(QByteArrayView number, QByteArray* out);
+
 class SampleEncoder {
 public:
     SampleEncoder(ExportFormat format, const RecordHeader& header);
@@ -52,7 +59,6 @@ private:
         QByteArray stored;
         QByteArray shown;
     };
-    void appendText(QByteArrayView text, QByteArray* out) const;
     void appendWholeNumber(const std::optional<qint64>& value, QByteArray* out) const;
     void appendReading(QByteArrayView reading, UnitCache& unit, const char* valueKey, const char* unitKey,
                        QByteArray* out) const;
@@ -70,16 +76,19 @@ QByteArray encodeSamples(const TraceRecord& trace, ExportFormat format);
 // Where an export goes: "-" is standard output; a file that exists and is not a
 // plain file (a terminal, a pipe, /dev/stdout) is written as it is; a plain file is
 // written beside and put in place by commit(), so a file left unfinished is
-// thrown away and an older one stays.
+// thrown away and an older one stays. A log that grows for days is written in
+// place instead (`inPlace`), so that every row written is in the file at once.
 class ExportOutput {
 public:
-    explicit ExportOutput(const QString& path);
+    explicit ExportOutput(const QString& path, bool inPlace = false);
     ~ExportOutput();
     ExportOutput(const ExportOutput&) = delete;
     ExportOutput& operator=(const ExportOutput&) = delete;
 
     bool open();
     bool write(const QByteArray& bytes);
+    // Hands what was written so far on to the file (the temporary one of a plain file).
+    bool flush();
     bool commit();
     QString errorString() const;
 

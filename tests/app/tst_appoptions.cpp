@@ -86,6 +86,40 @@ private slots:
         QTEST(changedOptions(parseAppOptions(arguments)), "options");
     }
 
+    void parseLog_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("options");
+        addRow("defaults", QStringList{"--link", "tcp:h"}, "tcp:h 1000 -1 -1 csv -");
+        addRow("two meters", QStringList{"--link", "tcp:a", "--link=serial:/dev/ttyS0", "--interval", "0.25",
+                                         "--count", "10", "--format", "ndjson", "--output", "x.nd"},
+               "tcp:a,serial:/dev/ttyS0 250 10 -1 ndjson x.nd");
+        addRow("minutes", QStringList{"--link", "tcp:h", "--duration", "10m"}, "tcp:h 1000 -1 600000 csv -");
+        addRow("hours", QStringList{"--link", "tcp:h", "--duration", "1.5h"}, "tcp:h 1000 -1 5400000 csv -");
+        addRow("plain seconds", QStringList{"--link", "tcp:h", "--duration", "90"}, "tcp:h 1000 -1 90000 csv -");
+        addRow("no link", QStringList{"--count", "3"}, "refused");
+        addRow("count and duration", QStringList{"--link", "tcp:h", "--count", "3", "--duration", "1m"}, "refused");
+        addRow("bad duration", QStringList{"--link", "tcp:h", "--duration", "10 min"}, "refused");
+        addRow("zero count", QStringList{"--link", "tcp:h", "--count", "0"}, "refused");
+        addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "refused");
+        addRow("other format", QStringList{"--link", "tcp:h", "--format", "xml"}, "refused");
+        addRow("window option", QStringList{"--link", "tcp:h", "--start"}, "refused");
+    }
+
+    void parseLog() {
+        QFETCH(QStringList, arguments);
+        arguments = QStringList{"kvx5130", "log"} + arguments;
+        QVERIFY(isLogCommand(arguments));
+        const LogOptions o = parseLogOptions(arguments);
+        QTEST(o.error.isEmpty() ? QStringLiteral("%1 %2 %3 %4 %5 %6")
+                                      .arg(o.links.join(','))
+                                      .arg(o.intervalMs)
+                                      .arg(o.count)
+                                      .arg(o.durationMs)
+                                      .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output)
+                                : QStringLiteral("refused"),
+              "options");
+    }
+
     void memory_data() {
         QTest::addColumn<QString>("meminfo");
         QTest::addColumn<QString>("summary");

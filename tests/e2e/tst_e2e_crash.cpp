@@ -214,6 +214,8 @@ private slots:
         addRow("help", QStringList{"--help"}, 0, "--export-record N");
         addRow("unknown option", QStringList{"--speed", "9600"}, 2, "Usage: kvx5130");
         addRow("export without a file", QStringList{"--export-record", "3"}, 2, "Usage: kvx5130");
+        addRow("logger's help", QStringList{"log", "--help"}, 0, "--format csv|ndjson");
+        addRow("logger's unknown option", QStringList{"log", "--link", "tcp:h", "--start"}, 2, "Usage: kvx5130 log");
         addRow("no database", QStringList{"--folder", "/proc/kvx5130-none", "--list-records"}, 1, "no record database");
         addRow("windows", QStringList{"--start"}, 1, "QT_QPA_PLATFORM=offscreen");
     }
@@ -267,6 +269,59 @@ private slots:
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("record 7 does not exist"), run.err.constData());
         QVERIFY(run.out.isEmpty());
+    }
+
+    // Two simulated meters, one on a pseudo-terminal and one on a socket, logged with no
+    // display: every tick a row with both meters' readings.
+    void headlessLogOfTwoMeters() {
+        kvx::test::SimProcess pty({QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("3")});
+        kvx::test::SimProcess tcp({QStringLiteral("--tcp"), QStringLiteral("0"), QStringLiteral("--no-reply-after"),
+                                   QStringLiteral("12")});
+        QString error;
+        QVERIFY2(pty.start(&error) && tcp.start(&error), qPrintable(error));
+        const QStringList links{"log", "--link", "serial:" + pty.where(), "--link", tcp.where()};
+
+        Run run = runWithoutDisplay(links + QStringList{"--count", "8", "--interval", "0.02", "--format", "ndjson"});
+        QCOMPARE(run.exitCode, 0);
+        const QList<QByteArray> lines = run.out.trimmed().split('\n');
+        QCOMPARE(lines.size(), 8);
+        for (int tick = 0; tick < lines.size(); ++tick) {
+            const QJsonObject row = QJsonDocument::fromJson(lines[tick]).object();
+            QCOMPARE(row.value("tick").toInt(-1), tick);
+            const QJsonArray meters = row.value("meters").toArray();
+            QCOMPARE(meters.size(), 2);
+            QCOMPARE(meters[1].toObject().value("link").toString(), tcp.where());
+            for (const QJsonValue& meter : meters) {
+                QVERIFY(meter.toObject().value("primary").isDouble());
+                QCOMPARE(meter.toObject().value("primaryUnit").toString(), "V");
+            }
+            QVERIFY(meters[0].toObject().value("primary").toDouble() != 0.0);
+            QVERIFY(!meters[0].toObject().value("noReply").toBool());
+        }
+        // The socket's meter falls silent after its first twelve commands.
+        QVERIFY(QJsonDocument::fromJson(lines.last()).object().value("meters")[1].toObject().value("noReply").toBool());
+
+        // No count: SIGINT ends it between rows, the file complete.
+        const QTemporaryDir folder;
+        const QString file = folder.filePath("log.csv");
+        QProcess app;
+        app.start(QStringLiteral(KVX_APP_BINARY), links.mid(0, 3) + QStringList{"--interval", "0.02", "--output", file});
+        QVERIFY(app.waitForStarted());
+        const auto written = [&file] {
+            QFile log(file);
+            return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(written().count("\r\n") >= 3, 10000);
+        ::kill(pid_t(app.processId()), SIGINT);
+        QVERIFY(app.waitForFinished(10000));
+        QCOMPARE(app.exitCode(), 0);
+        const QByteArray csv = written();
+        QVERIFY(csv.startsWith("Time,Tick,M1Primary,M1PrimaryUnit,M1Secondary,M1SecondaryUnit,M1NoReply\r\n"));
+        QVERIFY(csv.endsWith("\r\n"));
+
+        run = runWithoutDisplay({"log", "--link", "serial:" + folder.filePath("no-such-device"), "--count", "1"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("cannot be opened"), run.err.constData());
     }
 };
 
