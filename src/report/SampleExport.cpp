@@ -259,7 +259,10 @@ QByteArray encodeSamples(const TraceRecord& trace, ExportFormat format) {
 ExportOutput::ExportOutput(const QString& path, bool inPlace) {
     if (path == QLatin1String("-")) {
         m_file = std::make_unique<QFile>();
-    } else if (inPlace || isStream(path)) {
+    } else if (isStream(path)) {
+        m_file = std::make_unique<QFile>(path);
+        m_appending = QFileInfo(path).isFile();
+    } else if (inPlace) {
         m_file = std::make_unique<QFile>(path);
     } else {
         m_file = std::make_unique<QSaveFile>(path);
@@ -272,6 +275,9 @@ ExportOutput::~ExportOutput() = default;
 bool ExportOutput::isStream(const QString& path) {
     if (path == QLatin1String("-"))
         return true;
+    // /dev/stdout names a plain file too when the shell sends the output to one.
+    if (path.startsWith(QLatin1String("/dev/")) || path.startsWith(QLatin1String("/proc/")))
+        return true;
     const QFileInfo info(path);
     return info.exists() && !info.isFile();
 }
@@ -280,7 +286,8 @@ bool ExportOutput::open() {
     auto* standardOutput = m_saving ? nullptr : static_cast<QFile*>(m_file.get());
     if (standardOutput && standardOutput->fileName().isEmpty())
         return standardOutput->open(stdout, QIODevice::WriteOnly);
-    return m_file->open(QIODevice::WriteOnly);
+    // Appending keeps what the shell's ">>" left in a file behind /dev/stdout.
+    return m_file->open(m_appending ? QIODevice::WriteOnly | QIODevice::Append : QIODevice::WriteOnly);
 }
 
 bool ExportOutput::write(const QByteArray& bytes) {

@@ -73,10 +73,11 @@ private:
 // The whole export of a trace held in memory.
 QByteArray encodeSamples(const TraceRecord& trace, ExportFormat format);
 
-// Where an export goes: "-" is standard output; a file that exists and is not a
-// plain file (a terminal, a pipe, /dev/stdout) is written as it is; a plain file is
-// written beside and put in place by commit(), so a file left unfinished is
-// thrown away and an older one stays. A log that grows for days is written in
+// Where an export goes: "-" is standard output; a file under /dev or /proc
+// (/dev/stdout) or one that is not a plain file (a terminal, a pipe) is written
+// as it is (at the end of a plain file the shell sent /dev/stdout to); a plain
+// file is written beside and put in place by commit(), so a file left unfinished
+// is thrown away and an older one stays. A log that grows for days is written in
 // place instead (`inPlace`), so that every row written is in the file at once.
 class ExportOutput {
 public:
@@ -98,6 +99,7 @@ public:
 private:
     std::unique_ptr<QFileDevice> m_file;
     bool m_saving = false;
+    bool m_appending = false;
 };
 
 // Exports the saved record `recNo`, or the working trace when `recNo` is empty, from
