@@ -152,6 +152,7 @@ QDateTime parseDateTimeText(const QString& text) {
 
 bool appendIsoDateTime(QByteArrayView text, QByteArray* out) {
     static constexpr char kForm[] = "0000/00/00 00:00:00";
+    static constexpr qsizetype kHourLength = 13;   // "YYYY/MM/DD HH"
     static constexpr qsizetype kMinuteLength = 16; // "YYYY/MM/DD HH:MM"
     if (text.size() != qsizetype(sizeof(kForm) - 1))
         return false;
@@ -169,33 +170,53 @@ bool appendIsoDateTime(QByteArrayView text, QByteArray* out) {
     };
     if (number(17, 2) > 59)
         return false;
-    struct MinuteOffset {
-        char minute[kMinuteLength] = {};
+    // The zone is asked as little as it can be: once an hour when the hour's first and
+    // last minutes have one offset (every hour but those of a clock change), else
+    // once a minute.
+    struct Offset {
         bool valid = false;
-        char offset[7] = {}; // "+01:00"
+        char text[7] = {}; // "+01:00"
     };
-    thread_local MinuteOffset last;
-    if (std::memcmp(last.minute, text.data(), kMinuteLength) != 0) {
-        std::memcpy(last.minute, text.data(), kMinuteLength);
-        const QDateTime local(QDate(number(0, 4), number(5, 2), number(8, 2)), QTime(number(11, 2), number(14, 2)));
-        // A time skipped by a clock change comes back moved to another minute.
-        last.valid = local.isValid() && local.time().minute() == number(14, 2) &&
-                     local.time().hour() == number(11, 2) && local.date().day() == number(8, 2);
-        if (last.valid) {
+    const auto offsetAt = [&number](int minute) {
+        Offset found;
+        const QDateTime local(QDate(number(0, 4), number(5, 2), number(8, 2)), QTime(number(11, 2), minute));
+        // A time skipped by a clock change comes back moved to another minute or hour.
+        found.valid = local.isValid() && local.time().minute() == minute &&
+                      local.time().hour() == number(11, 2) && local.date().day() == number(8, 2);
+        if (found.valid) {
             const int offset = local.offsetFromUtc();
             const int minutes = std::abs(offset) / 60;
-            std::snprintf(last.offset, sizeof(last.offset), "%c%02d:%02d", offset < 0 ? '-' : '+',
+            std::snprintf(found.text, sizeof(found.text), "%c%02d:%02d", offset < 0 ? '-' : '+',
                           minutes / 60 % 100, minutes % 60);
         }
+        return found;
+    };
+    struct Cache {
+        char hour[kHourLength] = {};
+        bool wholeHour = false; // `offset` holds for every minute of `hour`
+        char minute[kMinuteLength] = {};
+        Offset offset;
+    };
+    thread_local Cache last;
+    if (std::memcmp(last.hour, text.data(), kHourLength) != 0) {
+        std::memcpy(last.hour, text.data(), kHourLength);
+        std::memset(last.minute, 0, kMinuteLength);
+        const Offset first = offsetAt(0), lastMinute = offsetAt(59);
+        last.wholeHour = first.valid && lastMinute.valid && std::memcmp(first.text, lastMinute.text, 6) == 0;
+        last.offset = first;
     }
-    if (!last.valid)
+    if (!last.wholeHour && std::memcmp(last.minute, text.data(), kMinuteLength) != 0) {
+        std::memcpy(last.minute, text.data(), kMinuteLength);
+        last.offset = offsetAt(number(14, 2));
+    }
+    if (!last.offset.valid)
         return false;
     const qsizetype at = out->size();
     out->append(text.data(), text.size());
     char* written = out->data() + at;
     written[4] = written[7] = '-';
     written[10] = 'T';
-    out->append(last.offset, 6);
+    out->append(last.offset.text, 6);
     return true;
 }
 

@@ -58,8 +58,9 @@ QDateTime parseDateTimeText(const QString& text);
 // the UTC offset then in force ("2026-11-23T17:43:14+01:00"). False, with nothing
 // appended, when the text is not of that form or names no local time (an invalid
 // date, an hour skipped by a clock change). An hour repeated by a clock change
-// takes its first offset. Rows come a second apart, so the offset of the last
-// minute seen is kept (per thread) and the time zone is asked once a minute.
+// takes the offset the time zone gives it. Rows come a second apart, so the
+// offset of the last hour seen is kept (per thread) and the time zone is asked
+// about twice an hour.
 bool appendIsoDateTime(QByteArrayView recordTime, QByteArray* out);
 
 // A 16-bit integer as its binary digits, most significant first, no leading zeros
