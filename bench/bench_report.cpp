@@ -1,9 +1,9 @@
 // Reports, record files and exports of long traces: what the operator waits for
 // after pressing print, saving or opening a record file, or exporting a CSV.
 
-#include "SampleExport.h"
 #include "RecordFile.h"
 #include "RecordStore.h"
+#include "SampleExport.h"
 #include "Services.h"
 #include "Session.h"
 #include "TraceReport.h"

@@ -71,8 +71,10 @@ MnPrimary, MnPrimaryUnit, MnSecondary, MnSecondaryUnit, MnNoReply. NDJSON:
 
 // "90", "90s", "10m", "2h": a duration in milliseconds, or -1.
 qint64 durationMs(const QString& text) {
-    static const QList<QPair<QString, double>> units{
-        {QStringLiteral("ms"), 1.0}, {QStringLiteral("s"), 1e3}, {QStringLiteral("m"), 60e3}, {QStringLiteral("h"), 3600e3}};
+    static const QList<QPair<QString, double>> units{{QStringLiteral("ms"), 1.0},
+                                                     {QStringLiteral("s"), 1e3},
+                                                     {QStringLiteral("m"), 60e3},
+                                                     {QStringLiteral("h"), 3600e3}};
     QString number = text.trimmed();
     double scale = 1e3;
     for (const auto& [suffix, ms] : units) {
@@ -195,8 +197,8 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption ndjson(QStringLiteral("ndjson"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption listRecords(QStringLiteral("list-records"));
     const QCommandLineOption json(QStringLiteral("json"));
-    parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf, csv,
-                       ndjson, listRecords, json});
+    parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf,
+                       csv, ndjson, listRecords, json});
     letWindowSystemOptionsThrough(parser);
 
     AppOptions options;

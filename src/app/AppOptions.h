@@ -29,10 +29,10 @@ inline const char* const kAppVersion = "1.0.1";
 
 // `kvx5130 log ...`: headless logging of one or more meters.
 struct LogOptions {
-    QStringList links;        // --link TEXT, once per meter, in column order
-    int intervalMs = 1000;    // --interval S
-    qint64 count = -1;        // --count N: rows to write (-1: no limit)
-    qint64 durationMs = -1;   // --duration 10m: time to log (-1: no limit)
+    QStringList links;                       // --link TEXT, once per meter, in column order
+    int intervalMs = 1000;                   // --interval S
+    qint64 count = -1;                       // --count N: rows to write (-1: no limit)
+    qint64 durationMs = -1;                  // --duration 10m: time to log (-1: no limit)
     ExportFormat format = ExportFormat::Csv; // --format csv|ndjson
     QString output = QStringLiteral("-");    // --output FILE, "-" for standard output
     bool helpRequested = false;

@@ -51,7 +51,8 @@ QString connect(LoggedMeter& logged, const QString& spoolPath) {
 
 class RowWriter {
 public:
-    RowWriter(ExportFormat format, const std::vector<LoggedMeter>& meters) : m_format(format), m_meters(meters) {}
+    RowWriter(ExportFormat format, const std::vector<LoggedMeter>& meters)
+        : m_format(format), m_meters(meters) {}
 
     void appendHeading(QByteArray* out) const {
         if (m_format != ExportFormat::Csv)
@@ -150,8 +151,9 @@ int runHeadlessLog(const LogOptions& options) {
         rows.appendTick(tick++, &buffer);
         written = written && output.write(buffer) && output.flush();
         buffer.resize(0);
-        const bool done = (options.count > 0 && tick >= options.count) ||
-                          (options.durationMs > 0 && elapsed.elapsed() + options.intervalMs > options.durationMs);
+        const bool done =
+            (options.count > 0 && tick >= options.count) ||
+            (options.durationMs > 0 && elapsed.elapsed() + options.intervalMs > options.durationMs);
         if (!written || done)
             QCoreApplication::quit();
     };

@@ -6,9 +6,9 @@
 #include <QRegularExpression>
 #include <QSet>
 #include <QSqlDatabase>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QSqlDriver>
 #include <QSqlRecord>
 
 #include <sqlite3.h>
@@ -751,10 +751,11 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
     const char* const text =
-        recNo.isEmpty() ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-                          "from datatemp order by SeqNo asc"
-                        : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-                          "from datadetail where recno = ? order by SeqNo asc";
+        recNo.isEmpty()
+            ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+              "from datatemp order by SeqNo asc"
+            : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+              "from datadetail where recno = ? order by SeqNo asc";
     sqlite3_stmt* statement = nullptr;
     const auto engineFailure = [&](int code) {
         sqlite3_finalize(statement);
@@ -764,9 +765,8 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
     if (code != SQLITE_OK)
         return engineFailure(code);
     const QByteArray boundRecNo = recNo.toUtf8();
-    if (!recNo.isEmpty() &&
-        (code = sqlite3_bind_text(statement, 1, boundRecNo.constData(), int(boundRecNo.size()), SQLITE_STATIC)) !=
-            SQLITE_OK)
+    if (!recNo.isEmpty() && (code = sqlite3_bind_text(statement, 1, boundRecNo.constData(),
+                                                      int(boundRecNo.size()), SQLITE_STATIC)) != SQLITE_OK)
         return engineFailure(code);
     StoredSample row;
     while ((code = sqlite3_step(statement)) == SQLITE_ROW) {

@@ -37,7 +37,8 @@ bool openRecordDatabase(QTextStream& err) {
 }
 
 QString described(const StoreError& error) {
-    return error.number.isEmpty() ? error.description : error.number + QStringLiteral(": ") + error.description;
+    return error.number.isEmpty() ? error.description
+                                  : error.number + QStringLiteral(": ") + error.description;
 }
 
 // The report is drawn into a plain file; a stream gets a copy of it.
@@ -55,7 +56,8 @@ bool writeReport(const TraceRecord& trace, const QString& path, QString* error) 
         return false;
     QFile pdf(drawn.fileName());
     ExportOutput output(path);
-    if (!pdf.open(QIODevice::ReadOnly) || !output.open() || !output.write(pdf.readAll()) || !output.commit()) {
+    if (!pdf.open(QIODevice::ReadOnly) || !output.open() || !output.write(pdf.readAll()) ||
+        !output.commit()) {
         *error = pdf.error() != QFileDevice::NoError ? pdf.errorString() : output.errorString();
         return false;
     }
@@ -137,7 +139,8 @@ int listRecords(bool json, QTextStream& out, QTextStream& err) {
     if (!openRecordDatabase(err))
         return err.flush(), 1;
     std::optional<std::vector<RecordSummary>> records = recordStore().summarizeRecords();
-    const std::optional<RecordSummary> working = records ? recordStore().summarizeWorkingTrace() : std::nullopt;
+    const std::optional<RecordSummary> working =
+        records ? recordStore().summarizeWorkingTrace() : std::nullopt;
     if (!records || !working) {
         err << "kvx5130: the record list cannot be read: " << described(recordStore().lastError()) << "\n";
         return err.flush(), 1;
@@ -151,13 +154,14 @@ int listRecords(bool json, QTextStream& out, QTextStream& err) {
             const RecordHeader& r = summary.header;
             bool numbered = false;
             const qint64 number = r.recNo.toLongLong(&numbered);
-            list.append(QJsonObject{{QStringLiteral("recNo"), numbered ? QJsonValue(number) : QJsonValue(r.recNo)},
-                                    {QStringLiteral("startTime"), isoOrStored(r.startTime)},
-                                    {QStringLiteral("endTime"), isoOrStored(r.endTime)},
-                                    {QStringLiteral("description"), r.comment},
-                                    {QStringLiteral("primaryUnit"), r.pUnit},
-                                    {QStringLiteral("secondaryUnit"), r.sUnit},
-                                    {QStringLiteral("samples"), summary.samples}});
+            list.append(
+                QJsonObject{{QStringLiteral("recNo"), numbered ? QJsonValue(number) : QJsonValue(r.recNo)},
+                            {QStringLiteral("startTime"), isoOrStored(r.startTime)},
+                            {QStringLiteral("endTime"), isoOrStored(r.endTime)},
+                            {QStringLiteral("description"), r.comment},
+                            {QStringLiteral("primaryUnit"), r.pUnit},
+                            {QStringLiteral("secondaryUnit"), r.sUnit},
+                            {QStringLiteral("samples"), summary.samples}});
         }
         out << QJsonDocument(list).toJson(QJsonDocument::Compact) << "\n";
     } else {
@@ -165,9 +169,9 @@ int listRecords(bool json, QTextStream& out, QTextStream& err) {
                                  const QString& samples, const QString& pUnit, const QString& sUnit,
                                  const QString& description) {
             const QString gap = QStringLiteral("  ");
-            out << no.rightJustified(4) << gap << start.leftJustified(19) << gap << end.leftJustified(19) << gap
-                << samples.rightJustified(8) << gap << pUnit.leftJustified(7) << gap << sUnit.leftJustified(7)
-                << gap << description << "\n";
+            out << no.rightJustified(4) << gap << start.leftJustified(19) << gap << end.leftJustified(19)
+                << gap << samples.rightJustified(8) << gap << pUnit.leftJustified(7) << gap
+                << sUnit.leftJustified(7) << gap << description << "\n";
         };
         line(QStringLiteral("No."), QStringLiteral("Start"), QStringLiteral("End"), QStringLiteral("Samples"),
              QStringLiteral("Primary"), QStringLiteral("Second."), QStringLiteral("Description"));

@@ -16,9 +16,9 @@ namespace kvx {
 namespace {
 
 // The fields in their order; CSV headings are the same names capitalised.
-constexpr const char* kFields[] = {"seqNo",         "recTime", "primary", "primaryUnit",
-                                   "secondary",     "secondaryUnit", "reason",  "reasonCaption",
-                                   "comment",       "timeTick", "diffLastTime", "noReply"};
+constexpr const char* kFields[] = {"seqNo",     "recTime",       "primary",      "primaryUnit",
+                                   "secondary", "secondaryUnit", "reason",       "reasonCaption",
+                                   "comment",   "timeTick",      "diffLastTime", "noReply"};
 
 // Output is gathered up to this size before it goes to the file.
 constexpr qsizetype kWriteBuffer = 1 << 20;
@@ -91,11 +91,21 @@ void appendJsonString(QByteArrayView text, QByteArray* out) {
         out->append(text.data() + plainFrom, i - plainFrom);
         plainFrom = i + 1;
         switch (c) {
-        case '"': out->append("\\\""); break;
-        case '\\': out->append("\\\\"); break;
-        case '\n': out->append("\\n"); break;
-        case '\r': out->append("\\r"); break;
-        case '\t': out->append("\\t"); break;
+        case '"':
+            out->append("\\\"");
+            break;
+        case '\\':
+            out->append("\\\\");
+            break;
+        case '\n':
+            out->append("\\n");
+            break;
+        case '\r':
+            out->append("\\r");
+            break;
+        case '\t':
+            out->append("\\t");
+            break;
         default: {
             char escaped[8];
             std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);

@@ -68,16 +68,18 @@ private slots:
         addRow("pdf without a record", QStringList{"--pdf", "r.pdf"}, "refused");
         addRow("working trace to stdout", QStringList{"--export-record", "0", "--ndjson", "-"},
                "export=0 ndjson=-");
-        addRow("every file", QStringList{"--export-record=2", "--pdf=-", "--csv", "/tmp/r.csv", "--ndjson", "r.nd"},
+        addRow("every file",
+               QStringList{"--export-record=2", "--pdf=-", "--csv", "/tmp/r.csv", "--ndjson", "r.nd"},
                "export=2 pdf=- csv=/tmp/r.csv ndjson=r.nd");
-        addRow("two files to stdout", QStringList{"--export-record", "2", "--csv", "-", "--ndjson", "/dev/stdout"},
-               "refused");
+        addRow("two files to stdout",
+               QStringList{"--export-record", "2", "--csv", "-", "--ndjson", "/dev/stdout"}, "refused");
         addRow("negative record", QStringList{"--export-record", "-1", "--csv", "-"}, "refused");
         addRow("ndjson without a record", QStringList{"--ndjson", "-"}, "refused");
         addRow("list", QStringList{"--list-records"}, "list=1");
         addRow("list as json", QStringList{"--json", "--list-records"}, "list=1 json=1");
         addRow("json alone", QStringList{"--json"}, "refused");
-        addRow("list and export", QStringList{"--list-records", "--export-record", "1", "--csv", "-"}, "refused");
+        addRow("list and export", QStringList{"--list-records", "--export-record", "1", "--csv", "-"},
+               "refused");
     }
 
     void parse() {
@@ -90,14 +92,17 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("options");
         addRow("defaults", QStringList{"--link", "tcp:h"}, "tcp:h 1000 -1 -1 csv -");
-        addRow("two meters", QStringList{"--link", "tcp:a", "--link=serial:/dev/ttyS0", "--interval", "0.25",
-                                         "--count", "10", "--format", "ndjson", "--output", "x.nd"},
+        addRow("two meters",
+               QStringList{"--link", "tcp:a", "--link=serial:/dev/ttyS0", "--interval", "0.25", "--count",
+                           "10", "--format", "ndjson", "--output", "x.nd"},
                "tcp:a,serial:/dev/ttyS0 250 10 -1 ndjson x.nd");
         addRow("minutes", QStringList{"--link", "tcp:h", "--duration", "10m"}, "tcp:h 1000 -1 600000 csv -");
         addRow("hours", QStringList{"--link", "tcp:h", "--duration", "1.5h"}, "tcp:h 1000 -1 5400000 csv -");
-        addRow("plain seconds", QStringList{"--link", "tcp:h", "--duration", "90"}, "tcp:h 1000 -1 90000 csv -");
+        addRow("plain seconds", QStringList{"--link", "tcp:h", "--duration", "90"},
+               "tcp:h 1000 -1 90000 csv -");
         addRow("no link", QStringList{"--count", "3"}, "refused");
-        addRow("count and duration", QStringList{"--link", "tcp:h", "--count", "3", "--duration", "1m"}, "refused");
+        addRow("count and duration", QStringList{"--link", "tcp:h", "--count", "3", "--duration", "1m"},
+               "refused");
         addRow("bad duration", QStringList{"--link", "tcp:h", "--duration", "10 min"}, "refused");
         addRow("zero count", QStringList{"--link", "tcp:h", "--count", "0"}, "refused");
         addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "refused");

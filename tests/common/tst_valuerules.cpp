@@ -20,13 +20,17 @@ private slots:
     void isoDateTime_data() {
         QTest::addColumn<QByteArray>("stored");
         QTest::addColumn<QByteArray>("iso"); // empty: refused
-        QTest::newRow("winter") << QByteArray("2026/11/23 17:43:14") << QByteArray("2026-11-23T17:43:14+01:00");
-        QTest::newRow("summer") << QByteArray("2026/07/01 00:00:59") << QByteArray("2026-07-01T00:00:59+02:00");
+        QTest::newRow("winter") << QByteArray("2026/11/23 17:43:14")
+                                << QByteArray("2026-11-23T17:43:14+01:00");
+        QTest::newRow("summer") << QByteArray("2026/07/01 00:00:59")
+                                << QByteArray("2026-07-01T00:00:59+02:00");
         QTest::newRow("same minute, winter again")
             << QByteArray("2026/11/23 17:43:15") << QByteArray("2026-11-23T17:43:15+01:00");
-        QTest::newRow("before the change") << QByteArray("2026/03/29 01:59:59") << QByteArray("2026-03-29T01:59:59+01:00");
+        QTest::newRow("before the change")
+            << QByteArray("2026/03/29 01:59:59") << QByteArray("2026-03-29T01:59:59+01:00");
         QTest::newRow("skipped hour") << QByteArray("2026/03/29 02:30:00") << QByteArray();
-        QTest::newRow("after the change") << QByteArray("2026/03/29 03:00:00") << QByteArray("2026-03-29T03:00:00+02:00");
+        QTest::newRow("after the change")
+            << QByteArray("2026/03/29 03:00:00") << QByteArray("2026-03-29T03:00:00+02:00");
         QTest::newRow("no such day") << QByteArray("2026/02/30 10:00:00") << QByteArray();
         QTest::newRow("second 60") << QByteArray("2026/01/05 10:00:60") << QByteArray();
         QTest::newRow("other form") << QByteArray("2026-01-05 10:00:00") << QByteArray();

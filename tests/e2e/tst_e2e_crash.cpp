@@ -215,8 +215,10 @@ private slots:
         addRow("unknown option", QStringList{"--speed", "9600"}, 2, "Usage: kvx5130");
         addRow("export without a file", QStringList{"--export-record", "3"}, 2, "Usage: kvx5130");
         addRow("logger's help", QStringList{"log", "--help"}, 0, "--format csv|ndjson");
-        addRow("logger's unknown option", QStringList{"log", "--link", "tcp:h", "--start"}, 2, "Usage: kvx5130 log");
-        addRow("no database", QStringList{"--folder", "/proc/kvx5130-none", "--list-records"}, 1, "no record database");
+        addRow("logger's unknown option", QStringList{"log", "--link", "tcp:h", "--start"}, 2,
+               "Usage: kvx5130 log");
+        addRow("no database", QStringList{"--folder", "/proc/kvx5130-none", "--list-records"}, 1,
+               "no record database");
         addRow("windows", QStringList{"--start"}, 1, "QT_QPA_PLATFORM=offscreen");
     }
 
@@ -248,7 +250,8 @@ private slots:
         QVERIFY(saved.value("endTime").toString().startsWith("2026-01-05T10:00:02"));
         run = runWithoutDisplay(inFolder + QStringList{"--list-records"});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz      soak"), run.out.constData());
+        QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz      soak"),
+                 run.out.constData());
 
         run = runWithoutDisplay(inFolder + QStringList{"--export-record", "0", "--ndjson", "-"});
         QCOMPARE(run.exitCode, 0);
@@ -259,7 +262,8 @@ private slots:
         QVERIFY(run.out.startsWith("SeqNo,RecTime,Primary,PrimaryUnit,"));
         QCOMPARE(run.out.count("\r\n"), 4);
         const QString csvFile = folder.filePath("r.csv");
-        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--pdf", "-", "--csv", csvFile});
+        run =
+            runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--pdf", "-", "--csv", csvFile});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.startsWith("%PDF"));
         QFile csv(csvFile);
@@ -275,13 +279,14 @@ private slots:
     // display: every tick a row with both meters' readings.
     void headlessLogOfTwoMeters() {
         kvx::test::SimProcess pty({QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("3")});
-        kvx::test::SimProcess tcp({QStringLiteral("--tcp"), QStringLiteral("0"), QStringLiteral("--no-reply-after"),
-                                   QStringLiteral("12")});
+        kvx::test::SimProcess tcp({QStringLiteral("--tcp"), QStringLiteral("0"),
+                                   QStringLiteral("--no-reply-after"), QStringLiteral("12")});
         QString error;
         QVERIFY2(pty.start(&error) && tcp.start(&error), qPrintable(error));
         const QStringList links{"log", "--link", "serial:" + pty.where(), "--link", tcp.where()};
 
-        Run run = runWithoutDisplay(links + QStringList{"--count", "8", "--interval", "0.02", "--format", "ndjson"});
+        Run run = runWithoutDisplay(links +
+                                    QStringList{"--count", "8", "--interval", "0.02", "--format", "ndjson"});
         QCOMPARE(run.exitCode, 0);
         const QList<QByteArray> lines = run.out.trimmed().split('\n');
         QCOMPARE(lines.size(), 8);
@@ -299,13 +304,19 @@ private slots:
             QVERIFY(!meters[0].toObject().value("noReply").toBool());
         }
         // The socket's meter falls silent after its first twelve commands.
-        QVERIFY(QJsonDocument::fromJson(lines.last()).object().value("meters")[1].toObject().value("noReply").toBool());
+        QVERIFY(QJsonDocument::fromJson(lines.last())
+                    .object()
+                    .value("meters")[1]
+                    .toObject()
+                    .value("noReply")
+                    .toBool());
 
         // No count: SIGINT ends it between rows, the file complete.
         const QTemporaryDir folder;
         const QString file = folder.filePath("log.csv");
         QProcess app;
-        app.start(QStringLiteral(KVX_APP_BINARY), links.mid(0, 3) + QStringList{"--interval", "0.02", "--output", file});
+        app.start(QStringLiteral(KVX_APP_BINARY),
+                  links.mid(0, 3) + QStringList{"--interval", "0.02", "--output", file});
         QVERIFY(app.waitForStarted());
         const auto written = [&file] {
             QFile log(file);
@@ -316,10 +327,12 @@ private slots:
         QVERIFY(app.waitForFinished(10000));
         QCOMPARE(app.exitCode(), 0);
         const QByteArray csv = written();
-        QVERIFY(csv.startsWith("Time,Tick,M1Primary,M1PrimaryUnit,M1Secondary,M1SecondaryUnit,M1NoReply\r\n"));
+        QVERIFY(
+            csv.startsWith("Time,Tick,M1Primary,M1PrimaryUnit,M1Secondary,M1SecondaryUnit,M1NoReply\r\n"));
         QVERIFY(csv.endsWith("\r\n"));
 
-        run = runWithoutDisplay({"log", "--link", "serial:" + folder.filePath("no-such-device"), "--count", "1"});
+        run = runWithoutDisplay(
+            {"log", "--link", "serial:" + folder.filePath("no-such-device"), "--count", "1"});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("cannot be opened"), run.err.constData());
     }

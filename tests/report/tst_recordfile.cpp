@@ -167,10 +167,10 @@ private slots:
         QVERIFY(recordStore().replaceTrace(makeSamples(2)));
         QVERIFY(CsvExport::exportWorkingTrace(fx.path(QStringLiteral("trace.csv"))));
         // Without a data table window no units are known.
-        QVERIFY(fileBytes(fx.path(QStringLiteral("trace.csv")))
-                    .startsWith(
-                        "SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
-                        "Comment,TimeTick,DiffLastTime,NoReply\r\n"));
+        QVERIFY(
+            fileBytes(fx.path(QStringLiteral("trace.csv")))
+                .startsWith("SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
+                            "Comment,TimeTick,DiffLastTime,NoReply\r\n"));
         QVERIFY(writeFile(fx.path(QStringLiteral("plain-file"))));
         const QString impossible = fx.path(QStringLiteral("plain-file/trace.kvx"));
         QVERIFY(!RecordFile::saveWorkingTrace(impossible));
@@ -209,8 +209,10 @@ private slots:
         QVERIFY(fx.messages->shown().empty());
         const QByteArray bytes = fileBytes(fx.path(QStringLiteral("chosen.csv")));
         QCOMPARE(bytes.count("\r\n"), 51);
-        QVERIFY(bytes.contains("\r\n3,2026-01-05T10:00:03+01:00,3.4,V,0.5,kHz,3,Match condition:Level,,3,1,1\r\n"));
-        QVERIFY(bytes.endsWith("49,2026-01-05T10:00:49+01:00,2.75,V,0.5,kHz,4,Match condition:%,,49,1,0\r\n"));
+        QVERIFY(bytes.contains(
+            "\r\n3,2026-01-05T10:00:03+01:00,3.4,V,0.5,kHz,3,Match condition:Level,,3,1,1\r\n"));
+        QVERIFY(
+            bytes.endsWith("49,2026-01-05T10:00:49+01:00,2.75,V,0.5,kHz,4,Match condition:%,,49,1,0\r\n"));
     }
 
     // Cancelled while the file is checked, or while it is stored: nothing changes.
@@ -235,25 +237,33 @@ private slots:
     void exportsOfATrace_data() {
         QTest::addColumn<int>("format");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("csv") << int(ExportFormat::Csv)
-                             << QStringLiteral(
-                                    u"SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
-                                    u"Comment,TimeTick,DiffLastTime,NoReply\r\n"
-                                    u"0,2026-01-05T10:00:00+01:00,3,V,12.5,kΩ,0,Time,,0,0,0\r\n"
-                                    u"1,2026-07-05T10:00:01+02:00,1.5,mA,0.5,kHz,1,Over MAX,\"lid \"\"open\"\", 溫度\",1,1,0\r\n"
-                                    u"2,yesterday,3.27,V,,kΩ,2,Below MIN,\"two\r\nlines\",,,0\r\n");
+        QTest::newRow("csv")
+            << int(ExportFormat::Csv)
+            << QStringLiteral(
+                   u"SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
+                   u"Comment,TimeTick,DiffLastTime,NoReply\r\n"
+                   u"0,2026-01-05T10:00:00+01:00,3,V,12.5,kΩ,0,Time,,0,0,0\r\n"
+                   u"1,2026-07-05T10:00:01+02:00,1.5,mA,0.5,kHz,1,Over MAX,\"lid \"\"open\"\", "
+                   u"溫度\",1,1,0\r\n"
+                   u"2,yesterday,3.27,V,,kΩ,2,Below MIN,\"two\r\nlines\",,,0\r\n");
         QTest::newRow("ndjson")
             << int(ExportFormat::Ndjson)
             << QStringLiteral(
-                   u"{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00+01:00\",\"primary\":3,\"primaryUnit\":\"V\","
+                   u"{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00+01:00\",\"primary\":3,\"primaryUnit\":"
+                   u"\"V\","
                    u"\"secondary\":12.5,\"secondaryUnit\":\"kΩ\",\"reason\":\"0\",\"reasonCaption\":\"Time\","
                    u"\"comment\":\"\",\"timeTick\":0,\"diffLastTime\":0,\"noReply\":false}\n"
-                   u"{\"seqNo\":1,\"recTime\":\"2026-07-05T10:00:01+02:00\",\"primary\":1.5,\"primaryUnit\":\"mA\","
-                   u"\"secondary\":0.5,\"secondaryUnit\":\"kHz\",\"reason\":\"1\",\"reasonCaption\":\"Over MAX\","
-                   u"\"comment\":\"lid \\\"open\\\", 溫度\",\"timeTick\":1,\"diffLastTime\":1,\"noReply\":false}\n"
+                   u"{\"seqNo\":1,\"recTime\":\"2026-07-05T10:00:01+02:00\",\"primary\":1.5,\"primaryUnit\":"
+                   u"\"mA\","
+                   u"\"secondary\":0.5,\"secondaryUnit\":\"kHz\",\"reason\":\"1\",\"reasonCaption\":\"Over "
+                   u"MAX\","
+                   u"\"comment\":\"lid \\\"open\\\", "
+                   u"溫度\",\"timeTick\":1,\"diffLastTime\":1,\"noReply\":false}\n"
                    u"{\"seqNo\":2,\"recTime\":\"yesterday\",\"primary\":3.27,\"primaryUnit\":\"V\","
-                   u"\"secondary\":null,\"secondaryUnit\":\"kΩ\",\"reason\":\"2\",\"reasonCaption\":\"Below MIN\","
-                   u"\"comment\":\"two\\r\\nlines\",\"timeTick\":null,\"diffLastTime\":null,\"noReply\":false}\n");
+                   u"\"secondary\":null,\"secondaryUnit\":\"kΩ\",\"reason\":\"2\",\"reasonCaption\":\"Below "
+                   u"MIN\","
+                   u"\"comment\":\"two\\r\\nlines\",\"timeTick\":null,\"diffLastTime\":null,\"noReply\":"
+                   u"false}\n");
     }
     void exportsOfATrace() {
         QFETCH(int, format);
@@ -281,7 +291,8 @@ private slots:
         rows[20].pVal = QStringLiteral("-1.5e-05 V");
         rows[21].recTime = QStringLiteral("2026/07/01 12:00:00");
         storeRecord(makeHeader(), rows);
-        const QString csvFile = fx.path(QStringLiteral("r.csv")), ndjsonFile = fx.path(QStringLiteral("r.ndjson"));
+        const QString csvFile = fx.path(QStringLiteral("r.csv")),
+                      ndjsonFile = fx.path(QStringLiteral("r.ndjson"));
         for (const auto& [file, format] :
              {std::pair{csvFile, ExportFormat::Csv}, std::pair{ndjsonFile, ExportFormat::Ndjson}}) {
             QString error;
@@ -301,10 +312,12 @@ for c, j in zip(table, lines):
           int(datetime.fromisoformat(c['RecTime']).timestamp()), c['NoReply'], sep='|')
 )";
         QProcess python;
-        python.start(QStringLiteral("python3"), {QStringLiteral("-c"), QString::fromLatin1(script), csvFile, ndjsonFile});
+        python.start(QStringLiteral("python3"),
+                     {QStringLiteral("-c"), QString::fromLatin1(script), csvFile, ndjsonFile});
         QVERIFY(python.waitForFinished(30000));
         QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
-        const QStringList printed = QString::fromUtf8(python.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        const QStringList printed =
+            QString::fromUtf8(python.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
         QCOMPARE(printed.size(), int(rows.size()));
         for (int i = 0; i < printed.size(); ++i) {
             const TempSample& s = rows[size_t(i)];
