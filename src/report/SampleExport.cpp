@@ -7,9 +7,11 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 
 namespace kvx {
 
@@ -90,28 +92,15 @@ void appendJsonString(QByteArrayView text, QByteArray* out) {
             continue;
         out->append(text.data() + plainFrom, i - plainFrom);
         plainFrom = i + 1;
-        switch (c) {
-        case '"':
-            out->append("\\\"");
-            break;
-        case '\\':
-            out->append("\\\\");
-            break;
-        case '\n':
-            out->append("\\n");
-            break;
-        case '\r':
-            out->append("\\r");
-            break;
-        case '\t':
-            out->append("\\t");
-            break;
-        default: {
-            char escaped[8];
-            std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);
-            out->append(escaped, 6);
-        }
-        }
+        // A quote, a backslash and the common controls have short escapes, the rest \u00XX.
+        static constexpr char kShort[][2] = {{'"', '"'}, {'\\', '\\'}, {'\n', 'n'}, {'\r', 'r'}, {'\t', 't'}};
+        const auto* found = std::find_if(std::begin(kShort), std::end(kShort),
+                                         [c](const char(&pair)[2]) { return pair[0] == char(c); });
+        char escaped[8];
+        if (found != std::end(kShort))
+            out->append('\\').append((*found)[1]);
+        else
+            out->append(escaped, std::snprintf(escaped, sizeof(escaped), "\\u%04x", c));
     }
     out->append(text.data() + plainFrom, text.size() - plainFrom);
     out->append('"');

@@ -242,7 +242,7 @@ private slots:
             << QStringLiteral(
                    u"SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,ReasonCaption,"
                    u"Comment,TimeTick,DiffLastTime,NoReply\r\n"
-                   u"0,2026-01-05T10:00:00+01:00,3,V,12.5,kΩ,0,Time,,0,0,0\r\n"
+                   u"0,2026-01-05T10:00:00+01:00,3,V,12.5,kΩ,0,Time,a\tb\x01,0,0,0\r\n"
                    u"1,2026-07-05T10:00:01+02:00,1.5,mA,0.5,kHz,1,Over MAX,\"lid \"\"open\"\", "
                    u"溫度\",1,1,0\r\n"
                    u"2,yesterday,3.27,V,,kΩ,2,Below MIN,\"two\r\nlines\",,,0\r\n");
@@ -252,7 +252,7 @@ private slots:
                    u"{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00+01:00\",\"primary\":3,\"primaryUnit\":"
                    u"\"V\","
                    u"\"secondary\":12.5,\"secondaryUnit\":\"kΩ\",\"reason\":\"0\",\"reasonCaption\":\"Time\","
-                   u"\"comment\":\"\",\"timeTick\":0,\"diffLastTime\":0,\"noReply\":false}\n"
+                   u"\"comment\":\"a\\tb\\u0001\",\"timeTick\":0,\"diffLastTime\":0,\"noReply\":false}\n"
                    u"{\"seqNo\":1,\"recTime\":\"2026-07-05T10:00:01+02:00\",\"primary\":1.5,\"primaryUnit\":"
                    u"\"mA\","
                    u"\"secondary\":0.5,\"secondaryUnit\":\"kHz\",\"reason\":\"1\",\"reasonCaption\":\"Over "
@@ -271,6 +271,7 @@ private slots:
         h.sUnit = QStringLiteral("kohm");
         std::vector<TempSample> rows = makeSamples(3);
         rows[0].sVal = QStringLiteral("12.5 kohm");
+        rows[0].comment = QStringLiteral("a\tb\x01");
         rows[1].recTime = QStringLiteral("2026/07/05 10:00:01");
         rows[1].comment = QStringLiteral(u"lid \"open\", 溫度");
         rows[1].pVal = QStringLiteral("1.5 mA");
