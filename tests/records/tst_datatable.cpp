@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTableView>
 #include <QTest>
 #include <QTimeZone>
@@ -341,6 +342,8 @@ private slots:
                 QVERIFY(t.feed(2));
             QTRY_VERIFY(statusReports().last().contains(QLatin1String("cannot be stored")));
             QVERIFY(!recordStore().settleWriter()); // still locked: nothing read out of order
+            // The grid still paints: stored rows read without waiting, queued ones from memory.
+            QCOMPARE(t.table.GetValuePrimary(0) + t.table.GetValuePrimary(ticks), QString("1 V2 V"));
         }
         QVERIFY(recordStore().settleWriter());
         QStringList expected;
@@ -350,6 +353,58 @@ private slots:
         QCOMPARE(t.stored("DiffLastTime").mid(1), QStringList(ticks, QStringLiteral("1")));
         QTRY_VERIFY(statusReports().last().contains(QLatin1String("stored again")));
         QVERIFY(t.store.messages->shown().empty());
+    }
+
+    // The grid paints only the rows a sample adds: what is on the screen after each
+    // append is what a whole repaint shows, before and after the grid scrolls.
+    void appendedRowsOnScreenAsRepainted() {
+        Table t;
+        t.table.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&t.table));
+        QScreen* screen = t.table.screen();
+        const auto onScreen = [&] {
+            for (int pass = 0; pass < 3; ++pass) // the layout's timer, then the paint it asks for
+                QCoreApplication::processEvents();
+            return screen->grabWindow(t.table.winId()).toImage();
+        };
+        onScreen();
+        for (int i = 0; i < t.table.visibleRows() + 3; ++i) {
+            t.feed(i);
+            const QImage shown = onScreen();
+            t.grid()->viewport()->repaint();
+            QCOMPARE(onScreen(), shown);
+        }
+    }
+
+    // Once written, samples shown live are swapped for their rowids and read back
+    // when painted: the grid shows the same texts, the long match texts included.
+    void writtenRowsReadBackTheSame() {
+        statusReports().setEchoToStderr(false);
+        Table t;
+        t.state.math = "AUTOHOLD";
+        t.table.setField(RecordField::TimerSample, "7");
+        QStringList shown;
+        {
+            OtherProgramLock lock(t.store.databasePath()); // nothing is written meanwhile
+            QVERIFY(lock.locked);
+            for (int i = 0; t.table.rowCount() <= int(TraceTableModel::kTailRowsKept); ++i)
+                t.feed(100 - i % 9);
+            QCOMPARE(t.table.model().rowsInMemory(), t.table.rowCount());
+            for (int row = 0; row < t.table.rowCount(); ++row)
+                for (int column = 0; column < TraceTableModel::ColumnCount; ++column)
+                    shown << t.table.model().text(row, column);
+        }
+        QVERIFY(shown.contains("Match condition:%"));
+        QVERIFY(recordStore().settleWriter());
+        const int before = t.table.rowCount();
+        t.table.setField(RecordField::TimerSample, "1");
+        t.feed(1);
+        QVERIFY(t.table.model().rowsInMemory() <= 1);
+        QStringList readBack;
+        for (int row = 0; row < before; ++row)
+            for (int column = 0; column < TraceTableModel::ColumnCount; ++column)
+                readBack << t.table.model().text(row, column);
+        QCOMPARE(readBack, shown);
     }
 };
 
