@@ -5,19 +5,12 @@
 #include "SyncCountingVfs.h"
 #include "WindowTestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTest>
+#include <QtTest>
 
 using namespace kvx;
 using namespace kvx::test;
 
 namespace {
-
-QByteArray bytesOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // Every row of the three tables, each as one text.
 QStringList tables(const QString& path) {
@@ -127,14 +120,14 @@ private slots:
             for (const QString& sql : kind.split(';'))
                 column(path, sql);
         }
-        const QByteArray before = bytesOf(path);
+        const QByteArray before = fileBytes(path);
         const std::unique_ptr<OtherProgramLock> lock(kind == "locked" ? new OtherProgramLock(path) : nullptr);
         QVERIFY(!lock || lock->locked);
 
         QVERIFY(!recordStore().open(path));
         QVERIFY(!recordStore().isOpen());
         QVERIFY2(recordStore().openMessage().contains(path), qPrintable(recordStore().openMessage()));
-        QCOMPARE(bytesOf(path), before);
+        QCOMPARE(fileBytes(path), before);
     }
 
     void fileOfThePreviousSchemaIsUpgraded() {

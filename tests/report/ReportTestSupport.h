@@ -6,11 +6,7 @@
 #include "ValueRules.h"
 #include "WindowTestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QtTest>
-
 #include <cmath>
 
 namespace kvx::test {
@@ -52,16 +48,6 @@ inline QStringList headerFields(const DataTable& table) {
     for (int field = 0; field < 6; ++field)
         texts << table.field(RecordField(field));
     return texts;
-}
-
-inline QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-inline bool writeFile(const QString& path, const QByteArray& bytes = {}) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 // Points the user's Pictures or Documents folder (kind "PICTURES", "DOCUMENTS")
