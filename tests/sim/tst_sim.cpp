@@ -1,5 +1,6 @@
 #include "DataRows.h"
 #include "gpibcontroller.h"
+#include "linesplitter.h"
 #include "metermodel.h"
 
 #include <QRegularExpression>
@@ -242,6 +243,28 @@ private slots:
     }
 
     // --- Framing --------------------------------------------------------------------------
+
+    void lineSplitting_data() {
+        QTest::addColumn<QByteArrayList>("chunks");
+        QTest::addColumn<QByteArrayList>("lines");
+        using L = QByteArrayList;
+        addRow("CRLF is one end", L{"A\r\nB\r\n"}, L{"A", "B"});
+        addRow("empty lines dropped", L{"\r\n\n\rA\n\n"}, L{"A"});
+        addRow("split across reads", L{"*ID", "N?", "\r"}, L{"*IDN?"});
+        addRow("unfinished line waits", L{"A\rB"}, L{"A"});
+        addRow("trailing blank kept", L{":CONF:DIOD \r"}, L{":CONF:DIOD "});
+    }
+
+    void lineSplitting() {
+        QFETCH(QByteArrayList, chunks);
+        QFETCH(QByteArrayList, lines);
+
+        LineSplitter splitter;
+        QByteArrayList got;
+        for (const QByteArray& chunk : chunks)
+            got += splitter.feed(chunk);
+        QCOMPARE(got, lines);
+    }
 
     void controllerFraming_data() {
         QTest::addColumn<QByteArray>("host");
