@@ -31,13 +31,6 @@ double number(const QString& reply) {
     return value;
 }
 
-QList<double> reads(MeterModel& meter, int count) {
-    QList<double> values;
-    for (int i = 0; i < count; ++i)
-        values << number(run(meter, {":READ?"}));
-    return values;
-}
-
 int significantDigits(const QString& reading) {
     QString digits = reading;
     digits.remove(QLatin1Char('-')).remove(QLatin1Char('.'));
@@ -234,7 +227,8 @@ private slots:
             QList<double> values;
             for (const char* function : {":CONF:VOLT:DC 0", ":CONF:CURR:AC 0", ":CONF:CAP 0"}) {
                 run(meter, {function});
-                values << reads(meter, 10);
+                for (int i = 0; i < 10; ++i)
+                    values << number(run(meter, {":READ?"}));
             }
             return values;
         };

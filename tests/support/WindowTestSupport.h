@@ -6,10 +6,12 @@
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
+#include "ValueRules.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtSql>
+#include <cmath>
 #include <map>
 #include <memory>
 #include <vector>
@@ -157,6 +159,21 @@ public:
     void setSampleStyle(int index) override { styleIndex = index; }
     void setCursorText(const QString& text) override { cursorTexts << text; }
 };
+
+// `count` samples one second apart from 2026/01/05 10:00:00: a sine-like swing in
+// volts, a steady secondary in kHz, every reason code, a comment now and then, and
+// now and then a reading the meter did not answer (samples 3, 53, 103, ...).
+inline std::vector<TempSample> makeSamples(int count) {
+    std::vector<TempSample> rows;
+    const QDateTime base(QDate(2026, 1, 5), QTime(10, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        const double volts = std::round(100.0 * (3.0 + 2.0 * std::sin(i / 15.0))) / 100.0;
+        const QString comment = i % 40 == 7 ? QStringLiteral("check %1").arg(i) : QString(); // else null
+        rows.push_back({i, dateTimeText(base.addSecs(i)), numberToText(volts) + " V", "0.5 kHz",
+                        QString::number(i % 5), comment, qint64(i), qint64(i == 0 ? 0 : 1), i % 50 == 3});
+    }
+    return rows;
+}
 
 // A fresh database in a temporary program folder, a clock that stands still at
 // 2026/01/05 10:00:00 and scripted message boxes.
