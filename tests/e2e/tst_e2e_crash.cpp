@@ -8,17 +8,8 @@
 #include "RecordStore.h"
 #include "SimProcess.h"
 
-#include <QElapsedTimer>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QTemporaryDir>
+#include <QtSql>
 #include <QtTest>
-
 #include <csignal>
 
 namespace {

@@ -8,9 +8,6 @@
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
-#include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QtTest>
 
 #include <ctime>

@@ -8,18 +8,9 @@
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
-#include <QComboBox>
-#include <QDir>
-#include <QFile>
-#include <QImage>
-#include <QLabel>
-#include <QPointer>
-#include <QPrintPreviewDialog>
-#include <QPrintPreviewWidget>
-#include <QPrinter>
-#include <QProcess>
-#include <QStandardPaths>
+#include <QtPrintSupport>
 #include <QtTest>
+#include <QtWidgets>
 #include <qcustomplot.h>
 
 using namespace kvx;
