@@ -225,6 +225,10 @@ public:
     // The samples of the saved record `recNo` from `datadetail`, every column, in
     // sample order. A record without samples calls `each` never and returns true.
     bool readRecordSamples(const QString& recNo, const std::function<void(const TempSample&)>& each);
+    // The primary value of every row of `datatemp` as a number (parseLeadingNumber),
+    // appended to `values` in sample order, and the positions in it of the rows
+    // without a meter reply: what the graph charts, without the rest of each row.
+    bool readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows);
 
 private:
     // Runs `statement` on `query`; false, with lastError() set, when it fails or

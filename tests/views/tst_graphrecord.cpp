@@ -208,12 +208,15 @@ private slots:
         const QStringList readings{"5", "12.5", "3", "-1", "8"};
         for (int i = 0; i < readings.size(); ++i)
             QVERIFY(recordStore().insertSample({i, QStringLiteral("2026/01/05 10:00:0%1").arg(i),
-                                                readings[i] + " V", "0 ", "0", i, i ? 1 : 0}));
+                                                readings[i] + " V", "0 ", "0", i, i ? 1 : 0, i == 3}));
         feed(g, readings);
         QCOMPARE(g.trace().matchCount, 3);
 
         g.ReDraw();
         QCOMPARE(g.trace().plotValues, (std::vector<double>{5, 12.5, 3, -1, 8}));
+        const auto* marks = g.CWGraph1()->graph(4)->data().data(); // the one sample without a reply
+        QCOMPARE(marks->size(), 1);
+        QCOMPARE((std::pair{marks->at(0)->key, marks->at(0)->value}), (std::pair{3.0, -1.0}));
         // The extremes show the number, not the stored text.
         QCOMPARE(texts(g, {"pnlMax", "pnlMin", "pnlStdCount", "pnlTotCount", "pnlTotTimes"}),
                  QStringLiteral("MAX:12.5|MIN:-1|Match Condition:6|Total Sampling:5|Total Time:0:0:5"));
