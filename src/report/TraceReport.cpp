@@ -18,6 +18,9 @@
 #include <qcustomplot.h>
 
 #include <algorithm>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <array>
 #include <memory>
 #include <vector>
@@ -399,6 +402,33 @@ private:
     std::vector<double> m_rowHeights;
 };
 
+// The PDF writer compresses each page through buffers of several megabytes, made
+// and freed once a page. The C library would hand that memory back to the system
+// after every page and take it again for the next, most of a long report's time;
+// while a report is written freed memory is kept for the next page instead, and
+// handed back once at the end.
+class KeepFreedMemory {
+public:
+#ifdef __GLIBC__
+    KeepFreedMemory() {
+        mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+        mallopt(M_TRIM_THRESHOLD, 2 * kLargeBlock);
+    }
+    ~KeepFreedMemory() {
+        mallopt(M_TRIM_THRESHOLD, kLargeBlock);
+        malloc_trim(0);
+    }
+#else
+    KeepFreedMemory() = default;
+#endif
+    KeepFreedMemory(const KeepFreedMemory&) = delete;
+    KeepFreedMemory& operator=(const KeepFreedMemory&) = delete;
+
+private:
+    // The most the C library raises its own limits to when it sees large blocks.
+    [[maybe_unused]] static constexpr int kLargeBlock = 32 * 1024 * 1024;
+};
+
 ReportContent contentHeader(TraceRecord trace) {
     ReportContent content;
     const QString header = settingText(session().operation.reportHeader);
@@ -445,6 +475,7 @@ TraceReport TraceReport::forTrace(const TraceRecord& trace) {
 }
 
 int TraceReport::render(QPagedPaintDevice& device) const {
+    const KeepFreedMemory keep;
     return ReportPainter(m_content, device).paint();
 }
 
