@@ -418,14 +418,20 @@ void frmGraphicRecord::ShowGraph() {
 }
 
 void frmGraphicRecord::ReDraw() {
-    ClearGraph();
-    TraceState& t = m_trace;
     RecordStore& records = store();
+    std::vector<double> values;
     // Room for the rows there are; the numbers the rows carry decide nothing here.
     if (const auto count = records.countSamples(); count && *count > 0)
-        t.plotValues.reserve(size_t(*count));
+        values.reserve(size_t(*count));
     std::vector<qint32> noReplyRows;
-    records.readPrimaryValues(&t.plotValues, &noReplyRows);
+    records.readPrimaryValues(&values, &noReplyRows);
+    ReDrawFrom(std::move(values), noReplyRows);
+}
+
+void frmGraphicRecord::ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows) {
+    ClearGraph();
+    TraceState& t = m_trace;
+    t.plotValues = std::move(values);
 
     const auto high = fieldNumber(m_limHigh);
     const auto low = fieldNumber(m_limLow);
