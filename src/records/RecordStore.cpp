@@ -4,6 +4,7 @@
 #include "ValueRules.h"
 
 #include <QFileInfo>
+#include <QHash>
 #include <QRegularExpression>
 #include <QSet>
 #include <QSqlDatabase>
@@ -221,6 +222,22 @@ QString textOf(const QVariant& v) {
     return v.isNull() ? QString() : v.toString();
 }
 
+// A sample selected as "SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick,
+// DiffLastTime, NoReply", in that order.
+TempSample sampleOfRow(const QSqlQuery& query) {
+    TempSample row;
+    row.seqNo = query.value(0).toLongLong();
+    row.recTime = textOf(query.value(1));
+    row.pVal = textOf(query.value(2));
+    row.sVal = textOf(query.value(3));
+    row.reason = textOf(query.value(4));
+    row.comment = textOf(query.value(5));
+    row.timeTick = query.value(6);
+    row.diffLastTime = query.value(7);
+    row.noReply = query.value(8).toInt() != 0;
+    return row;
+}
+
 } // namespace
 
 RecordStore::RecordStore(QString connectionName) : m_connectionName(std::move(connectionName)) {}
@@ -382,7 +399,7 @@ bool RecordStore::canStore(const QString& text) {
     return !text.contains(QLatin1Char('\''));
 }
 
-bool RecordStore::run(QSqlQuery& query, const Statement& statement) {
+bool RecordStore::run(QSqlQuery& query, const Statement& statement, Queued queued) {
     // A quote ended the literal in the record format's statements and made them
     // fail; bound values would store it, so it is refused here, before the database.
     for (const QVariant& value : statement.values) {
@@ -393,7 +410,7 @@ bool RecordStore::run(QSqlQuery& query, const Statement& statement) {
     }
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-    if (!settleWriter())
+    if (queued == Queued::Settle && !settleWriter())
         return false;
     query.setForwardOnly(true);
     if (!query.prepare(toSqlite(statement.text)))
@@ -592,6 +609,78 @@ bool SampleReader::read(int maxRows, std::vector<TempSample>* rows) {
     return true;
 }
 
+bool SampleReader::readRowIds(int maxRows, std::vector<qint64>* rowIds) {
+    if (!m_query)
+        return false;
+    for (int n = 0; n < maxRows; ++n) {
+        if (!m_query->next()) {
+            stop();
+            return false;
+        }
+        rowIds->push_back(m_query->value(0).toLongLong());
+    }
+    return true;
+}
+
+bool RecordStore::startRowIdReader(int filterIndex, SampleReader* reader) {
+    reader->stop();
+    // The filter's own statement, selecting the rowid instead of the columns, so
+    // that the grid's rows are exactly the ones the filter shows, in its order.
+    Statement rowIds = statements::S14(filterIndex);
+    rowIds.text.replace(QStringLiteral("select *"), QStringLiteral("select rowid"));
+    auto query = std::make_unique<QSqlQuery>(QSqlDatabase::database(m_connectionName, false));
+    if (!run(*query, rowIds))
+        return false;
+    reader->m_query = std::move(query);
+    return true;
+}
+
+bool RecordStore::readSamplesByRowId(const std::vector<qint64>& rowIds, std::vector<TempSample>* rows) {
+    rows->assign(rowIds.size(), TempSample{});
+    for (TempSample& row : *rows)
+        row.seqNo = -1;
+    if (rowIds.empty())
+        return true;
+    QString marks = QStringLiteral("?");
+    for (size_t i = 1; i < rowIds.size(); ++i)
+        marks += QStringLiteral(",?");
+    Statement page{QStringLiteral("select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, "
+                                  "DiffLastTime, NoReply, rowid from datatemp where rowid in (%1)")
+                       .arg(marks),
+                   {}};
+    QHash<qint64, size_t> positions;
+    positions.reserve(qsizetype(rowIds.size()));
+    for (size_t i = 0; i < rowIds.size(); ++i) {
+        page.values << rowIds[i];
+        positions.insert(rowIds[i], i);
+    }
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    if (!run(query, page, Queued::Ignore))
+        return false;
+    while (query.next()) {
+        const auto at = positions.constFind(query.value(9).toLongLong());
+        if (at != positions.constEnd())
+            (*rows)[*at] = sampleOfRow(query);
+    }
+    return true;
+}
+
+bool RecordStore::readRowIdsOfSamples(qint64 first, qint64 last, std::vector<qint64>* rowIds) {
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    const Statement range{
+        QStringLiteral("select rowid from datatemp where SeqNo between ? and ? order by seqno asc"),
+        {first, last}};
+    if (!run(query, range, Queued::Ignore))
+        return false;
+    while (query.next())
+        rowIds->push_back(query.value(0).toLongLong());
+    return true;
+}
+
+size_t RecordStore::samplesWaiting() const {
+    return m_writer ? m_writer->waiting() : 0;
+}
+
 bool RecordStore::updateSampleComment(const QString& comment, const QString& recTime) {
     return execute(statements::S15(comment, recTime));
 }
@@ -619,20 +708,6 @@ namespace {
 // Time columns are whole numbers or null; a null value binds as SQL null.
 QVariant boundTime(const QVariant& value) {
     return value.isNull() ? QVariant() : value;
-}
-
-TempSample sampleOfRow(const QSqlQuery& query) {
-    TempSample row;
-    row.seqNo = query.value(0).toLongLong();
-    row.recTime = textOf(query.value(1));
-    row.pVal = textOf(query.value(2));
-    row.sVal = textOf(query.value(3));
-    row.reason = textOf(query.value(4));
-    row.comment = textOf(query.value(5));
-    row.timeTick = query.value(6);
-    row.diffLastTime = query.value(7);
-    row.noReply = query.value(8).toInt() != 0;
-    return row;
 }
 
 } // namespace

@@ -26,8 +26,6 @@
 
 class QSqlQuery;
 
-class QSqlQuery;
-
 namespace kvx {
 
 struct NewSample;
@@ -137,6 +135,8 @@ public:
     bool active() const { return m_query != nullptr; }
     // Appends up to `maxRows` rows; false once the last row has been read.
     bool read(int maxRows, std::vector<TempSample>* rows);
+    // The same for a reader of rowids (RecordStore::startRowIdReader).
+    bool readRowIds(int maxRows, std::vector<qint64>* rowIds);
     void stop();
 
 private:
@@ -211,6 +211,21 @@ public:
     // S16: the highest sample number; an empty inner optional when the trace is empty.
     std::optional<std::optional<qint64>> highestSampleNumber();
 
+    // ---- The data table's grid, which reads its rows when it paints them ----------
+
+    // The rowid of every row S14 selects for `filterIndex`, in its order, to be read a
+    // slice at a time through `reader` (SampleReader::readRowIds). Like S14, it waits
+    // for queued samples first. The two reads below do not: the grid shows queued
+    // samples from memory, and a paint must never wait on a locked database.
+    bool startRowIdReader(int filterIndex, SampleReader* reader);
+    // The working trace's rows with these rowids, in the order given; a rowid that is
+    // not there leaves its row with the sample number -1.
+    bool readSamplesByRowId(const std::vector<qint64>& rowIds, std::vector<TempSample>* rows);
+    // The rowids of the samples numbered `first` to `last`, in sample order.
+    bool readRowIdsOfSamples(qint64 first, qint64 last, std::vector<qint64>* rowIds);
+    // Samples handed to queueSample that are not written yet.
+    size_t samplesWaiting() const;
+
     // ---- Whole traces, for record files, printed reports and exports -------------
     // Unlike the numbered statements above these store every text, quotes included,
     // and give it back unchanged. The whole working trace is read with readSamples(0, ...).
@@ -233,7 +248,8 @@ public:
 private:
     // Runs `statement` on `query`; false, with lastError() set, when it fails or
     // when one of its texts holds a single quote (then nothing reaches the database).
-    bool run(QSqlQuery& query, const Statement& statement);
+    enum class Queued { Settle, Ignore };
+    bool run(QSqlQuery& query, const Statement& statement, Queued queued = Queued::Settle);
     bool execute(const Statement& statement);
     bool fail(const QString& number, const QString& description);
     bool failOpen(const QString& reason);

@@ -1,23 +1,10 @@
 #include "TraceTableModel.h"
 
+#include <QElapsedTimer>
+
 #include <algorithm>
-#include <cstring>
 
 namespace kvx {
-
-namespace {
-
-// Texts are kept in blocks of this size; a row whose texts are longer gets a block of its own.
-constexpr qsizetype kTextBlockBytes = 1 << 20;
-
-void appendText(QByteArray& block, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    const quint32 length = quint32(bytes.size());
-    block.append(reinterpret_cast<const char*>(&length), sizeof length);
-    block.append(bytes);
-}
-
-} // namespace
 
 QString reasonText(ReasonText reason) {
     switch (reason) {
@@ -50,6 +37,8 @@ ReasonText reasonTextOfCode(const QString& code) {
         return ReasonText::MatchRebuilt;
     return ReasonText::None;
 }
+
+TraceTableModel::TraceTableModel(RecordStore& store) : m_store(store) {}
 
 int TraceTableModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : size();
@@ -112,55 +101,86 @@ QString TraceTableModel::noReplyToolTip() {
     return QStringLiteral("The meter did not reply to this reading: it is stored as 0");
 }
 
-TraceTableModel::Row TraceTableModel::makeRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                              const QString& sVal, ReasonText reason, bool noReply) {
-    const qsizetype needed =
-        3 * qsizetype(sizeof(quint32)) + 3 * (recTime.size() + pVal.size() + sVal.size());
-    if (m_textBlocks.empty() || m_textBlocks.back().size() + needed > m_textBlocks.back().capacity()) {
-        m_textBlocks.emplace_back();
-        m_textBlocks.back().reserve(std::max(kTextBlockBytes, needed));
-    }
-    QByteArray& block = m_textBlocks.back();
-    Row r;
-    r.seqNo = seqNo;
-    r.block = quint32(m_textBlocks.size() - 1);
-    r.offset = quint32(block.size());
-    for (const QString* text : {&recTime, &pVal, &sVal})
-        appendText(block, *text);
-    r.reason = reason;
-    r.noReply = noReply;
-    return r;
+// ---- Filling: the rowids of the rows shown ----
+
+bool TraceTableModel::startFill(int filterIndex) {
+    beginResetModel();
+    clearAll();
+    const bool started = m_store.startRowIdReader(filterIndex, &m_fill);
+    endResetModel();
+    return started;
 }
 
-QByteArrayView TraceTableModel::rowBytes(const Row& row, int field) const {
-    const char* at = m_textBlocks[row.block].constData() + row.offset;
-    quint32 length = 0;
-    for (int i = 0;; ++i) {
-        std::memcpy(&length, at, sizeof length);
-        at += sizeof length;
-        if (i == field)
-            return QByteArrayView(at, qsizetype(length));
-        at += length;
+bool TraceTableModel::filling() const {
+    return m_fill.active();
+}
+
+bool TraceTableModel::fillSome(int milliseconds) {
+    constexpr int kRowIdsPerRead = 8192;
+    QElapsedTimer spent;
+    spent.start();
+    std::vector<qint64> rowIds;
+    bool more = m_fill.active();
+    while (more && spent.elapsed() < milliseconds) {
+        rowIds.clear();
+        more = m_fill.readRowIds(kRowIdsPerRead, &rowIds);
+        if (rowIds.empty())
+            continue;
+        // Rows appended while filling come after every stored row: they are numbered after them.
+        const int first = static_cast<int>(m_rowIds.size());
+        beginInsertRows(QModelIndex(), first, first + static_cast<int>(rowIds.size()) - 1);
+        m_rowIds.insert(m_rowIds.end(), rowIds.begin(), rowIds.end());
+        endInsertRows();
+    }
+    return more;
+}
+
+void TraceTableModel::finishFill() {
+    while (fillSome(1000)) {
     }
 }
 
-QString TraceTableModel::rowText(const Row& row, int field) const {
-    return QString::fromUtf8(rowBytes(row, field));
-}
+// ---- Rows appended live ----
 
 void TraceTableModel::appendRow(qint64 seqNo, const QString& recTime, const QString& pVal,
                                 const QString& sVal, ReasonText reason, bool noReply) {
-    const int row = size();
-    beginInsertRows(QModelIndex(), row, row);
-    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, noReply));
+    const int at = size();
+    beginInsertRows(QModelIndex(), at, at);
+    m_tail.push_back(Row{seqNo, recTime, pVal, sVal, QString(), reason, noReply});
     endInsertRows();
+    swapWrittenTail();
+}
+
+void TraceTableModel::swapWrittenTail() {
+    // The samples still queued are the newest ones: the rows before them are on the
+    // disk. Each is swapped only when each sample number is found once: a sample
+    // numbered like a stored row (a filtered grid numbers new samples after its own
+    // rows) stays in memory.
+    const size_t queued = std::min(m_tail.size(), m_store.samplesWaiting());
+    const size_t written = m_tail.size() - queued;
+    if (written <= kTailRowsKept || m_fill.active())
+        return;
+    std::vector<qint64> rowIds;
+    if (!m_store.readRowIdsOfSamples(m_tail.front().seqNo, m_tail[written - 1].seqNo, &rowIds) ||
+        rowIds.size() != written)
+        return;
+    // A match shown live keeps its long text; read back it would show the short one.
+    for (size_t i = 0; i < written; ++i) {
+        const ReasonText live = m_tail[i].reason;
+        if (live == ReasonText::MatchLevel || live == ReasonText::MatchPercent)
+            m_liveReasons.insert(static_cast<int>(m_rowIds.size() + i), live);
+    }
+    m_rowIds.insert(m_rowIds.end(), rowIds.begin(), rowIds.end());
+    m_tail.erase(m_tail.begin(), m_tail.begin() + static_cast<qsizetype>(written));
 }
 
 void TraceTableModel::clearAll() {
-    m_rows.clear();
-    m_rows.shrink_to_fit();
-    m_textBlocks.clear();
-    m_comments.clear();
+    m_fill.stop();
+    m_rowIds.clear();
+    m_rowIds.shrink_to_fit();
+    m_tail.clear();
+    m_liveReasons.clear();
+    m_pages.clear();
     m_selectedRow = -1;
 }
 
@@ -170,79 +190,88 @@ void TraceTableModel::clearRows() {
     endResetModel();
 }
 
-void TraceTableModel::beginRebuild() {
-    beginResetModel();
-    clearAll();
-}
+// ---- Reading rows ----
 
-void TraceTableModel::addRebuiltRow(qint64 seqNo, const QString& recTime, const QString& pVal,
-                                    const QString& sVal, ReasonText reason, const QString& comment,
-                                    bool noReply) {
-    if (!comment.isEmpty())
-        m_comments.insert(size(), comment);
-    m_rows.push_back(makeRow(seqNo, recTime, pVal, sVal, reason, noReply));
-}
-
-void TraceTableModel::endRebuild() {
-    endResetModel();
-}
-
-void TraceTableModel::appendRebuiltRows(const std::vector<TempSample>& rows) {
-    if (rows.empty())
-        return;
-    beginInsertRows(QModelIndex(), size(), size() + static_cast<int>(rows.size()) - 1);
-    for (const TempSample& row : rows) {
-        if (!row.comment.isEmpty())
-            m_comments.insert(size(), row.comment);
-        m_rows.push_back(
-            makeRow(row.seqNo, row.recTime, row.pVal, row.sVal, reasonTextOfCode(row.reason), row.noReply));
+const TraceTableModel::Page* TraceTableModel::page(int first) const {
+    for (auto it = m_pages.begin(); it != m_pages.end(); ++it) {
+        if (it->first == first) {
+            m_pages.splice(m_pages.begin(), m_pages, it);
+            return &m_pages.front();
+        }
     }
-    endInsertRows();
+    const size_t end = std::min(m_rowIds.size(), static_cast<size_t>(first) + kPageRows);
+    const std::vector<qint64> rowIds(m_rowIds.begin() + first, m_rowIds.begin() + static_cast<qsizetype>(end));
+    std::vector<TempSample> samples;
+    // A database another program holds locked gives blank rows for now; the next paint asks again.
+    if (!m_store.readSamplesByRowId(rowIds, &samples))
+        return nullptr;
+    Page fresh{first, {}};
+    fresh.rows.reserve(samples.size());
+    for (const TempSample& s : samples) {
+        const int at = first + static_cast<int>(fresh.rows.size());
+        const ReasonText reason = m_liveReasons.value(at, reasonTextOfCode(s.reason));
+        fresh.rows.push_back(Row{s.seqNo, s.recTime, s.pVal, s.sVal, s.comment, reason, s.noReply});
+    }
+    m_pages.push_front(std::move(fresh));
+    if (m_pages.size() > kPagesKept)
+        m_pages.pop_back();
+    return &m_pages.front();
 }
 
-QString TraceTableModel::text(int row, int column) const {
-    if (row < 0 || row >= size())
+const TraceTableModel::Row* TraceTableModel::row(int index) const {
+    if (index < 0 || index >= size())
+        return nullptr;
+    const size_t stored = m_rowIds.size();
+    if (static_cast<size_t>(index) >= stored)
+        return &m_tail[static_cast<size_t>(index) - stored];
+    const int first = index - index % kPageRows;
+    const Page* p = page(first);
+    if (p && static_cast<size_t>(index - first) >= p->rows.size()) {
+        // Kept from before more rows were stored: read again.
+        m_pages.pop_front();
+        p = page(first);
+    }
+    if (!p || static_cast<size_t>(index - first) >= p->rows.size())
+        return nullptr;
+    return &p->rows[static_cast<size_t>(index - first)];
+}
+
+QString TraceTableModel::text(int index, int column) const {
+    const Row* r = row(index);
+    if (!r)
         return QString();
-    const Row& r = m_rows[static_cast<size_t>(row)];
     switch (column) {
     case SeqNoColumn:
-        return QString::number(r.seqNo);
+        return QString::number(r->seqNo);
     case RecTimeColumn:
-        return rowText(r, 0);
+        return r->recTime;
     case PValColumn:
-        return rowText(r, 1);
+        return r->pVal;
     case SValColumn:
-        return rowText(r, 2);
+        return r->sVal;
     case ReasonColumn:
-        return reasonText(r.reason);
+        return reasonText(r->reason);
     case CommentColumn:
-        return m_comments.value(row);
+        return r->comment;
     default:
         return QString();
     }
 }
 
-bool TraceTableModel::noReply(int row) const {
-    return row >= 0 && row < size() && m_rows[static_cast<size_t>(row)].noReply;
-}
-
-void TraceTableModel::setComment(int row, const QString& comment) {
-    if (row < 0 || row >= size())
-        return;
-    if (comment.isEmpty())
-        m_comments.remove(row);
-    else
-        m_comments.insert(row, comment);
-    const QModelIndex cell = index(row, CommentColumn);
-    emit dataChanged(cell, cell, {Qt::DisplayRole});
+bool TraceTableModel::noReply(int index) const {
+    const Row* r = row(index);
+    return r && r->noReply;
 }
 
 void TraceTableModel::setCommentWhereTime(const QString& recTime, const QString& comment) {
-    const QByteArray wanted = recTime.toUtf8();
-    for (size_t row = 0; row < m_rows.size(); ++row) {
-        if (rowBytes(m_rows[row], 0) == wanted)
-            setComment(static_cast<int>(row), comment);
+    // The store has the comment: kept pages are read again when next painted.
+    m_pages.clear();
+    for (Row& r : m_tail) {
+        if (r.recTime == recTime)
+            r.comment = comment;
     }
+    if (size() > 0)
+        emit dataChanged(index(0, CommentColumn), index(size() - 1, CommentColumn), {Qt::DisplayRole});
 }
 
 void TraceTableModel::rowChanged(int row) {

@@ -1,33 +1,33 @@
 #pragma once
-// The rows of the working trace as the data table window keeps them in memory,
-// and the table model its grid shows them through.
+// The working trace as the data table's grid shows it.
 //
-// A trace can hold millions of samples, so a row is kept compact: the sample number
-// as a number, the reason as an index into the few reason texts, and the date-time
-// and both reading texts as UTF-8 in large shared blocks, so that a row costs about
-// what its texts take. Comments, nearly always empty, are kept apart for the few
-// rows that have one. Appending is amortised constant time and the grid only asks
-// for the rows it paints.
+// A trace can hold millions of samples, and the grid paints a screenful, so the
+// rows stay in the record database: the model keeps only each row's rowid (8
+// bytes) and reads the rows the grid asks for a page at a time, keeping a few
+// pages. Samples taken since the rows were read are kept in memory until the
+// store's writer thread has written them; the model then swaps them for their
+// rowids, so a trace of days costs no more memory than its rowids. Reading the
+// rowids of a long trace is done a slice at a time (fillSome), so the windows are
+// usable while the grid fills.
 
 #include "RecordStore.h"
 
 #include <QAbstractTableModel>
-#include <QByteArray>
 #include <QColor>
 #include <QHash>
 #include <QString>
 
-#include <deque>
+#include <list>
 #include <vector>
 
 namespace kvx {
 
 // The reason texts a row can show. Rows appended live carry the long "Match
-// condition:..." texts; rows rebuilt from the database show "Match condition"
+// condition:..." texts; rows read back from the database show "Match condition"
 // for code 3 and nothing for code 4.
 enum class ReasonText : quint8 { Time, OverMax, BelowMin, MatchLevel, MatchPercent, MatchRebuilt, None };
 QString reasonText(ReasonText reason);
-// The reason text a rebuilt row shows for a stored reason code.
+// The reason text a row read back shows for a stored reason code.
 ReasonText reasonTextOfCode(const QString& code);
 
 class TraceTableModel final : public QAbstractTableModel {
@@ -51,7 +51,13 @@ public:
     static QColor noReplyBackground() { return QColor(255, 214, 170); }
     static QString noReplyToolTip();
 
-    using QAbstractTableModel::QAbstractTableModel;
+    // Rows per page read from the database, and pages kept.
+    static constexpr int kPageRows = 128;
+    static constexpr size_t kPagesKept = 12;
+    // Samples kept in memory before they are swapped for rowids (once written).
+    static constexpr size_t kTailRowsKept = 512;
+
+    explicit TraceTableModel(RecordStore& store = recordStore());
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& parent = QModelIndex()) const override;
@@ -61,26 +67,29 @@ public:
     // Builds the reading headings from the unit texts of the moment.
     void setUnits(const QString& primaryUnit, const QString& secondUnit);
 
+    // Empties the grid and starts reading the rows the filter shows; false (the
+    // store's lastError says why) when they cannot be read.
+    bool startFill(int filterIndex);
+    // Reads rowids for about `milliseconds`; true while more are to come.
+    bool fillSome(int milliseconds);
+    void finishFill();
+    bool filling() const;
+
+    // A sample just taken (and queued for the store), shown after every other row.
     void appendRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
                    ReasonText reason, bool noReply = false);
     void clearRows();
-    // Rebuilding from the database: one model reset around all the rows.
-    void beginRebuild();
-    void addRebuiltRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-                       ReasonText reason, const QString& comment, bool noReply);
-    void endRebuild();
-    // Rows read back from the database, appended after those shown (one insert).
-    void appendRebuiltRows(const std::vector<TempSample>& rows);
-    int size() const { return static_cast<int>(m_rows.size()); }
+    int size() const { return static_cast<int>(m_rowIds.size() + m_tail.size()); }
+    // Rows held in memory rather than as rowids: those not yet swapped.
+    int rowsInMemory() const { return static_cast<int>(m_tail.size()); }
 
     // Cell text of a row; empty text for a row that is not there.
     QString text(int row, int column) const;
-    void setComment(int row, const QString& comment);
-    // Sets the comment of every row with the date-time text `recTime`.
-    void setCommentWhereTime(const QString& recTime, const QString& comment);
-
     // The meter did not answer the reading of this row.
     bool noReply(int row) const;
+    // Sets the comment of every row with the date-time text `recTime` (the store
+    // has already stored it).
+    void setCommentWhereTime(const QString& recTime, const QString& comment);
 
     // The row painted in the selection colours, or -1.
     int selectedRow() const { return m_selectedRow; }
@@ -88,24 +97,31 @@ public:
 
 private:
     struct Row {
-        qint64 seqNo = 0;
-        // Where the row's texts start: the date-time, the primary and the secondary
-        // reading, each as its length in bytes (4 bytes) followed by its UTF-8 bytes.
-        quint32 block = 0;
-        quint32 offset = 0;
+        qint64 seqNo = -1;
+        QString recTime;
+        QString pVal;
+        QString sVal;
+        QString comment;
         ReasonText reason = ReasonText::None;
         bool noReply = false;
     };
-    Row makeRow(qint64 seqNo, const QString& recTime, const QString& pVal, const QString& sVal,
-                ReasonText reason, bool noReply);
-    QByteArrayView rowBytes(const Row& row, int field) const;
-    QString rowText(const Row& row, int field) const;
+    struct Page {
+        int first = 0;
+        std::vector<Row> rows;
+    };
+    // The row, read from the database when its page is not kept; null when it cannot be read.
+    const Row* row(int index) const;
+    const Page* page(int first) const;
+    void swapWrittenTail();
     void clearAll();
     void rowChanged(int row);
 
-    std::deque<Row> m_rows;
-    std::vector<QByteArray> m_textBlocks;
-    QHash<int, QString> m_comments; // by row
+    RecordStore& m_store;
+    SampleReader m_fill;
+    std::vector<qint64> m_rowIds; // rows stored in the database, in the grid's order
+    std::vector<Row> m_tail;      // rows appended since, maybe not written yet
+    QHash<int, ReasonText> m_liveReasons; // stored rows first shown with a long match text
+    mutable std::list<Page> m_pages; // most recently used first
     QString m_primaryUnit;
     QString m_secondUnit;
     int m_selectedRow = -1;

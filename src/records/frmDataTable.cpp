@@ -1,5 +1,6 @@
 #include "frmDataTable.h"
 
+#include "TraceGrid.h"
 #include "Twips.h"
 
 #include "RecordStore.h"
@@ -171,7 +172,7 @@ void frmDataTable::buildControls() {
         rows->addLayout(row);
     }
 
-    grdHelQuest = new QTableView(this);
+    grdHelQuest = new TraceGrid(this);
     grdHelQuest->setObjectName(QStringLiteral("grdHelQuest"));
     grdHelQuest->setModel(&m_model);
     grdHelQuest->verticalHeader()->hide();
@@ -302,7 +303,7 @@ int frmDataTable::rowCount() const {
 
 void frmDataTable::ensureFilled() const {
     // Whoever asks for rows by number gets them all, even while the fill is under way.
-    if (m_fill.active())
+    if (m_model.filling())
         const_cast<frmDataTable*>(this)->finishFilling();
 }
 
@@ -319,12 +320,6 @@ QString frmDataTable::GetValuePrimary(int row) const {
 QString frmDataTable::GetValueSecond(int row) const {
     ensureFilled();
     return m_model.text(row, TraceTableModel::SValColumn);
-}
-
-double frmDataTable::diffLastTime(qint64 seqNo) const {
-    if (seqNo < 0 || seqNo >= static_cast<qint64>(m_diffLastTime.size()))
-        return 0.0;
-    return m_diffLastTime[static_cast<size_t>(seqNo)];
 }
 
 void frmDataTable::RowSelected(int row) {
@@ -355,7 +350,6 @@ void frmDataTable::ClearData() {
     m_runningTotal = 0.0;
     m_previousClock = 0.0;
     m_baseDateTime = QDateTime();
-    m_diffLastTime.clear();
 }
 
 int frmDataTable::filterIndex() const {
@@ -388,11 +382,10 @@ void frmDataTable::filterChanged() {
     refreshRows();
 }
 
-// The rows are read a slice at a time from the event loop: a trace of a million
-// samples fills in while the windows are already shown and usable.
+// The rows' rowids are read a slice at a time from the event loop: a trace of a
+// million samples fills in while the windows are already shown and usable.
 void frmDataTable::refreshRows() {
-    m_model.clearRows();
-    if (!recordStore().startSampleReader(filterIndex(), &m_fill)) {
+    if (!m_model.startFill(filterIndex())) {
         messages().notice(recordStore().lastError().number + QStringLiteral(":") +
                           recordStore().lastError().description);
         return;
@@ -401,30 +394,14 @@ void frmDataTable::refreshRows() {
 }
 
 void frmDataTable::fillSlice() {
-    constexpr int kRowsPerRead = 2000;
-    constexpr qint64 kSliceMs = 8; // well inside a frame, so the windows keep answering
-    QElapsedTimer spent;
-    spent.start();
-    std::vector<TempSample> rows;
-    rows.reserve(kRowsPerRead);
-    bool more = m_fill.active();
-    while (more && spent.elapsed() < kSliceMs) {
-        rows.clear();
-        more = m_fill.read(kRowsPerRead, &rows);
-        m_model.appendRebuiltRows(rows);
-    }
-    if (more)
+    constexpr int kSliceMs = 8; // well inside a frame, so the windows keep answering
+    if (m_model.fillSome(kSliceMs))
         QTimer::singleShot(0, this, &frmDataTable::fillSlice);
 }
 
 void frmDataTable::finishFilling() {
     // A new sample is numbered after the rows shown, so they must all be there first.
-    std::vector<TempSample> rows;
-    while (m_fill.active()) {
-        rows.clear();
-        m_fill.read(1 << 16, &rows);
-        m_model.appendRebuiltRows(rows);
-    }
+    m_model.finishFill();
 }
 
 // ---- Storing one sample ----
@@ -539,9 +516,6 @@ void frmDataTable::AppendData() {
     m_baseDateTime = t.base;
     m_runningTotal = t.runningTotal;
     m_previousClock = t.clock;
-    if (static_cast<size_t>(seqNo) >= m_diffLastTime.size())
-        m_diffLastTime.resize(static_cast<size_t>(seqNo) + 1, 0.0);
-    m_diffLastTime[static_cast<size_t>(seqNo)] = static_cast<double>(t.diffLastTime);
 
     m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason, noReply);
     // A trace started before the meter told its function (--start) would otherwise

@@ -53,8 +53,6 @@ public:
     void PrintFlexGrid();
     void setPrinting(std::function<void(QWidget*)> printTrace, std::function<void(QWidget*)> printGrid);
 
-    // Seconds between each stored sample and the one before it, indexed by sample number.
-    double diffLastTime(qint64 seqNo) const;
     int selectedRow() const { return m_model.selectedRow(); }
     // Grid rows that fit the grid's height; decides when the newest row is scrolled into view.
     int visibleRows() const { return m_visibleRows; }
@@ -98,7 +96,6 @@ private:
     void filterChanged();
 
     TraceTableModel m_model;
-    SampleReader m_fill; // rows still to be read into the grid
 
     QLineEdit* txtRecno = nullptr;
     QLineEdit* txtStartTime = nullptr;
@@ -125,7 +122,6 @@ private:
     double m_runningTotal = 0.0;
     double m_previousClock = 0.0;
     QDateTime m_baseDateTime;
-    std::vector<double> m_diffLastTime;
 
     std::function<void(QWidget*)> m_printTrace;
     std::function<void(QWidget*)> m_printGrid;

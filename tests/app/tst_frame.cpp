@@ -9,16 +9,15 @@
 #include "Services.h"
 #include "Session.h"
 #include "SimProcess.h"
+#include "WindowTestSupport.h"
 #include "frmANALOGMETER.h"
 #include "frmAbout.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmKVX5130.h"
 #include "mdiMain.h"
 
-#include <QPointer>
 #include <QtTest>
 #include <QtWidgets>
-
 #include <memory>
 
 using namespace kvx;
@@ -94,10 +93,8 @@ private slots:
 
     void unusableDatabaseEndsStartUp() {
         const QString path = session().pathInFolder(kDatabaseFile);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray("These are the operator's notes, not a record database.\n").repeated(200));
-        file.close();
+        QVERIFY(test::writeFile(path,
+                                QByteArray("The operator's notes, not a record database.\n").repeated(200)));
         m_frame = std::make_unique<mdiMain>(m_parts);
         QVERIFY(!m_frame->load());
         QCOMPARE(m_messages->texts().size(), 1);

@@ -1,7 +1,5 @@
 #include "OperationRecord.h"
 
-#include <QTemporaryDir>
-#include <QtEndian>
 #include <QtTest>
 
 using namespace kvx;

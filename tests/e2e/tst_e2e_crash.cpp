@@ -6,14 +6,8 @@
 #include "DataRows.h"
 #include "SimProcess.h"
 
-#include <QElapsedTimer>
-#include <QFile>
-#include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QTemporaryDir>
+#include <QtSql>
 #include <QtTest>
-
 #include <csignal>
 
 namespace {

@@ -12,14 +12,10 @@
 #include "frmKVX5130.h"
 #include "mdiMain.h"
 
-#include <QLineEdit>
-#include <QMdiSubWindow>
-#include <QRadioButton>
-#include <QTemporaryDir>
 #include <QtTest>
-#include <qcustomplot.h>
-
+#include <QtWidgets>
 #include <cmath>
+#include <qcustomplot.h>
 
 using namespace kvx;
 
@@ -76,7 +72,6 @@ private slots:
             QCOMPARE(graph->trace().plotValues[size_t(row)],
                      parseLeadingNumber(forms().dataTable->GetValuePrimary(row)));
         QCOMPARE(graph->CWGraph1()->graph(1)->dataCount(), ticks); // Limit-High drawn with the trace
-
 
         graph->setGraphMode(frmGraphicRecord::CursorMeasurements);
         graph->moveCursor(0, 8);

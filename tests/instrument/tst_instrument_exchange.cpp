@@ -5,7 +5,6 @@
 #include "ScriptedLink.h"
 #include "Services.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -166,21 +165,10 @@ private slots:
         QVERIFY(!meter.ExecLog().contains(QLatin1String("Err")));
     }
 
-    void commandLogFileIsReplaced() {
+    // Replacing the command-log file is checked where the panel quits; here, a place it cannot be written.
+    void commandLogFileThatCannotBeWritten() {
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("KVX_5130_Exection.log"));
-        {
-            QFile old(path);
-            QVERIFY(old.open(QIODevice::WriteOnly));
-            old.write(QByteArray(5000, 'x'));
-        }
-        ScriptedMeter s(QStringLiteral("RS232"));
-        s.link->replies["*IDN?\r"] = "KVX\n";
-        s.meter.IDN();
-        QVERIFY(s.meter.writeCommandLog(path));
-        QFile written(path);
-        QVERIFY(written.open(QIODevice::ReadOnly));
-        QCOMPARE(written.readAll(), (s.meter.ExecLog() + QStringLiteral("\r\n")).toUtf8());
+        ScriptedMeter s;
         QString error;
         QVERIFY(!s.meter.writeCommandLog(dir.filePath(QStringLiteral("missing/folder/log")), &error));
         QVERIFY(!error.isEmpty());

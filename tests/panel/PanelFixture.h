@@ -1,13 +1,12 @@
 #pragma once
-// One front panel with fake views, a settable clock, scripted message boxes, a
+// One front panel with the shared stand-in views, a settable clock, scripted message boxes, a
 // fresh driver and a private program folder, and an in-memory meter that can take
 // the place of the driver's serial link. Tests build one fixture per case.
 
-#include "FakeViews.h"
-
-#include "Link.h"
+#include "ScriptedLink.h"
 #include "Services.h"
 #include "Session.h"
+#include "WindowTestSupport.h"
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
@@ -36,45 +35,17 @@ struct MeterScript {
     }
 };
 
-class FakeMeterLink final : public kvx::Link {
-public:
-    FakeMeterLink(std::shared_ptr<MeterScript> script, std::shared_ptr<kvx::ManualClock> clock)
-        : m_script(std::move(script)), m_clock(std::move(clock)) {}
-
-    bool open(QString*) override { return m_open = true; }
-    void close() override { m_open = false; }
-    bool isOpen() const override { return m_open; }
-    bool write(const QByteArray& data, QString*) override {
-        QString command = QString::fromLatin1(data);
-        command.chop(command.endsWith(QLatin1Char('\r')) ? 1 : 0);
-        m_script->commands << command;
-        if (command == QLatin1String(":READ?"))
-            m_clock->advance(m_script->readSeconds);
-        const bool answers = command.contains(QLatin1Char('?')) && m_script->answering;
-        m_pending = answers ? m_script->replyTo(command) : QByteArray();
-        return true;
-    }
-    bool read(QByteArray* reply, QString* error) override {
-        if (m_pending.isEmpty())
-            return fail(kvx::kLinkTimeoutError, QStringLiteral("Timeout"), error);
-        *reply = std::exchange(m_pending, {});
-        return succeed();
-    }
-    QString description() const override { return QStringLiteral("fake meter"); }
-
-private:
-    std::shared_ptr<MeterScript> m_script;
-    std::shared_ptr<kvx::ManualClock> m_clock;
-    QByteArray m_pending;
-    bool m_open = false;
-};
-
 struct PanelFixture {
     QTemporaryDir folder;
     std::shared_ptr<kvx::ManualClock> clock = std::make_shared<kvx::ManualClock>();
     std::shared_ptr<kvx::ScriptedMessageService> messages = std::make_shared<kvx::ScriptedMessageService>();
     std::shared_ptr<MeterScript> meter = std::make_shared<MeterScript>();
-    FakeViews views;
+    // The five windows the panel feeds.
+    kvx::test::FakeStatePanel state;
+    kvx::test::FakeDigital digital;
+    kvx::test::FakeAnalog analog;
+    kvx::test::FakeGraph graph;
+    kvx::test::FakeDataTable table;
     std::unique_ptr<kvx::frmKVX5130> panel;
     bool exited = false;
 
@@ -94,13 +65,24 @@ struct PanelFixture {
         kvx::setClock(std::make_shared<kvx::SystemClock>());
     }
 
-    // Puts the in-memory meter on the serial control and opens the link to it.
+    // Puts the in-memory meter on the serial control, as a scripted link that answers
+    // each query from the script, and opens the link to it.
     void connectFakeMeter() {
-        kvx::driver().CWSerial1().useLink(std::make_unique<FakeMeterLink>(meter, clock));
+        auto link = std::make_unique<kvx::test::ScriptedLink>();
+        link->onWrite = [meter = meter, clock = clock, link = link.get()](const QByteArray& data) {
+            const QString command = QString::fromLatin1(data).remove(QLatin1Char('\r'));
+            meter->commands << command;
+            if (command == QLatin1String(":READ?"))
+                clock->advance(meter->readSeconds);
+            link->replies.clear(); // a query the meter does not answer times out
+            if (command.contains(QLatin1Char('?')) && meter->answering)
+                link->replies[data] = meter->replyTo(command);
+        };
+        kvx::driver().CWSerial1().useLink(std::move(link));
         kvx::session().operation.serialFlag = QStringLiteral("1");
         panel->RestoreSetting();
         meter->commands.clear();
-        views.calls.clear();
+        kvx::test::callLog().clear();
     }
 
     // One Timer2 tick, `seconds` after the last.

@@ -135,11 +135,11 @@ private slots:
         if (qobject_cast<QRadioButton*>(button))
             QCOMPARE(button->isChecked(), button->text() == QLatin1String("Auto"));
         f.linkAndPress(setupKey);
-        f.views.range = QStringLiteral("unchanged");
+        f.state.range = QStringLiteral("unchanged");
         const int from = f.logged();
         button->click();
         QTEST(f.commandsSince(from), "commands");
-        QTEST(f.views.range, "range");
+        QTEST(f.state.range, "range");
     }
 
     void modeKeysCycle_data() {
@@ -172,12 +172,12 @@ private slots:
             const int from = f.logged();
             f.key(keyName)->click();
             QCOMPARE(f.commandsSince(from), commands[press].split(QLatin1Char('|'), Qt::SkipEmptyParts));
-            QCOMPARE(f.views.math, mathTexts[press]);
+            QCOMPARE(f.state.math, mathTexts[press]);
         }
         // The dBm indicator comes on with the reference the meter reported.
         const bool dbmOn = keyName == QLatin1String("cmdDBM") && !commands.first().isEmpty();
-        QCOMPARE(f.views.dbmActive, dbmOn);
-        QCOMPARE(!f.views.refOhm.isEmpty(), dbmOn);
+        QCOMPARE(f.state.dbmActive, dbmOn);
+        QCOMPARE(!f.state.refOhm.isEmpty(), dbmOn);
     }
 
     // A meter that answers nothing, or nothing that is a number: the reading goes on as 0, marked.
@@ -196,13 +196,13 @@ private slots:
         f.linkAndPress("");
         f.panel->onTimer2Tick();
         f.settle();
-        QCOMPARE(f.views.appended, 1);
-        QCOMPARE(f.views.noReply, !fault.isEmpty());
-        QCOMPARE(f.views.tablePrimary == 0.0, !fault.isEmpty());
+        QCOMPARE(f.table.appended, 1);
+        QCOMPARE(f.graph.noReply, !fault.isEmpty());
+        QCOMPARE(f.table.primary == 0.0, !fault.isEmpty());
         // A silent meter is DEAD, and the state panel says why.
         const bool silent = fault == QLatin1String("--no-reply");
-        QCOMPARE(f.views.conn, silent ? QStringLiteral("DEAD") : QStringLiteral("LIVE"));
-        QCOMPARE(f.views.connProblem.startsWith(QLatin1String("The meter does not answer: ")), silent);
+        QCOMPARE(f.state.conn, silent ? QStringLiteral("DEAD") : QStringLiteral("LIVE"));
+        QCOMPARE(f.state.connProblem.startsWith(QLatin1String("The meter does not answer: ")), silent);
     }
 
     // The secondary display carries the unit of the function; the current-plus-
@@ -222,7 +222,7 @@ private slots:
         QFETCH(QString, keyName);
         SimPanel f(m_sim);
         f.linkAndPress(keyName);
-        QTEST(f.views.secondaryFormatText, "format");
+        QTEST(f.digital.secondaryFormatText, "format");
     }
 
     // A meter that never answers holds each exchange for the whole timeout; on the
@@ -238,12 +238,12 @@ private slots:
         f.key("cmdDCV")->click();
         f.panel->onTimer2Tick();
         QVERIFY(kvx::meterThread().pending() > 0);
-        QCOMPARE(f.views.appended, 0);
+        QCOMPARE(f.table.appended, 0);
         f.panel->onTimer2Tick(); // the first tick's reading is still on its way: skipped
         f.settle();
-        QCOMPARE(f.views.appended, 1);
-        QVERIFY(f.views.noReply);
-        QCOMPARE(f.views.range, QStringLiteral("0"));
+        QCOMPARE(f.table.appended, 1);
+        QVERIFY(f.graph.noReply);
+        QCOMPARE(f.state.range, QStringLiteral("0"));
         // The key's commands went out before the tick's reading.
         const QStringList sentAfter = f.commandsSince(from);
         QCOMPARE(sentAfter.mid(0, 3), sent(":CONF:VOLT:DC 0", 2));

@@ -5,19 +5,12 @@
 #include "SyncCountingVfs.h"
 #include "WindowTestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTest>
+#include <QtTest>
 
 using namespace kvx;
 using namespace kvx::test;
 
 namespace {
-
-QByteArray bytesOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // Every row of the three tables, each as one text.
 QStringList tables(const QString& path) {
@@ -127,14 +120,14 @@ private slots:
             for (const QString& sql : kind.split(';'))
                 column(path, sql);
         }
-        const QByteArray before = bytesOf(path);
+        const QByteArray before = fileBytes(path);
         const std::unique_ptr<OtherProgramLock> lock(kind == "locked" ? new OtherProgramLock(path) : nullptr);
         QVERIFY(!lock || lock->locked);
 
         QVERIFY(!recordStore().open(path));
         QVERIFY(!recordStore().isOpen());
         QVERIFY2(recordStore().openMessage().contains(path), qPrintable(recordStore().openMessage()));
-        QCOMPARE(bytesOf(path), before);
+        QCOMPARE(fileBytes(path), before);
     }
 
     void fileOfThePreviousSchemaIsUpgraded() {
@@ -167,10 +160,10 @@ private slots:
     // store usable: nothing of the failed replace stays, no transaction stays open.
     void failedReplaceLeavesTheTraceAndTheStoreUsable() {
         StoreFixture fx;
-        QVERIFY(recordStore().replaceTrace(makeRows(3)));
+        QVERIFY(recordStore().replaceTrace(makeSamples(3)));
         column(fx.databasePath(), "create trigger refuse before insert on datatemp when new.SeqNo = 2 "
                                   "begin select raise(abort, 'refused'); end");
-        QVERIFY(!recordStore().replaceTrace(makeRows(5)));
+        QVERIFY(!recordStore().replaceTrace(makeSamples(5)));
         QVERIFY(recordStore().lastError().description.contains(QLatin1String("refused")));
         QCOMPARE(column(fx.databasePath(), "select count(*) from datatemp"), QStringList{"3"});
         std::vector<TempSample> read;
@@ -180,7 +173,7 @@ private slots:
         column(fx.databasePath(), "drop trigger refuse");
         QVERIFY(recordStore().insertSample({3, "t3", "1 V", "0 ", "0", 3, 1}));
         QCOMPARE(column(fx.databasePath(), "select count(*) from datatemp"), QStringList{"4"}); // committed
-        QVERIFY(recordStore().replaceTrace(makeRows(5)));
+        QVERIFY(recordStore().replaceTrace(makeSamples(5)));
         QCOMPARE(column(fx.databasePath(), "select count(*) from datatemp"), QStringList{"5"});
     }
 
@@ -197,15 +190,6 @@ private slots:
         }
         QVERIFY2(counting.syncs() - before >= samples,
                  qPrintable(QString::number(counting.syncs() - before)));
-    }
-
-private:
-    static std::vector<TempSample> makeRows(int count) {
-        std::vector<TempSample> rows(static_cast<size_t>(count));
-        for (int i = 0; i < count; ++i)
-            rows[size_t(i)] = {
-                i, QStringLiteral("t%1").arg(i), QStringLiteral("%1 V").arg(i), "0 ", "0", "", i, 1, false};
-        return rows;
     }
 };
 

@@ -3,32 +3,11 @@
 // record database.
 
 #include "DataRows.h"
-#include "ValueRules.h"
 #include "WindowTestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QtTest>
 
-#include <cmath>
-
 namespace kvx::test {
-
-// `count` samples one second apart from 2026/01/05 10:00:00: a sine-like swing in
-// volts, a steady secondary in kHz, every reason code, a comment now and then, and
-// now and then a reading the meter did not answer (samples 3, 53, 103, ...).
-inline std::vector<TempSample> makeSamples(int count) {
-    std::vector<TempSample> rows;
-    const QDateTime base(QDate(2026, 1, 5), QTime(10, 0, 0));
-    for (int i = 0; i < count; ++i) {
-        const double volts = std::round(100.0 * (3.0 + 2.0 * std::sin(i / 15.0))) / 100.0;
-        const QString comment = i % 40 == 7 ? QStringLiteral("check %1").arg(i) : QString(); // else null
-        rows.push_back({i, dateTimeText(base.addSecs(i)), numberToText(volts) + " V", "0.5 kHz",
-                        QString::number(i % 5), comment, qint64(i), qint64(i == 0 ? 0 : 1), i % 50 == 3});
-    }
-    return rows;
-}
 
 inline RecordHeader makeHeader(const QString& recNo = QStringLiteral("7")) {
     return {recNo, "2026/01/05 10:00:00", "2026/01/05 10:03:20", "Bench 4, supply ripple", "V", "kHz", "0"};
@@ -52,16 +31,6 @@ inline QStringList headerFields(const DataTable& table) {
     for (int field = 0; field < 6; ++field)
         texts << table.field(RecordField(field));
     return texts;
-}
-
-inline QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-inline bool writeFile(const QString& path, const QByteArray& bytes = {}) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 // Points the user's Pictures or Documents folder (kind "PICTURES", "DOCUMENTS")

@@ -8,8 +8,6 @@
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
-#include <QDir>
-#include <QFile>
 #include <QtTest>
 
 using namespace kvx;

@@ -7,9 +7,7 @@
 #include "StatusReports.h"
 #include "frmGraphicRecord.h"
 
-#include <QDir>
-#include <QFile>
-#include <QImageReader>
+#include <QtGui>
 #include <QtTest>
 
 using namespace kvx;

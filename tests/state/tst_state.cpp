@@ -1,6 +1,6 @@
-// The state panel against the driver's command log and small stand-ins for the
-// dial and the graph. No link is configured, so every command the panel sends
-// leaves a stop line "Execute Stop: [<command>]..." in the log.
+// The state panel against the driver's command log and the shared stand-ins for
+// the dial and the graph, which note their calls. No link is configured, so every
+// command the panel sends leaves a stop line "Execute Stop: [<command>]..." in the log.
 
 #include "DataRows.h"
 #include "Forms.h"
@@ -8,51 +8,18 @@
 #include "Session.h"
 #include "StatusReports.h"
 #include "UpDown.h"
+#include "WindowTestSupport.h"
 #include "clsKVX5310.h"
 #include "frmState.h"
 
-#include <QLabel>
-#include <QLineEdit>
-#include <QRegularExpression>
-#include <QTest>
-#include <QToolButton>
+#include <QtTest>
+#include <QtWidgets>
 
 using namespace kvx;
 using kvx::test::addRow;
+using kvx::test::callLog;
 
 namespace {
-
-// Every call the two views receive, in order, as "who.what(argument)".
-QStringList calls;
-
-class FakeAnalog final : public AnalogMeter {
-public:
-    void setValueText(const QString&) override {}
-    QString valueText() const override { return {}; }
-    void setLimHighText(const QString& t) override { calls << "analog.LimHigh(" + t + ")"; }
-    void setLimLowText(const QString& t) override { calls << "analog.LimLow(" + t + ")"; }
-    void setRelText(const QString& t) override { calls << "analog.Rel(" + t + ")"; }
-    void ChooseMeterScale(double peak) override { calls << "analog.Scale(" + QString::number(peak) + ")"; }
-    void ResetMeter() override {}
-    void unitChanged(const QString& unit) override { calls << "analog.Unit(" + unit + ")"; }
-};
-
-class FakeGraph final : public GraphRecord {
-public:
-    void setValueText(const QString&) override {}
-    QString valueText() const override { return {}; }
-    void setLimHighText(const QString& t) override { calls << "graph.LimHigh(" + t + ")"; }
-    void setLimLowText(const QString& t) override { calls << "graph.LimLow(" + t + ")"; }
-    void setRelText(const QString& t) override { calls << "graph.Rel(" + t + ")"; }
-    void ReDraw() override {}
-    void Redraw1() override {}
-    void ClearGraph() override {}
-    void ShowGraph() override {}
-    double GetRandomValue() override { return 0; }
-    void ScaleYAxis(double peak) override { calls << "graph.Scale(" + QString::number(peak) + ")"; }
-    void setLiveTrace(bool) override {}
-    QWidget* plotWidget() override { return nullptr; }
-};
 
 // The commands logged since `mark` characters of the log.
 QStringList commandsSince(int mark) {
@@ -80,19 +47,13 @@ private slots:
         resetSession();
         m_messages = std::make_shared<ScriptedMessageService>();
         setMessages(m_messages);
-        forms().analog = &m_analog;
-        forms().graph = &m_graph;
         m_panel = new frmState;
         m_panel->show();
-        calls.clear();
+        callLog().clear();
         m_logMark = driver().ExecLog().size();
     }
 
-    void cleanup() {
-        delete m_panel;
-        forms().analog = nullptr;
-        forms().graph = nullptr;
-    }
+    void cleanup() { delete m_panel; }
 
     void unattendedReportsOnStatusLine() {
         statusReports().setEchoToStderr(false);
@@ -133,19 +94,17 @@ private slots:
         QFETCH(QString, box);
         QFETCH(QString, range);
         QFETCH(QString, typed);
-        QFETCH(QStringList, sent);
-        QFETCH(QStringList, viewCalls);
         QFETCH(QString, message);
 
         m_panel->setRangeText(range);
-        calls.clear();
+        callLog().clear();
         auto* limit = child<QLineEdit>(box.toLatin1());
         QTest::keyClicks(limit, typed);
         QCOMPARE(commandsSince(m_logMark), QStringList{}); // typing alone sends nothing
         QTest::keyClick(limit, Qt::Key_Return);
 
-        QCOMPARE(commandsSince(m_logMark), sent);
-        QCOMPARE(calls, viewCalls);
+        QTEST(commandsSince(m_logMark), "sent");
+        QTEST(callLog(), "viewCalls");
         QCOMPARE(m_messages->texts(), message.isEmpty() ? QStringList{} : QStringList{message});
         QCOMPARE(limit->text(), typed); // a refused text stays for correcting
         QFETCH(QString, status);
@@ -171,7 +130,6 @@ private slots:
         QFETCH(QString, typed);
         QFETCH(int, caret);
         QFETCH(int, clicks);
-        QFETCH(QString, shown);
 
         m_panel->setRangeText(QStringLiteral("100000"));
         auto* limit = child<QLineEdit>("txtLimMax");
@@ -180,7 +138,7 @@ private slots:
         for (int i = 0; i < std::abs(clicks); ++i)
             click(child<UpDown>("UpDown1"), clicks > 0);
 
-        QCOMPARE(limit->text(), shown);
+        QTEST(limit->text(), "shown");
         QCOMPARE(commandsSince(m_logMark), QStringList{});
     }
 
@@ -216,7 +174,7 @@ private slots:
 
         m_panel->setRangeText(range);
         QCOMPARE(child<QLineEdit>("txtRange1")->text(), "-" + range);
-        QCOMPARE(calls, (QStringList{"analog.Scale(" + range + ")", "graph.Scale(" + range + ")"}));
+        QCOMPARE(callLog(), (QStringList{"analog.Scale(" + range + ")", "graph.Scale(" + range + ")"}));
         for (const char* name : {"UpDown1", "UpDown2"}) {
             QCOMPARE(child<UpDown>(name)->maximum(), bound);
             QCOMPARE(child<UpDown>(name)->minimum(), -bound);
@@ -237,18 +195,18 @@ private slots:
         QFETCH(bool, copied);
 
         m_panel->setRangeText(QStringLiteral("500"));
-        calls.clear();
+        callLog().clear();
         m_panel->setRelText(rel);
         const QStringList expected =
             copied ? QStringList{"analog.Rel(" + rel + ")", "graph.Rel(" + rel + ")"} : QStringList{};
-        QCOMPARE(calls, expected);
+        QCOMPARE(callLog(), expected);
         QCOMPARE(m_messages->texts(), QStringList{});
         QCOMPARE(commandsSince(m_logMark), QStringList{});
     }
 
     void functionSelectsDialUnit() {
         m_panel->setFunctionText(QStringLiteral("VOLT"));
-        QCOMPARE(calls, QStringList{"analog.Unit(" + driver().sUnitPrimary() + ")"});
+        QCOMPARE(callLog(), QStringList{"analog.Unit(" + driver().sUnitPrimary() + ")"});
         m_panel->setUnitText(QStringLiteral("kohm"));
         QCOMPARE(child<QLineEdit>("txtUnit")->text(), QStringLiteral("k\u03A9"));
     }
@@ -257,8 +215,8 @@ private:
     template <typename T> T* child(const char* name) { return m_panel->findChild<T*>(QLatin1String(name)); }
 
     std::shared_ptr<ScriptedMessageService> m_messages;
-    FakeAnalog m_analog;
-    FakeGraph m_graph;
+    test::FakeAnalog m_analog;
+    test::FakeGraph m_graph;
     frmState* m_panel = nullptr;
     int m_logMark = 0;
 };

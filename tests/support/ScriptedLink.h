@@ -1,6 +1,7 @@
 #pragma once
 // A link that answers from a table, for tests of the driver's decoding and
-// logging: it records every write and replies to the last command written.
+// logging and for the panel's in-memory meter: it records every write and replies
+// to the last command written.
 
 #include "Link.h"
 #include "clsKVX5310.h"
