@@ -5,10 +5,10 @@
 // once, so only the driver's own work is timed. Goal: under 50 us.
 //
 // BM_SimulatorReadingRate: readings against kvx5130-sim emulating 9600 baud on
-// a pseudo-terminal. `ratio` compares the rate with the limit that the bytes of
-// one reading both ways allow (bytes x 10 bits / 9600); goal 0.9 or better.
-// The simulator paces only the bytes it sends, so `ratio_paced` compares with
-// the time its replies alone need: it shows the driver's overhead per reading.
+// a pseudo-terminal, which paces the bytes both ways as the line would. `ratio`
+// compares the rate with the limit that the bytes of one reading both ways allow
+// (commands and replies, 10 bits a byte at 8N1, over 9600 bit/s); it cannot pass
+// 1, and the goal is 0.9 or better.
 
 #include "SerialLink.h"
 #include "ValueRules.h"
@@ -135,11 +135,11 @@ void BM_SimulatorReadingRate(benchmark::State& state) {
     const double repliedPerReading = double(counter->received - receivedBefore) / readings;
     const double secondsPerReading = seconds / readings;
     const double wireLimit = (sentPerReading + repliedPerReading) * kBitsPerByte / kBaud;
-    const double pacedLimit = repliedPerReading * kBitsPerByte / kBaud;
     state.counters["bytes_per_reading"] = sentPerReading + repliedPerReading;
     state.counters["readings_per_s"] = 1.0 / secondsPerReading;
     state.counters["ratio"] = wireLimit / secondsPerReading;
-    state.counters["ratio_paced"] = pacedLimit / secondsPerReading;
+    if (wireLimit / secondsPerReading > 1.0)
+        state.SkipWithError("faster than the line allows: the simulator does not pace both ways");
 }
 BENCHMARK(BM_SimulatorReadingRate)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(200);
 

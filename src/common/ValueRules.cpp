@@ -5,33 +5,44 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace kvx {
 
 namespace {
 
-bool isBlank(QChar c) {
-    return c == QLatin1Char(' ') || c == QLatin1Char('\t');
+// The parse runs over QString text and over the UTF-8 bytes the database hands out.
+// Only ASCII characters make up a number, and no byte of a multi-byte UTF-8
+// sequence is ASCII, so both read the same prefix of the same text.
+char16_t unitAt(const QString& text, qsizetype i) {
+    return text[i].unicode();
+}
+char16_t unitAt(std::string_view text, size_t i) {
+    return static_cast<unsigned char>(text[i]);
 }
 
-bool isAsciiDigit(QChar c) {
-    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+bool isBlank(char16_t c) {
+    return c == u' ' || c == u'\t';
+}
+
+bool isAsciiDigit(char16_t c) {
+    return c >= u'0' && c <= u'9';
 }
 
 // Length of the longest numeric prefix of `text` starting at `pos`; 0 when none.
-int numericPrefixLength(const QString& text, int pos) {
+template <class Text> int numericPrefixLength(const Text& text, int pos) {
     const int start = pos;
-    const int n = text.size();
-    if (pos < n && (text[pos] == '+' || text[pos] == '-'))
+    const int n = int(text.size());
+    if (pos < n && (unitAt(text, pos) == u'+' || unitAt(text, pos) == u'-'))
         ++pos;
     int digits = 0;
-    while (pos < n && isAsciiDigit(text[pos])) {
+    while (pos < n && isAsciiDigit(unitAt(text, pos))) {
         ++pos;
         ++digits;
     }
-    if (pos < n && text[pos] == '.') {
+    if (pos < n && unitAt(text, pos) == u'.') {
         ++pos;
-        while (pos < n && isAsciiDigit(text[pos])) {
+        while (pos < n && isAsciiDigit(unitAt(text, pos))) {
             ++pos;
             ++digits;
         }
@@ -39,12 +50,12 @@ int numericPrefixLength(const QString& text, int pos) {
     if (digits == 0)
         return 0;
     // An exponent counts only when digits follow it ("1E" reads as 1).
-    if (pos < n && (text[pos] == 'e' || text[pos] == 'E')) {
+    if (pos < n && (unitAt(text, pos) == u'e' || unitAt(text, pos) == u'E')) {
         int e = pos + 1;
-        if (e < n && (text[e] == '+' || text[e] == '-'))
+        if (e < n && (unitAt(text, e) == u'+' || unitAt(text, e) == u'-'))
             ++e;
         const int expDigitsStart = e;
-        while (e < n && isAsciiDigit(text[e]))
+        while (e < n && isAsciiDigit(unitAt(text, e)))
             ++e;
         if (e > expDigitsStart)
             pos = e;
@@ -52,12 +63,15 @@ int numericPrefixLength(const QString& text, int pos) {
     return pos - start;
 }
 
-} // namespace
-
-double parseLeadingNumber(const QString& text) {
+template <class Text> int leadingBlanks(const Text& text) {
     int pos = 0;
-    while (pos < text.size() && isBlank(text[pos]))
+    while (pos < int(text.size()) && isBlank(unitAt(text, pos)))
         ++pos;
+    return pos;
+}
+
+template <class Text> double parseLeading(const Text& text) {
+    const int pos = leadingBlanks(text);
     const int len = numericPrefixLength(text, pos);
     if (len == 0)
         return 0.0;
@@ -65,10 +79,14 @@ double parseLeadingNumber(const QString& text) {
     // is converted through a small buffer: this parse runs once per stored row
     // when a long trace is rebuilt.
     char buffer[64];
-    if (len >= int(sizeof buffer))
-        return text.mid(pos, len).toDouble();
+    if (len >= int(sizeof buffer)) {
+        QString prefix(len, Qt::Uninitialized);
+        for (int i = 0; i < len; ++i)
+            prefix[i] = QChar(unitAt(text, pos + i));
+        return prefix.toDouble();
+    }
     for (int i = 0; i < len; ++i)
-        buffer[i] = static_cast<char>(text[pos + i].unicode());
+        buffer[i] = static_cast<char>(unitAt(text, pos + i));
     const char* begin = buffer[0] == '+' ? buffer + 1 : buffer;
     double value = 0.0;
     const auto result = std::from_chars(begin, buffer + len, value);
@@ -77,11 +95,18 @@ double parseLeadingNumber(const QString& text) {
     return value;
 }
 
+} // namespace
+
+double parseLeadingNumber(const QString& text) {
+    return parseLeading(text);
+}
+
+double parseLeadingNumber(std::string_view utf8) {
+    return parseLeading(utf8);
+}
+
 bool startsWithNumber(const QString& text) {
-    int pos = 0;
-    while (pos < text.size() && isBlank(text[pos]))
-        ++pos;
-    return numericPrefixLength(text, pos) > 0;
+    return numericPrefixLength(text, leadingBlanks(text)) > 0;
 }
 
 bool isNumeric(const QString& text) {

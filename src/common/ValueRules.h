@@ -8,12 +8,15 @@
 #include <QDateTime>
 #include <QString>
 #include <optional>
+#include <string_view>
 
 namespace kvx {
 
 // Lenient leading-number parse: after leading blanks, the longest prefix that is
 // a decimal number (sign, digits, point, exponent) is read; text without one gives 0.
 double parseLeadingNumber(const QString& text);
+// The same parse over UTF-8 text, as the record database hands it out.
+double parseLeadingNumber(std::string_view utf8);
 
 // True when the lenient parse finds a number at the start of the text (after blanks).
 bool startsWithNumber(const QString& text);

@@ -1,6 +1,7 @@
 #include "RecordStore.h"
 
 #include "SampleWriter.h"
+#include "ValueRules.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -11,6 +12,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <sqlite3.h>
 
 #include <sqlite3.h>
 
@@ -786,12 +788,6 @@ bool RecordStore::readRecordSamples(const QString& recNo,
     return true;
 }
 
-} // namespace kvx
-
-// ---------------------------------------------------------------- exports and the record list
-
-namespace kvx {
-
 namespace {
 
 // The engine's own handle of a connection; the Qt driver and this code use the one
@@ -803,6 +799,46 @@ sqlite3* engineHandle(const QString& connectionName) {
         return nullptr;
     return *static_cast<sqlite3* const*>(handle.constData());
 }
+
+} // namespace
+
+bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (!settleWriter())
+        return false;
+    // Read through the SQLite library under the driver's own connection: the graph
+    // rebuilds from a million rows, and each row's text is parsed from the bytes as
+    // they are, without a QVariant and a UTF-16 copy of it.
+    sqlite3* db = engineHandle(m_connectionName);
+    if (!db)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
+    sqlite3_stmt* select = nullptr;
+    int rc =
+        sqlite3_prepare_v2(db, "select PVal, NoReply from datatemp order by SeqNo asc", -1, &select, nullptr);
+    while (rc == SQLITE_OK && (rc = sqlite3_step(select)) == SQLITE_ROW) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(select, 0));
+        const std::string_view pVal =
+            text ? std::string_view(text, size_t(sqlite3_column_bytes(select, 0))) : std::string_view();
+        values->push_back(parseLeadingNumber(pVal));
+        if (sqlite3_column_int(select, 1) != 0)
+            noReplyRows->push_back(qint32(values->size() - 1));
+        rc = SQLITE_OK;
+    }
+    sqlite3_finalize(select);
+    if (rc != SQLITE_DONE)
+        return fail(QString::number(rc), QString::fromUtf8(sqlite3_errmsg(db)));
+    m_lastError = {};
+    return true;
+}
+
+} // namespace kvx
+
+// ---------------------------------------------------------------- exports and the record list
+
+namespace kvx {
+
+namespace {
 
 QByteArrayView columnBytes(sqlite3_stmt* statement, int column) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));

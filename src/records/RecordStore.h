@@ -265,6 +265,10 @@ public:
     // The working trace as a summary numbered "0": times of its first and last samples
     // and their count; no comment or units (those live in the data table window).
     std::optional<RecordSummary> summarizeWorkingTrace();
+    // The primary value of every row of `datatemp` as a number (parseLeadingNumber),
+    // appended to `values` in sample order, and the positions in it of the rows
+    // without a meter reply: what the graph charts, without the rest of each row.
+    bool readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows);
 
 private:
     // Runs `statement` on `query`; false, with lastError() set, when it fails or

@@ -8,6 +8,7 @@
 #include <QSqlQuery>
 
 #include <chrono>
+#include <utility>
 
 namespace kvx {
 
@@ -84,16 +85,21 @@ bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* prob
     return db.commit() || failed(db.lastError());
 }
 
+void SampleWriter::openConnection() {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+    db.setDatabaseName(m_databasePath);
+    // A moment's lock (the program's own connection saving a record) is waited
+    // out inside SQLite; a longer one here, by trying again.
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=100"));
+    if (db.open())
+        QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
+}
+
 void SampleWriter::run() {
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-        db.setDatabaseName(m_databasePath);
-        // A moment's lock (the program's own connection saving a record) is waited
-        // out inside SQLite; a longer one here, by trying again.
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=100"));
-        if (db.open())
-            QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
-    }
+    // The connection is made for the first sample: a store that is only read (a
+    // listing or an export from the command line) never opens a second one, which
+    // could outlive the application it needs.
+    bool connected = false;
     for (;;) {
         std::vector<NewSample> batch;
         {
@@ -105,6 +111,8 @@ void SampleWriter::run() {
             batch.assign(m_queue.begin(), m_queue.begin() + std::ptrdiff_t(count));
             m_inFlight = count;
         }
+        if (!std::exchange(connected, true))
+            openConnection();
         QString problem;
         const bool written = writeBatch(batch, &problem);
         {
@@ -126,7 +134,8 @@ void SampleWriter::run() {
             m_changed.wait_for(lock, std::chrono::milliseconds(kRetryMs), [this] { return m_stopping; });
         }
     }
-    QSqlDatabase::removeDatabase(m_connectionName);
+    if (connected)
+        QSqlDatabase::removeDatabase(m_connectionName);
 }
 
 } // namespace kvx

@@ -46,6 +46,7 @@ public:
 
 private:
     void run();
+    void openConnection();
     bool writeBatch(const std::vector<NewSample>& batch, QString* problem);
     void tell(const QString& text);
 

@@ -4,6 +4,7 @@
 #include "Forms.h"
 #include "GraphScales.h"
 #include "RecordStore.h"
+#include "ValueRules.h"
 #include "frmGraphicRecord.h"
 
 #include <QLabel>
@@ -120,35 +121,39 @@ QFont searchableFont(QFont font) {
     return font;
 }
 
-// The hidden window and the in-memory working table it was rebuilt from.
+// The hidden window the report's graph is drawn from.
 struct ReportGraph::Parts {
-    RecordStore samples;
     frmGraphicRecord window;
-    explicit Parts(const QString& storeName) : samples(storeName) {}
 };
 
 ReportGraph::ReportGraph(const TraceRecord& trace, GraphRecord* shown)
     : m_sampleCount(int(trace.samples.size())) {
-    static int storeCount = 0;
     const std::optional<ShownGraph> onScreen = shownGraph(shown);
     {
         const KeepRegisteredGraph keep;
-        m_parts = std::make_unique<Parts>(QStringLiteral("kvx5130-report-graph-%1").arg(++storeCount));
+        m_parts = std::make_unique<Parts>();
     }
     m_window = &m_parts->window;
-    m_parts->samples.open(QStringLiteral(":memory:"));
-    m_parts->samples.replaceTrace(trace.samples);
 
     frmGraphicRecord& graph = *m_window;
     graph.applyColors(kPrintColors);
     makeTextsSearchable(*graph.CWGraph1());
-    graph.setRecordStore(&m_parts->samples);
     if (onScreen) {
         graph.setLimHighText(onScreen->limHigh);
         graph.setLimLowText(onScreen->limLow);
         graph.setRelText(onScreen->rel);
     }
-    graph.ReDraw();
+    // The samples are in hand: the graph is rebuilt from them as ReDraw rebuilds it
+    // from the working table.
+    std::vector<double> values;
+    std::vector<qint32> noReplyRows;
+    values.reserve(trace.samples.size());
+    for (const TempSample& sample : trace.samples) {
+        if (sample.noReply)
+            noReplyRows.push_back(qint32(values.size()));
+        values.push_back(parseLeadingNumber(sample.pVal));
+    }
+    graph.ReDrawFrom(std::move(values), noReplyRows);
     if (onScreen && onScreen->yRange) {
         graph.CWGraph1()->yAxis->setRange(*onScreen->yRange);
     } else {
@@ -160,8 +165,7 @@ ReportGraph::ReportGraph(const TraceRecord& trace, GraphRecord* shown)
 }
 
 ReportGraph::~ReportGraph() {
-    // The window goes before the table it read; it must not take the registered
-    // graph window's slot with it either.
+    // The hidden window must not take the registered graph window's slot with it.
     const KeepRegisteredGraph keep;
     m_parts.reset();
 }

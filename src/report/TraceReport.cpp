@@ -18,6 +18,9 @@
 #include <qcustomplot.h>
 
 #include <algorithm>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <array>
 #include <memory>
 #include <vector>
@@ -77,7 +80,8 @@ public:
     ReportPainter(const ReportContent& content, QPagedPaintDevice& device)
         : m_content(content), m_device(device), m_dpi(device.logicalDpiY()),
           m_page(QPointF(0, 0), device.pageLayout().paintRectPixels(device.logicalDpiX()).size()),
-          m_columns(tableColumns(content.trace.header)) {
+          m_columns(tableColumns(content.trace.header)), m_cellFont(reportFont(9)),
+          m_headingFont(reportFont(9, true)), m_cellMetrics(m_cellFont, &device) {
         measureColumns();
     }
 
@@ -243,8 +247,8 @@ private:
 
     // ------------------------------------------------------------ the table
 
-    QFont cellFont() const { return reportFont(9); }
-    QFont headingFont() const { return reportFont(9, true); }
+    const QFont& cellFont() const { return m_cellFont; }
+    const QFont& headingFont() const { return m_headingFont; }
     double cellPadding() const { return mm(0.8); }
     double headingHeight() const { return metrics(headingFont()).height() + 2 * cellPadding(); }
     double captionHeight() const { return metrics(reportFont(9)).height() + mm(2); }
@@ -272,7 +276,7 @@ private:
     }
 
     double rowHeight(const TempSample& s) const {
-        const QFontMetricsF fm = metrics(cellFont());
+        const QFontMetricsF& fm = m_cellMetrics;
         double height = fm.height();
         if (!s.comment.isEmpty()) {
             const QRectF wrapped = fm.boundingRect(QRectF(0, 0, columnWidth(5) - 2 * cellPadding(), 1e9),
@@ -287,11 +291,13 @@ private:
         m_tablePages.clear();
         const auto& samples = m_content.trace.samples;
         const double room = bodyBottom() - captionHeight() - headingHeight();
+        m_rowHeights.resize(samples.size());
         size_t first = 0;
         double used = 0.0;
         for (size_t i = 0; i < samples.size(); ++i) {
+            m_rowHeights[i] = rowHeight(samples[i]);
             // A row taller than a whole page still gets a page of its own.
-            const double height = std::min(rowHeight(samples[i]), room);
+            const double height = std::min(m_rowHeights[i], room);
             if (used + height > room && i > first) {
                 m_tablePages.emplace_back(first, i);
                 first = i;
@@ -331,7 +337,7 @@ private:
 
         const auto& samples = m_content.trace.samples;
         for (size_t i = first; i < last; ++i) {
-            const double height = std::min(rowHeight(samples[i]), bodyBottom() - y);
+            const double height = std::min(m_rowHeights[i], bodyBottom() - y);
             paintRow(samples[i], y, height, (i - first) % 2 == 1);
             y += height;
         }
@@ -343,21 +349,32 @@ private:
         else if (shaded)
             m_painter->fillRect(QRectF(0, top, m_page.width(), height), QColor(246, 246, 246));
         const auto cells = rowCells(s, m_content.trace.header);
+        m_painter->setFont(cellFont());
+        m_painter->setPen(Qt::black);
         double x = 0.0;
         for (int c = 0; c < int(cells.size()); ++c) {
             const QRectF cell = QRectF(x, top, columnWidth(c), height)
                                     .adjusted(cellPadding(), cellPadding(), -cellPadding(), -cellPadding());
-            if (c == 5) {
-                m_painter->setFont(cellFont());
-                m_painter->setPen(Qt::black);
-                m_painter->drawText(cell, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, cells[size_t(c)]);
-            } else {
-                const QFontMetricsF fm = metrics(cellFont());
-                text(QRectF(cell.left(), cell.top(), cell.width(), fm.height()), cells[size_t(c)], cellFont(),
-                     m_columns[size_t(c)].align);
-            }
+            const QString& shown = cells[size_t(c)];
+            if (c == 5 && !shown.isEmpty())
+                m_painter->drawText(cell, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, shown);
+            else if (c != 5)
+                cellLine(cell, shown, m_columns[size_t(c)].align);
             x += columnWidth(c);
         }
+    }
+
+    // One line of a cell at the top of `cell`, cut with an ellipsis when too wide.
+    // Drawn at its baseline: the cells are most of a long report, and a text laid
+    // out in a box costs several times as much.
+    void cellLine(const QRectF& cell, QString shown, Qt::Alignment align) {
+        double width = m_cellMetrics.horizontalAdvance(shown);
+        if (width > cell.width()) {
+            shown = m_cellMetrics.elidedText(shown, Qt::ElideRight, cell.width());
+            width = m_cellMetrics.horizontalAdvance(shown);
+        }
+        const double left = (align & Qt::AlignRight) ? cell.right() - width : cell.left();
+        m_painter->drawText(QPointF(left, cell.top() + m_cellMetrics.ascent()), shown);
     }
 
     void paintFooter(int page, int pages) {
@@ -377,8 +394,39 @@ private:
     const QRectF m_page;
     const std::array<Column, 6> m_columns;
     std::array<double, 6> m_columnWidths{};
+    const QFont m_cellFont;
+    const QFont m_headingFont;
+    const QFontMetricsF m_cellMetrics;
     QCPPainter* m_painter = nullptr;
     std::vector<std::pair<size_t, size_t>> m_tablePages;
+    std::vector<double> m_rowHeights;
+};
+
+// The PDF writer compresses each page through buffers of several megabytes, made
+// and freed once a page. The C library would hand that memory back to the system
+// after every page and take it again for the next, most of a long report's time;
+// while a report is written freed memory is kept for the next page instead, and
+// handed back once at the end.
+class KeepFreedMemory {
+public:
+#ifdef __GLIBC__
+    KeepFreedMemory() {
+        mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+        mallopt(M_TRIM_THRESHOLD, 2 * kLargeBlock);
+    }
+    ~KeepFreedMemory() {
+        mallopt(M_TRIM_THRESHOLD, kLargeBlock);
+        malloc_trim(0);
+    }
+#else
+    KeepFreedMemory() = default;
+#endif
+    KeepFreedMemory(const KeepFreedMemory&) = delete;
+    KeepFreedMemory& operator=(const KeepFreedMemory&) = delete;
+
+private:
+    // The most the C library raises its own limits to when it sees large blocks.
+    [[maybe_unused]] static constexpr int kLargeBlock = 32 * 1024 * 1024;
 };
 
 ReportContent contentHeader(TraceRecord trace) {
@@ -427,6 +475,7 @@ TraceReport TraceReport::forTrace(const TraceRecord& trace) {
 }
 
 int TraceReport::render(QPagedPaintDevice& device) const {
+    const KeepFreedMemory keep;
     return ReportPainter(m_content, device).paint();
 }
 

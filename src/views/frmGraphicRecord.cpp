@@ -66,6 +66,16 @@ std::optional<double> fieldNumber(const QLineEdit* field) {
     return parseLeadingNumber(text);
 }
 
+// One point a second from 0, filled through a plain pointer: the vector's own
+// index operator checks for sharing at every point, a million times per rebuild.
+QVector<QCPGraphData> graphPoints(const std::vector<double>& values) {
+    QVector<QCPGraphData> points(qsizetype(values.size()));
+    QCPGraphData* out = points.data();
+    for (size_t i = 0; i < values.size(); ++i)
+        out[i] = QCPGraphData(double(i), values[i]);
+    return points;
+}
+
 } // namespace
 
 frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
@@ -408,34 +418,31 @@ void frmGraphicRecord::ShowGraph() {
 }
 
 void frmGraphicRecord::ReDraw() {
+    RecordStore& records = store();
+    std::vector<double> values;
+    // Room for the rows there are; the numbers the rows carry decide nothing here.
+    if (const auto count = records.countSamples(); count && *count > 0)
+        values.reserve(size_t(*count));
+    std::vector<qint32> noReplyRows;
+    records.readPrimaryValues(&values, &noReplyRows);
+    ReDrawFrom(std::move(values), noReplyRows);
+}
+
+void frmGraphicRecord::ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows) {
     ClearGraph();
     TraceState& t = m_trace;
-    RecordStore& records = store();
-    // Room for the rows there are; the numbers the rows carry decide nothing here.
-    if (const auto count = records.countSamples(); count && *count > 0) {
-        const size_t expected = size_t(*count);
-        t.plotValues.reserve(expected);
-        t.highValues.reserve(expected);
-        t.lowValues.reserve(expected);
-        t.relValues.reserve(expected);
-    }
+    t.plotValues = std::move(values);
 
     const auto high = fieldNumber(m_limHigh);
     const auto low = fieldNumber(m_limLow);
     const auto rel = fieldNumber(m_rel);
     const double bandLow = parseLeadingNumber(m_limLow->text());
     const double bandHigh = parseLeadingNumber(m_limHigh->text());
-    QVector<QCPGraphData> noReplyPoints;
-    records.readSamples(0, [&](const TempSample& row) {
-        const double value = parseLeadingNumber(row.pVal);
-        if (row.noReply)
-            noReplyPoints.append(QCPGraphData(double(t.sampleCount), value));
-        t.plotValues.push_back(value);
-        t.highValues.push_back(high.value_or(0.0));
-        t.lowValues.push_back(low.value_or(0.0));
-        t.relValues.push_back(rel.value_or(0.0));
+    for (const double value : t.plotValues)
         t.add(value, bandLow, bandHigh);
-    });
+    t.highValues.assign(t.plotValues.size(), high.value_or(0.0));
+    t.lowValues.assign(t.plotValues.size(), low.value_or(0.0));
+    t.relValues.assign(t.plotValues.size(), rel.value_or(0.0));
     if (t.maxIndex >= 0)
         m_pnlMax->setText(QStringLiteral("MAX:") + numberToText(t.maxValue));
     if (t.minIndex >= 0)
@@ -443,12 +450,13 @@ void frmGraphicRecord::ReDraw() {
     ScaleYAxis(t.peakAbs);
 
     const auto plotArray = [this](int plotIndex, const std::vector<double>& values) {
-        QVector<QCPGraphData> points(int(values.size()));
-        for (size_t i = 0; i < values.size(); ++i)
-            points[int(i)] = QCPGraphData(double(i), values[i]);
-        plot(plotIndex)->data()->set(points, true);
+        plot(plotIndex)->data()->set(graphPoints(values), true);
     };
     plotArray(PlotTrace, t.plotValues);
+    QVector<QCPGraphData> noReplyPoints;
+    noReplyPoints.reserve(qsizetype(noReplyRows.size()));
+    for (const qint32 row : noReplyRows)
+        noReplyPoints.append(QCPGraphData(double(row), t.plotValues[size_t(row)]));
     plot(PlotNoReply)->data()->set(noReplyPoints, true);
     t.noReplyCount = qint32(noReplyPoints.size());
     setReplayed(true);
@@ -465,10 +473,7 @@ void frmGraphicRecord::ReDraw() {
 void frmGraphicRecord::Redraw1() {
     for (int i = 0; i < m_plot->graphCount(); ++i)
         plot(i)->data()->clear();
-    QVector<QCPGraphData> points(int(m_trace.plotValues.size()));
-    for (size_t i = 0; i < m_trace.plotValues.size(); ++i)
-        points[int(i)] = QCPGraphData(double(i), m_trace.plotValues[i]);
-    plot(PlotTrace)->data()->set(points, true);
+    plot(PlotTrace)->data()->set(graphPoints(m_trace.plotValues), true);
     scheduleReplot();
 }
 

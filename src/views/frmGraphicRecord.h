@@ -53,6 +53,9 @@ public:
     void setRelText(const QString& text) override;
     void ReDraw() override;
     void Redraw1() override;
+    // Rebuilds the graph as ReDraw does, from the primary values of a trace already
+    // in hand and the positions of the samples without a reply among them.
+    void ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows);
     void ClearGraph() override;
     void ShowGraph() override;
     void setNoReply(bool noReply) override { m_noReply = noReply; }

@@ -59,11 +59,16 @@ private slots:
         QTest::newRow("empty") << "" << 0.0 << false;
         QTest::newRow("sign only") << "-" << 0.0 << false;
         QTest::newRow("two numbers keep the first") << "1.5,2.5" << 1.5 << false;
+        QTest::newRow("non-ASCII unit") << QStringLiteral("-2.5 \u00b5V") << -2.5 << false;
+        QTest::newRow("longer than the fast path")
+            << QString(70, QLatin1Char('1')) << 1.1111111111111111e69 << true;
     }
     void numbers() {
         QFETCH(QString, text);
         QTEST(parseLeadingNumber(text), "leading");
         QTEST(isNumeric(text), "numeric");
+        const QByteArray utf8 = text.toUtf8(); // as the record database hands it out
+        QTEST(parseLeadingNumber(std::string_view(utf8.constData(), size_t(utf8.size()))), "leading");
     }
 
     void numberText_data() {

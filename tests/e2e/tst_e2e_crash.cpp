@@ -245,7 +245,7 @@ private slots:
                  run.out.constData());
 
         run = runWithoutDisplay(inFolder + QStringList{"--export-record", "0", "--ndjson", "-"});
-        QCOMPARE(run.exitCode, 0);
+        QVERIFY2(run.exitCode == 0, run.err.constData());
         QCOMPARE(run.out.count('\n'), 3);
         QVERIFY(run.out.startsWith("{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00"));
         run = runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--csv", "/dev/stdout"});

@@ -206,13 +206,17 @@ private slots:
                 readings << numberToText(tenths(random) / 10.0);
                 QVERIFY(recordStore().insertSample(
                     {i, dateTimeText(QDateTime(QDate(2026, 1, 5), QTime(10, 0)).addSecs(i)),
-                     readings.last() + " V", "0 ", "0", i, i ? 1 : 0}));
+                     readings.last() + " V", "0 ", "0", i, i ? 1 : 0, i == 7}));
             }
             feed(g, readings);
             const TraceStatistics live = g.trace();
             g.CWGraph1()->yAxis->setRange(-1, 1);
             g.ReDraw();
             QCOMPARE(yRange(g), QCPRange(-50, 50)); // the rebuilt peak chooses the axis again
+            const auto* marks = g.CWGraph1()->graph(4)->data().data(); // the one sample without a reply
+            QCOMPARE(marks->size(), 1);
+            QCOMPARE((std::pair{marks->at(0)->key, marks->at(0)->value}),
+                     (std::pair{7.0, readings[7].toDouble()}));
             const TraceStatistics rebuilt = g.trace();
             QCOMPARE(rebuilt.sampleCount, live.sampleCount);
             QCOMPARE((std::pair{rebuilt.maxValue, rebuilt.maxIndex}),

@@ -35,7 +35,9 @@ Without --prologix the link carries raw SCPI: a command ends at CR or LF.
 Each query is answered with its reply and one LF.
 
 Timing:
-  --baud N            Pace every byte written at 10/N seconds (0: no pacing,
+  --baud N            Pace every byte at 10/N seconds, both ways: replies reach
+                      the host, and the host's commands are taken in, no faster
+                      than a line at N baud (8N1) carries them (0: no pacing,
                       the default).
   --reply-delay MS    Wait MS milliseconds before answering a query.
 

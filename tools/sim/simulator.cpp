@@ -21,8 +21,12 @@ std::unique_ptr<HostEndpoint> makeEndpoint(const SimOptions& options) {
 Simulator::Simulator(const SimOptions& options, std::uint32_t seed, QObject* parent)
     : QObject(parent), m_options(options), m_model(seed), m_garbageRng(seed ^ 0x9E3779B9u),
       m_endpoint(makeEndpoint(options)),
-      m_writer(options.baud, [this](const QByteArray& bytes) { m_endpoint->write(bytes); }) {
-    connect(m_endpoint.get(), &HostEndpoint::received, this, &Simulator::onHostBytes);
+      m_writer(options.baud, [this](const QByteArray& bytes) { m_endpoint->write(bytes); }),
+      m_reader(options.baud, [this](const QByteArray& bytes) { onHostBytes(bytes); }) {
+    // A pseudo-terminal or socket hands over the host's bytes at once; a real line
+    // brings them one by one, so the meter starts on a command only once it is through.
+    connect(m_endpoint.get(), &HostEndpoint::received, this,
+            [this](const QByteArray& bytes) { m_reader.write(bytes); });
     connect(m_endpoint.get(), &HostEndpoint::hostChanged, this, &Simulator::forgetLinkState);
 
     if (options.prologix) {
@@ -154,6 +158,7 @@ void Simulator::writeLog(const QByteArray& line) {
 
 void Simulator::forgetLinkState() {
     m_writer.discard();
+    m_reader.discard();
     m_hostLines.clear();
     m_instrumentLines.clear();
     m_commands.clear();

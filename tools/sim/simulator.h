@@ -51,7 +51,8 @@ private:
     MeterModel m_model;
     std::mt19937 m_garbageRng;
     std::unique_ptr<HostEndpoint> m_endpoint;
-    PacedWriter m_writer;
+    PacedWriter m_writer;           // to the host
+    PacedWriter m_reader;           // from the host: taken in no faster than the line carries it
     LineSplitter m_hostLines;       // raw SCPI from the host
     LineSplitter m_instrumentLines; // what the controller put on the bus
     std::unique_ptr<GpibController> m_controller;
