@@ -88,7 +88,7 @@ frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
 
     m_replotTimer.setSingleShot(true);
     m_replotTimer.setInterval(kReplotIntervalMs);
-    connect(&m_replotTimer, &QTimer::timeout, this, [this] { m_plot->replot(QCustomPlot::rpQueuedReplot); });
+    connect(&m_replotTimer, &QTimer::timeout, this, [this] { replotPending(); });
 
     ClearGraph();
     setGraphMode(ZoomMode);
@@ -300,6 +300,11 @@ void frmGraphicRecord::setLiveTrace(bool on) {
 void frmGraphicRecord::scheduleReplot() {
     if (!m_replotTimer.isActive())
         m_replotTimer.start();
+}
+
+void frmGraphicRecord::replotPending() {
+    m_replotTimer.stop();
+    m_plot->replot(QCustomPlot::rpQueuedReplot);
 }
 
 void frmGraphicRecord::chartPoint(int plotIndex, double key, double value) {

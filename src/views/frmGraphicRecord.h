@@ -85,6 +85,9 @@ public:
     void pnlMin_Click();
     void ZoomOut_Click();
 
+    // Draws at once what is waiting for the replot timer (at most 25 a second).
+    void replotPending();
+
     // The demonstration feed (Command1).
     bool demoFeedRunning() const { return m_demoTimer->isActive(); }
 
