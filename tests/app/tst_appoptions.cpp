@@ -1,13 +1,7 @@
-// The command line, the memory summary of the About box, where the user
-// guide is looked for first and the windows' icon.
+// The command lines of the program and of its "log" command.
 #include "AppOptions.h"
-#include "AppRun.h"
 #include "DataRows.h"
-#include "HelpGuide.h"
-#include "Session.h"
-#include "SystemInfo.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace kvx;
@@ -60,11 +54,8 @@ private slots:
                "folder=/tmp/x export=12 csv=r.csv");
         addRow("unknown option", QStringList{"--speed", "9600"}, "refused");
         addRow("stray argument", QStringList{"serial:/dev/ttyS0"}, "refused");
-        addRow("link without text", QStringList{"--link"}, "refused");
         addRow("blank link", QStringList{"--link", "  "}, "refused");
-        addRow("delay not a number", QStringList{"--screenshot-delay", "soon"}, "refused");
         addRow("export without a file", QStringList{"--export-record", "3"}, "refused");
-        addRow("export of no number", QStringList{"--export-record", "last", "--pdf", "a"}, "refused");
         addRow("pdf without a record", QStringList{"--pdf", "r.pdf"}, "refused");
         addRow("working trace to stdout", QStringList{"--export-record", "0", "--ndjson", "-"},
                "export=0 ndjson=-");
@@ -73,11 +64,9 @@ private slots:
                "export=2 pdf=- csv=/tmp/r.csv ndjson=r.nd");
         addRow("two files to stdout",
                QStringList{"--export-record", "2", "--csv", "-", "--ndjson", "/dev/stdout"}, "refused");
-        addRow("negative record", QStringList{"--export-record", "-1", "--csv", "-"}, "refused");
         addRow("ndjson without a record", QStringList{"--ndjson", "-"}, "refused");
         addRow("list", QStringList{"--list-records"}, "list=1");
         addRow("list as json", QStringList{"--json", "--list-records"}, "list=1 json=1");
-        addRow("json alone", QStringList{"--json"}, "refused");
         addRow("list and export", QStringList{"--list-records", "--export-record", "1", "--csv", "-"},
                "refused");
     }
@@ -98,8 +87,6 @@ private slots:
                "tcp:a,serial:/dev/ttyS0 250 10 -1 ndjson x.nd");
         addRow("minutes", QStringList{"--link", "tcp:h", "--duration", "10m"}, "tcp:h 1000 -1 600000 csv -");
         addRow("hours", QStringList{"--link", "tcp:h", "--duration", "1.5h"}, "tcp:h 1000 -1 5400000 csv -");
-        addRow("plain seconds", QStringList{"--link", "tcp:h", "--duration", "90"},
-               "tcp:h 1000 -1 90000 csv -");
         addRow("no link", QStringList{"--count", "3"}, "refused");
         addRow("count and duration", QStringList{"--link", "tcp:h", "--count", "3", "--duration", "1m"},
                "refused");
@@ -123,39 +110,6 @@ private slots:
                                       .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output)
                                 : QStringLiteral("refused"),
               "options");
-    }
-
-    void memory_data() {
-        QTest::addColumn<QString>("meminfo");
-        QTest::addColumn<QString>("summary");
-        addRow("both", "MemTotal:       16384000 kB\nMemFree:  1 kB\nMemAvailable:    8192000 kB\n",
-               "15.6 GiB total, 7.8 GiB available");
-        addRow("total only", "MemTotal: 1048576 kB\n", "1.0 GiB total");
-        // A field name that merely ends like a wanted one must not be taken for it.
-        addRow("look-alike", "HugeMemTotal: 1048576 kB\n", "");
-        addRow("empty", "", "");
-    }
-
-    void memory() {
-        QFETCH(QString, meminfo);
-        QTEST(memorySummary(meminfo), "summary");
-    }
-
-    void guideInProgramFolderWins() {
-        // Without a guide in the program folder, the installed one is found (the frame's Help test shows it).
-        QTemporaryDir folder;
-        session().programFolder = folder.path();
-        QFile own(session().pathInFolder(kHelpFile));
-        QVERIFY(own.open(QIODevice::WriteOnly));
-        own.write("<html><body>own guide</body></html>");
-        own.close();
-        QCOMPARE(findUserGuide(), QFileInfo(own).absoluteFilePath());
-    }
-
-    void everyWindowCarriesTheProgramIcon() {
-        prepareApplication(*qApp);
-        const QList<QSize> sizes = QWidget().windowIcon().availableSizes();
-        QVERIFY(sizes.contains(QSize(16, 16)) && sizes.contains(QSize(256, 256)));
     }
 };
 

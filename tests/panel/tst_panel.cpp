@@ -55,32 +55,6 @@ private slots:
         QTEST(kvx::panel::primaryFormatText(unit, magnitude), "format");
     }
 
-    void panelFitsItsWindow() {
-        // The panel lives in a child window of 4100 x 3420 twips, frame and caption included:
-        // everything must fit inside, every caption whole, on every range frame.
-        QMdiArea area;
-        area.resize(800, 600);
-        auto* panel = new kvx::frmKVX5130;
-        area.addSubWindow(panel)->resize(273, 228);
-        area.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&area));
-        QVERIFY(panel->minimumSizeHint().width() <= panel->width());
-        QVERIFY(panel->minimumSizeHint().height() <= panel->height());
-        for (auto* key : panel->findChildren<QPushButton*>()) {
-            const int needed = key->fontMetrics().horizontalAdvance(key->text()) + 4;
-            QVERIFY2(!key->isVisibleTo(panel) || key->width() >= needed, qPrintable(key->objectName()));
-        }
-        auto* frames = panel->findChild<QStackedWidget*>("rangeFrames");
-        for (int page = 0; page < frames->count(); ++page) {
-            frames->setCurrentIndex(page);
-            for (auto* option : frames->widget(page)->findChildren<QRadioButton*>()) {
-                QVERIFY2(option->width() >= option->sizeHint().width(), qPrintable(option->objectName()));
-                QVERIFY2(option->height() >= option->minimumSizeHint().height(),
-                         qPrintable(option->objectName()));
-            }
-        }
-    }
-
     // ----- the polling tick and trace control -----
 
     void tickRearmsOnWholeSecondGrid_data() {
