@@ -419,7 +419,8 @@ void frmDataTable::advanceSampleCounter() {
 std::optional<ReasonText> frmDataTable::holdReason(const QString& holdWord) {
     // The tolerance of these tests is never assigned, so it is 0: in HOLD every
     // reading below the held one matches and none at or above it; in AUTOHOLD a
-    // reading below the held one matches by percent. Kept as the instrument's users know it.
+    // reading below the held one matches by percent. Saved records and their
+    // filters are read with this rule, so a new trace follows it too.
     constexpr double tolerance = 0.0;
     const double reading = dValuePrimary;
     if (holdWord == QLatin1String("HOLD")) {
