@@ -46,7 +46,8 @@ void BM_ProgramPeakMemory(benchmark::State& state) {
         return;
     }
     QProcess sim;
-    sim.start(QStringLiteral(KVX_SIM_BINARY), {QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("1")});
+    sim.start(QStringLiteral(KVX_SIM_BINARY),
+              {QStringLiteral("--pty"), QStringLiteral("--seed"), QStringLiteral("1")});
     if (!sim.waitForStarted() || !sim.waitForReadyRead(5000)) {
         state.SkipWithError("the simulator did not start");
         return;

@@ -50,7 +50,10 @@ const char* const kLogUsage = R"(Usage: kvx5130 log --link TEXT [--link TEXT ...
 Polls one or more KVX-5130 meters without a window or a display and writes one
 row per tick with every meter's readings, units and no-reply mark, until the
 count or duration is reached or SIGINT/SIGTERM arrives; the file is complete
-either way. Exits 1 with a message when a link cannot be opened.
+either way. Exits 1 with a message when a link cannot be opened at the start.
+A meter that stops answering or whose link drops later never stops the run:
+its readings are written as 0 and marked in the no-reply column, its link is
+opened again at every tick, and its readings go on once it answers again.
 
 Options:
   --link TEXT          A meter's connection text (see kvx5130 --help); give it

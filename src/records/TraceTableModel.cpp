@@ -200,7 +200,8 @@ const TraceTableModel::Page* TraceTableModel::page(int first) const {
         }
     }
     const size_t end = std::min(m_rowIds.size(), static_cast<size_t>(first) + kPageRows);
-    const std::vector<qint64> rowIds(m_rowIds.begin() + first, m_rowIds.begin() + static_cast<qsizetype>(end));
+    const std::vector<qint64> rowIds(m_rowIds.begin() + first,
+                                     m_rowIds.begin() + static_cast<qsizetype>(end));
     std::vector<TempSample> samples;
     // A database another program holds locked gives blank rows for now; the next paint asks again.
     if (!m_store.readSamplesByRowId(rowIds, &samples))

@@ -118,10 +118,10 @@ private:
 
     RecordStore& m_store;
     SampleReader m_fill;
-    std::vector<qint64> m_rowIds; // rows stored in the database, in the grid's order
-    std::vector<Row> m_tail;      // rows appended since, maybe not written yet
+    std::vector<qint64> m_rowIds;         // rows stored in the database, in the grid's order
+    std::vector<Row> m_tail;              // rows appended since, maybe not written yet
     QHash<int, ReasonText> m_liveReasons; // stored rows first shown with a long match text
-    mutable std::list<Page> m_pages; // most recently used first
+    mutable std::list<Page> m_pages;      // most recently used first
     QString m_primaryUnit;
     QString m_secondUnit;
     int m_selectedRow = -1;

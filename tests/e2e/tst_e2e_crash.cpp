@@ -311,6 +311,20 @@ private slots:
             {"log", "--link", "serial:" + folder.filePath("no-such-device"), "--count", "1"});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("cannot be opened"), run.err.constData());
+
+        // A link that drops mid-run: its rows are marked, the link is opened again at
+        // every tick, and the readings go on once the meter is back.
+        kvx::test::SimProcess dropping({QStringLiteral("--tcp"), QStringLiteral("0"),
+                                        QStringLiteral("--drop-after"), QStringLiteral("6"),
+                                        QStringLiteral("--down-ms"), QStringLiteral("200")});
+        QVERIFY2(dropping.start(&error), qPrintable(error));
+        run = runWithoutDisplay({"log", "--link", dropping.where(), "--count", "40", "--interval", "0.02"});
+        QCOMPARE(run.exitCode, 0);
+        QString marks;
+        for (const QByteArray& row : run.out.trimmed().split('\n').mid(1))
+            marks += QString::fromLatin1(row.trimmed().right(1));
+        QCOMPARE(marks.size(), 40);
+        QVERIFY2(QRegularExpression(QStringLiteral("^0+1+0+1+")).match(marks).hasMatch(), qPrintable(marks));
     }
 };
 
