@@ -54,7 +54,8 @@ public:
     // Rows per page read from the database, and pages kept.
     static constexpr int kPageRows = 128;
     static constexpr size_t kPagesKept = 12;
-    // Samples kept in memory before they are swapped for rowids (once written).
+    // Written samples held in memory before they are swapped for rowids, in one
+    // batch: one rowid lookup every few minutes of a trace, not one a second.
     static constexpr size_t kTailRowsKept = 512;
 
     explicit TraceTableModel(RecordStore& store = recordStore());
