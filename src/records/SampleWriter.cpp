@@ -49,8 +49,9 @@ bool SampleWriter::flush(int timeoutMs) {
 }
 
 size_t SampleWriter::waiting() const {
+    // A batch being written stays in the queue until it is on the disk.
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_queue.size() + m_inFlight;
+    return m_queue.size();
 }
 
 // The report reaches its windows on the event loop's thread.
