@@ -81,7 +81,7 @@ public:
             const bool answered = meter.lastQueryAnswered();
             const QString secondary = meter.ValueSecond();
             // As the front panel stores it: the leading number, 0 and marked when not answered.
-            const bool noReply = !answered || !startsWithNumber(primary);
+            const bool noReply = readingMissing(answered, primary);
             if (json) {
                 out->append(n == 0 ? "{\"link\":" : ",{\"link\":");
                 appendTextField(m_format, m_meters[n].link.toUtf8(), out);

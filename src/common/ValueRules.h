@@ -20,6 +20,12 @@ double parseLeadingNumber(std::string_view utf8);
 
 // True when the lenient parse finds a number at the start of the text (after blanks).
 bool startsWithNumber(const QString& text);
+// A reading that got no reply: the exchange failed, or the reply holds no number.
+// It is stored as the 0 it reads as, and marked so that it is never taken for a
+// measured 0.
+inline bool readingMissing(bool answered, const QString& reply) {
+    return !answered || !startsWithNumber(reply);
+}
 
 // True when the whole text (blanks around it allowed) is a number. Empty text is not.
 bool isNumeric(const QString& text);

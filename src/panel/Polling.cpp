@@ -104,7 +104,7 @@ void frmKVX5130::showReading(const QString& reading, bool answered, const QStrin
     // goes on with zeros while the link is down. Such a reading, and a reply that
     // holds no number, is marked as having no reply, so it is never taken for a
     // measured 0.
-    const bool noReply = !answered || !startsWithNumber(reading);
+    const bool noReply = readingMissing(answered, reading);
     const double primary = parseLeadingNumber(reading);
     showLinkState(answered, problem);
     noteReading(primary);
