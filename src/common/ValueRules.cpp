@@ -171,6 +171,10 @@ QString timeOfDayText(const QDateTime& when) {
     return when.toString(QStringLiteral("HH:mm:ss"));
 }
 
+QString isoDateTimeText(const QDateTime& when) {
+    return when.toOffsetFromUtc(when.offsetFromUtc()).toString(Qt::ISODate);
+}
+
 QDateTime parseDateTimeText(const QString& text) {
     return QDateTime::fromString(text.trimmed(), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
 }

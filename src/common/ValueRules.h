@@ -61,6 +61,9 @@ QString dateTimeText(const QDateTime& when);
 double secondsOfDayBetween(double from, double to);
 // "HH:MM:SS": times of day in logs and cursor read-outs.
 QString timeOfDayText(const QDateTime& when);
+// ISO 8601 with the UTC offset in force ("2026-11-23T17:43:14+01:00"): the times
+// of status answers and of the monitor page, as exports write them.
+QString isoDateTimeText(const QDateTime& when);
 // Reads a "YYYY/MM/DD HH:MM:SS" text back; invalid QDateTime when it is not one.
 QDateTime parseDateTimeText(const QString& text);
 // Exports: a "YYYY/MM/DD HH:MM:SS" local time appended to `out` in ISO 8601 with

@@ -9,6 +9,7 @@
 
 #include "FunctionCatalogue.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 
 #include <QGroupBox>
 #include <QPushButton>
@@ -39,6 +40,7 @@ void frmKVX5130::beginFunction(QGroupBox* frame) {
 void frmKVX5130::showFunction(const QString& function, const QString& secondUnit) {
     if (StatePanel* state = statePanel())
         state->setFunctionText(function);
+    workingTrace().setFunction(function, driver().sUnitPrimary(), secondUnit);
     SetPrimaryFormat();
     if (DigitalScreen* screen = forms().digital)
         screen->setSecondaryFormat(panel::secondaryFormatText(secondUnit));

@@ -9,6 +9,7 @@
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -131,6 +132,7 @@ void frmKVX5130::SimulateMeterValue() {
     const double value = sign > 5 ? -magnitude : magnitude;
 
     noteReading(value);
+    workingTrace().noteReading({clock().now(), value, 0.0, false});
     s.lastReadingTime = now;
     s.timeSinceLastReading = secondsOfDayBetween(previous, now);
 
@@ -162,6 +164,10 @@ void frmKVX5130::noteReading(double primary) {
 }
 
 void frmKVX5130::feedViews(double primary, double secondary, bool noReply) {
+    WorkingTrace& trace = workingTrace();
+    if (StatePanel* state = forms().state)
+        trace.setLimits(state->limitMinText(), state->limitMaxText());
+    trace.noteReading({clock().now(), primary, secondary, noReply});
     const QString primaryText = numberToText(primary);
     if (DataTable* table = forms().dataTable) {
         table->setValuePrimary(primary);

@@ -10,6 +10,7 @@
 #include "Session.h"
 #include "StatusReports.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
@@ -87,6 +88,7 @@ void frmKVX5130::RestoreSetting() {
     struct LinkStatus {
         bool answered = false;
         QString problem;
+        QString link; // the connection text of the link in use
     };
     meterThread().call<LinkStatus>(
         this,
@@ -100,9 +102,11 @@ void frmKVX5130::RestoreSetting() {
                 applyLinkSettings(meter, op);
             }
             meter.StandardEventStatusReg();
-            return LinkStatus{meter.SESR_PON() && meter.lastQueryAnswered(), meter.linkProblem()};
+            return LinkStatus{meter.SESR_PON() && meter.lastQueryAnswered(), meter.linkProblem(),
+                              linkTarget ? connectionText(*linkTarget) : linkTextOf(meter)};
         },
         [this](LinkStatus status) {
+            workingTrace().setLink(status.link);
             showLinkState(status.answered, status.problem);
             showRestoredSettings();
         });
@@ -145,6 +149,15 @@ void frmKVX5130::applyLinkSettings(clsKVX5310& meter, const OperationRecord& op)
     meter.setConnectMethod(method);
 }
 
+QString frmKVX5130::linkTextOf(clsKVX5310& meter) {
+    if (meter.ConnectMethod() == QLatin1String("RS232")) {
+        SerialControl& serial = meter.CWSerial1();
+        return QStringLiteral("serial:%1@%2").arg(serial.devicePath()).arg(serial.baudRate());
+    }
+    GpibControl& gpib = meter.CWGPIB1();
+    return QStringLiteral("%1:%2").arg(gpib.backend()).arg(gpib.primaryAddress());
+}
+
 std::optional<ConnectionTarget> frmKVX5130::linkOverride() {
     const QString text = session().linkOverride.trimmed();
     if (text.isEmpty())
@@ -170,6 +183,7 @@ void frmKVX5130::showLinkState(bool answered, const QString& reason) {
     const bool firstCheck = !m_linkAnswered.has_value();
     m_linkAnswered = answered;
     m_linkReason = reason;
+    workingTrace().setLive(answered);
     // The driver's reason, or a plain one when the link opened but the meter stayed silent.
     const QString problem =
         answered ? QString()
@@ -262,11 +276,13 @@ void frmKVX5130::beginTrace() {
     }
     if (GraphRecord* graph = forms().graph)
         graph->setLiveTrace(true);
+    workingTrace().begin(clock().now());
 }
 
 void frmKVX5130::stopTrace() {
     m_timer2->stop();
     ++m_traceNumber;
+    workingTrace().end();
     setStartKeyLook(QStringLiteral("Start"), QColor(255, 0, 0), QStringLiteral("Start To Show Trace"));
     if (DataTable* table = forms().dataTable)
         table->setField(RecordField::EndTime, dateTimeText(clock().now()));

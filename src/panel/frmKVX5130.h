@@ -145,6 +145,8 @@ private:
     static void applyLinkSettings(clsKVX5310& meter, const OperationRecord& op);
     // The --link text parsed, or nothing (told once when it cannot be used).
     std::optional<ConnectionTarget> linkOverride();
+    // The connection text of the link the settings chose (no --link given).
+    static QString linkTextOf(clsKVX5310& meter);
     // Asks the meter for its status; `then` learns whether it answered.
     void checkLink(std::function<void(bool answered)> then);
     void showLinkState(bool answered, const QString& problem = QString());

@@ -8,6 +8,7 @@
 #include "Session.h"
 #include "StatusReports.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 #include "clsKVX5310.h"
 
 #include <QAction>
@@ -335,6 +336,7 @@ void frmDataTable::ClearData() {
     txtEndTime->clear();
     txtStartTime->clear();
     m_sampleCounter = 0;
+    workingTrace().restart(0);
     if (!recordStore().clearTrace())
         messages().notice(recordStore().lastError().number + QStringLiteral(":") +
                           recordStore().lastError().description);
@@ -390,6 +392,9 @@ void frmDataTable::refreshRows() {
                           recordStore().lastError().description);
         return;
     }
+    // The rows shown may be a filter's; the working trace holds them all.
+    if (const std::optional<qint64> samples = recordStore().countSamples())
+        workingTrace().restart(*samples);
     fillSlice();
 }
 
@@ -508,7 +513,7 @@ void frmDataTable::AppendData() {
     const QString sVal = readingText(dValueSecond, driver().sUnitSecond());
     // The writer thread stores it; only a full queue refuses it. The times move on
     // only with a taken sample, so the next one measures its gap from the last taken.
-    if (!recordStore().queueSample(
+    if (!workingTrace().store(
             {seqNo, t.recTime, pVal, sVal, reasonCode(*reason), t.timeTick, t.diffLastTime, noReply})) {
         reportStoreFailure();
         return;

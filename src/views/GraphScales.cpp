@@ -125,29 +125,6 @@ QString periodBetweenRowTimes(const QString& first, const QString& second) {
     return QStringLiteral("%1 %2").arg(twoDigits(span / kSecondsPerDay), hhmmssText(double(span)));
 }
 
-TraceStatistics::Change TraceStatistics::add(double value, double bandLow, double bandHigh) {
-    Change change;
-    const qint32 index = sampleCount;
-    if (value > maxValue) {
-        maxValue = value;
-        maxIndex = index;
-        change.max = true;
-    }
-    if (value < minValue) {
-        minValue = value;
-        minIndex = index;
-        change.min = true;
-    }
-    if (std::fabs(value) > peakAbs) {
-        peakAbs = std::fabs(value);
-        change.peak = true;
-    }
-    if (value > bandLow && bandHigh > value)
-        ++matchCount;
-    ++sampleCount;
-    return change;
-}
-
 double clockTickStep(double span) {
     static const double steps[] = {1,    2,    5,    10,    20,    60,    120,   300,    600,    1200,
                                    1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 432000, 864000};
