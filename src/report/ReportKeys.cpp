@@ -106,7 +106,7 @@ bool ReportKeys::exportCsvAs(QWidget* parent) {
         withSuffix(ask(parent, true, QStringLiteral("Export Trace as CSV"),
                        suggestedName(QStringLiteral("csv")), QLatin1String(CsvExport::kDialogFilter)),
                    QStringLiteral("csv"));
-    return !path.isEmpty() && CsvExport::exportWorkingTrace(path);
+    return !path.isEmpty() && CsvExport::exportWorkingTraceInBackground(path);
 }
 
 } // namespace kvx
