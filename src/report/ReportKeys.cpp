@@ -109,4 +109,11 @@ bool ReportKeys::exportCsvAs(QWidget* parent) {
     return !path.isEmpty() && CsvExport::exportWorkingTraceInBackground(path);
 }
 
+bool ReportKeys::exportPdfAs(QWidget* parent) {
+    const QString path = withSuffix(ask(parent, true, QStringLiteral("Save Trace Report as PDF"),
+                                        suggestedName(QStringLiteral("pdf")), QStringLiteral("PDF Files (*.pdf)")),
+                                    QStringLiteral("pdf"));
+    return !path.isEmpty() && writeReportPdfInBackground(path);
+}
+
 } // namespace kvx
