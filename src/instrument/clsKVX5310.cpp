@@ -601,6 +601,8 @@ QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, 
         if (!meter.CWSerial1().configure(&error))
             return caused(meter.CWSerial1().lastErrorNumber(), error);
     }
+    // Any address the settings field holds is put on the control; configuring
+    // refuses 31, the bus's unlisten, so the test shows why it cannot be used.
     if (!serialChosen && gpibAddress >= kFirstGpibAddress && gpibAddress <= kLastStoredGpibAddress) {
         meter.CWGPIB1().setPrimaryAddress(gpibAddress);
         if (!meter.CWGPIB1().configure(&error))
