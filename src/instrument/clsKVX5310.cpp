@@ -589,6 +589,15 @@ void releaseDriver() {
     driverSlot().reset();
 }
 
+const MeterUnits& driverUnits() {
+    struct DriverUnits final : MeterUnits {
+        QString sUnitPrimary() const override { return driver().sUnitPrimary(); }
+        QString sUnitSecond() const override { return driver().sUnitSecond(); }
+    };
+    static const DriverUnits units;
+    return units;
+}
+
 QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, qint32 baudRate,
                           qint16 gpibAddress) {
     const auto caused = [](int number, const QString& description) {

@@ -6,10 +6,11 @@
 #include "Forms.h"
 #include "HelpGuide.h"
 #include "NumericDisplay.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "SimProcess.h"
 #include "WindowTestSupport.h"
+#include "clsKVX5310.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmKVX5130.h"
@@ -183,7 +184,7 @@ private slots:
     void windowMenuFailureShowsMessage() {
         // The analog meter loads at start-up, but cannot be made again later.
         int made = 0;
-        m_parts.analog = [&made]() -> QWidget* { return made++ == 0 ? new frmANALOGMETER : nullptr; };
+        m_parts.analog = [&made]() -> QWidget* { return made++ == 0 ? new frmANALOGMETER(driverUnits()) : nullptr; };
         startFrame();
         closeForm(kFormAnalog);
         m_frame->arrangeWindow(2);

@@ -3,7 +3,7 @@
 // connection test. The clock is a ManualClock that only the link moves.
 
 #include "ScriptedLink.h"
-#include "Services.h"
+#include "TestServices.h"
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -5,6 +5,7 @@
 #include "ExportRecord.h"
 #include "ReportTestSupport.h"
 #include "TraceReport.h"
+#include "clsKVX5310.h"
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
@@ -55,8 +56,8 @@ private slots:
     void pagesOfA200SampleReport() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table;
-        frmGraphicRecord graph;
+        frmDataTable table(driverUnits());
+        frmGraphicRecord graph(driverUnits());
         // Settings fields come padded with blanks, as the operation record keeps them.
         session().operation.reportHeader = fixedText(QStringLiteral("Lab 3 Ripple Test"), 255);
         QImage logo(120, 60, QImage::Format_RGB32);
@@ -136,7 +137,7 @@ private slots:
         QFETCH(QString, shown);
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table;
+        frmDataTable table(driverUnits());
         setHeaderFields(table, makeHeader(QStringLiteral("7")));
         QVERIFY(recordStore().replaceTrace(makeSamples(samples)));
         table.findChild<QComboBox*>(QStringLiteral("CmbSample"))->setCurrentIndex(filter);
@@ -177,7 +178,7 @@ private slots:
                              "Total Time:0:3:20"};
         QCOMPARE(hidden.content().graph->statistics(), expected);
 
-        frmGraphicRecord graph;
+        frmGraphicRecord graph(driverUnits());
         graph.setLimHighText(QStringLiteral("4"));
         graph.setLimLowText(QStringLiteral("2"));
         QVERIFY(recordStore().replaceTrace(rows));
