@@ -15,7 +15,7 @@
 #include "RecordStore.h"
 #include "WorkingTrace.h"
 #include "clsKVX5310.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "mdiMain.h"
 

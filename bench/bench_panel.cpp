@@ -10,7 +10,7 @@
 #include "Link.h"
 #include "WorkingTrace.h"
 #include "RecordStore.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "clsKVX5310.h"
 #include "frmANALOGMETER.h"
@@ -84,11 +84,11 @@ struct PanelBench {
         ok = benchsupport::fillWorkingTrace(path, rows) && kvx::recordStore().open(path);
 
         // In the frame's order, each placed at its start-up size.
-        table = std::make_unique<kvx::frmDataTable>();
+        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits());
         table->setGeometry(0, 0, 523, 487);
-        graph = std::make_unique<kvx::frmGraphicRecord>();
+        graph = std::make_unique<kvx::frmGraphicRecord>(kvx::driverUnits());
         graph->setGeometry(0, 0, 523, 487);
-        analog = std::make_unique<kvx::frmANALOGMETER>();
+        analog = std::make_unique<kvx::frmANALOGMETER>(kvx::driverUnits());
         analog->resize(273, 124);
         digital = std::make_unique<kvx::frmDIGITALMETERMaster>();
         digital->resize(273, 124);

@@ -4,7 +4,7 @@
 
 #include "RecordOperations.h"
 #include "RecordStore.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "clsKVX5310.h"
 #include "frmDataTable.h"
@@ -65,7 +65,7 @@ struct RecordBench {
         kvx::recordStore().close(); // the tables exist now; the shell fills them
         fillTrace(path(), rows);
         kvx::recordStore().open(path());
-        table = std::make_unique<kvx::frmDataTable>();
+        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits());
         table->show();
         QCoreApplication::processEvents();
     }

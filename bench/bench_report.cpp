@@ -6,7 +6,7 @@
 #include "RecordFile.h"
 #include "RecordStore.h"
 #include "SampleExport.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "TraceReport.h"
 #include "ValueRules.h"

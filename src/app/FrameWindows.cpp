@@ -4,6 +4,7 @@
 #include "RecordStore.h"
 #include "Session.h"
 #include "TraceReport.h"
+#include "clsKVX5310.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
 #include "frmDataTable.h"
@@ -26,18 +27,18 @@ frmKVX5130* asPanel(QWidget* panel) {
 } // namespace
 
 QWidget* createDataTable() {
-    auto* table = new frmDataTable;
+    auto* table = new frmDataTable(driverUnits());
     table->setPrinting([](QWidget* parent) { showPrintPreview(parent); },
                        [](QWidget* parent) { showGridPrintPreview(parent); });
     return table;
 }
 
 QWidget* createGraphic() {
-    return new frmGraphicRecord;
+    return new frmGraphicRecord(driverUnits());
 }
 
 QWidget* createAnalog() {
-    return new frmANALOGMETER;
+    return new frmANALOGMETER(driverUnits());
 }
 QWidget* createDigital() {
     return new frmDIGITALMETERMaster;

@@ -9,8 +9,6 @@ double Clock::secondsSinceMidnight() const {
     return now().time().msecsSinceStartOfDay() / 1000.0;
 }
 
-ManualClock::ManualClock(QDateTime start) : m_now(std::move(start)) {}
-
 namespace {
 QString titleOrApp(const QString& title) {
     return title.isEmpty() ? QApplication::applicationName() : title;
@@ -25,26 +23,6 @@ Answer DialogMessageService::ask(const QString& text, const QString& title) {
     const auto b = QMessageBox::question(QApplication::activeWindow(), titleOrApp(title), text,
                                          QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
     return b == QMessageBox::Yes ? Answer::Yes : Answer::No;
-}
-
-void ScriptedMessageService::notice(const QString& text, const QString& title) {
-    m_shown.push_back({text, title, false});
-}
-
-Answer ScriptedMessageService::ask(const QString& text, const QString& title) {
-    m_shown.push_back({text, title, true});
-    if (m_answers.empty())
-        return Answer::No;
-    const Answer a = m_answers.front();
-    m_answers.erase(m_answers.begin());
-    return a;
-}
-
-QStringList ScriptedMessageService::texts() const {
-    QStringList out;
-    for (const auto& s : m_shown)
-        out << s.text;
-    return out;
 }
 
 namespace {

@@ -1,7 +1,8 @@
 #pragma once
 // The seams that keep the program testable: one clock, one message-box service
 // and one random source for the whole process. The application uses the real
-// ones; a test installs its own before it builds any window.
+// ones; a test installs its own (tests/support/TestServices.h) before it builds
+// any window.
 
 #include <QDateTime>
 #include <QString>
@@ -26,18 +27,6 @@ public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
 };
 
-// A clock that only moves when told to.
-class ManualClock final : public Clock {
-public:
-    explicit ManualClock(QDateTime start = QDateTime(QDate(2026, 1, 5), QTime(10, 0, 0)));
-    QDateTime now() const override { return m_now; }
-    void set(const QDateTime& when) { m_now = when; }
-    void advance(double seconds) { m_now = m_now.addMSecs(qRound64(seconds * 1000.0)); }
-
-private:
-    QDateTime m_now;
-};
-
 enum class Answer { Yes, No };
 
 // Modal message boxes: notices with an OK button, and Yes/No questions where only Yes goes on.
@@ -53,30 +42,6 @@ class DialogMessageService final : public MessageService {
 public:
     void notice(const QString& text, const QString& title) override;
     Answer ask(const QString& text, const QString& title) override;
-};
-
-// Records every message and answers questions from a queue (No when it runs dry).
-class ScriptedMessageService final : public MessageService {
-public:
-    struct Shown {
-        QString text;
-        QString title;
-        bool question = false;
-    };
-    void notice(const QString& text, const QString& title) override;
-    Answer ask(const QString& text, const QString& title) override;
-
-    void queueAnswer(Answer a) { m_answers.push_back(a); }
-    const std::vector<Shown>& shown() const { return m_shown; }
-    QStringList texts() const;
-    void clear() {
-        m_shown.clear();
-        m_answers.clear();
-    }
-
-private:
-    std::vector<Shown> m_shown;
-    std::vector<Answer> m_answers;
 };
 
 // Uniform numbers in [0, 1), like the runtime's Rnd.

@@ -28,6 +28,10 @@ bool LinkControl::fail(int number, const QString& text, QString* error) {
     return false;
 }
 
+void LinkControl::setNotificationHandler(Link::IdleErrorHandler handler) {
+    m_notificationHandler = std::move(handler);
+}
+
 void LinkControl::useLink(std::unique_ptr<Link> link) {
     close();
     m_linkInstalled = link != nullptr;
@@ -46,6 +50,10 @@ bool LinkControl::openLink(std::unique_ptr<Link> made, QString* error) {
     if (!m_linkInstalled)
         m_link = std::move(made);
     m_link->setTimeoutMs(m_timeoutMs);
+    m_link->setIdleErrorHandler([this](const QString& description) {
+        if (m_notificationHandler)
+            m_notificationHandler(description);
+    });
     QString openError;
     if (!m_link->open(&openError))
         return fail(m_link->lastErrorNumber(), openError, error);
@@ -106,24 +114,14 @@ void GpibControl::setBackend(const QString& backend) {
     dropInstalledLink();
 }
 
-void GpibControl::setNotificationHandler(Link::IdleErrorHandler handler) {
-    m_notificationHandler = std::move(handler);
-}
-
+// The settings are read whether or not a link is installed, so an address
+// outside the bus's range is refused the same way in both cases.
 bool GpibControl::configure(QString* error) {
     close();
-    std::unique_ptr<Link> made;
-    if (!linkInstalled()) {
-        QString settingsError;
-        made = makeGpibLink(backend(), m_address, &settingsError);
-        if (!made)
-            return fail(kLinkSettingsError, settingsError, error);
-    }
-    Link* opening = made ? made.get() : link();
-    opening->setIdleErrorHandler([this](const QString& description) {
-        if (m_notificationHandler)
-            m_notificationHandler(description);
-    });
+    QString settingsError;
+    std::unique_ptr<Link> made = makeGpibLink(backend(), m_address, &settingsError);
+    if (!made)
+        return fail(kLinkSettingsError, settingsError, error);
     return openLink(std::move(made), error);
 }
 

@@ -40,6 +40,11 @@ public:
     // (benchmarks and tests); useLink(nullptr) goes back to the settings.
     void useLink(std::unique_ptr<Link> link);
 
+    // The control's notification: the link failed while no exchange was running
+    // (a socket or "++" controller that dropped its connection between readings;
+    // links that cannot notice that never call it).
+    void setNotificationHandler(Link::IdleErrorHandler handler);
+
 protected:
     explicit LinkControl(const char* notConfiguredText) : m_notConfiguredText(notConfiguredText) {}
     ~LinkControl() = default;
@@ -56,6 +61,7 @@ private:
     int m_lastErrorNumber = kLinkNoError;
     std::unique_ptr<Link> m_link;
     bool m_linkInstalled = false;
+    Link::IdleErrorHandler m_notificationHandler;
 };
 
 class SerialControl : public LinkControl {
@@ -94,14 +100,9 @@ public:
 
     bool configure(QString* error);
 
-    // The control's notification: the link failed while no exchange was running
-    // (a socket or "++" controller that dropped its connection between readings).
-    void setNotificationHandler(Link::IdleErrorHandler handler);
-
 private:
     qint16 m_address = 0;
     QString m_backend;
-    Link::IdleErrorHandler m_notificationHandler;
 };
 
 // Puts a parsed connection text on the link objects: the serial device and rate,

@@ -105,8 +105,27 @@ const GpibScheme* gpibScheme(const QString& name) {
     return nullptr;
 }
 
-QString addressRangeText() {
-    return QStringLiteral("address %1 to %2").arg(kFirstGpibAddress).arg(kLastGpibAddress);
+bool refuseForm(const GpibScheme& scheme, QString* error) {
+    return refuse(QStringLiteral("a %1 connection reads %2")
+                      .arg(QLatin1String(scheme.noun), QLatin1String(scheme.form)),
+                  error);
+}
+
+// The one reading of a GPIB message link's settings, whether they come from a
+// connection text or from the GPIB control's back-end text and address: the
+// scheme's "where" checked and written back in one form, and the address inside
+// the bus's range when the scheme takes one.
+bool readGpibSettings(const GpibScheme& scheme, const QString& where, int address, QString* normalised,
+                      QString* error) {
+    if (!scheme.readWhere(where, normalised))
+        return refuseForm(scheme, error);
+    if (scheme.takesAddress && !isGpibAddress(address))
+        return refuse(QStringLiteral("GPIB address %1 is outside %2 to %3")
+                          .arg(address)
+                          .arg(kFirstGpibAddress)
+                          .arg(kLastGpibAddress),
+                      error);
+    return true;
 }
 
 bool parseSerial(const QString& rest, ConnectionTarget* target, QString* error) {
@@ -130,17 +149,14 @@ bool parseSerial(const QString& rest, ConnectionTarget* target, QString* error) 
 // "<where>:<address>", or just "<where>" for a link that takes no address.
 bool parseGpib(const GpibScheme& scheme, const QString& rest, ConnectionTarget* target, QString* error) {
     const int colon = scheme.takesAddress ? rest.lastIndexOf(QLatin1Char(':')) : -1;
-    const QString where = scheme.takesAddress ? rest.left(std::max(colon, 0)) : rest;
-    int address = -1;
+    if (scheme.takesAddress && colon <= 0)
+        return refuseForm(scheme, error);
+    bool addressRead = true;
+    const int address = scheme.takesAddress ? rest.mid(colon + 1).trimmed().toInt(&addressRead) : -1;
     QString normalised;
-    const bool addressOk =
-        !scheme.takesAddress ||
-        (colon > 0 && readWholeNumber(rest.mid(colon + 1), kFirstGpibAddress, kLastGpibAddress, &address));
-    if (!addressOk || !scheme.readWhere(where, &normalised))
-        return refuse(QStringLiteral("a %1 connection reads %2%3")
-                          .arg(QLatin1String(scheme.noun), QLatin1String(scheme.form),
-                               scheme.takesAddress ? QStringLiteral(", ") + addressRangeText() : QString()),
-                      error);
+    if (!readGpibSettings(scheme, scheme.takesAddress ? rest.left(colon) : rest, addressRead ? address : -1,
+                          &normalised, error))
+        return false;
     target->method = QStringLiteral("GPIB");
     target->gpibBackend = QLatin1String(scheme.name) + QLatin1Char(':') + normalised;
     target->gpibAddress = static_cast<qint16>(address);
@@ -204,19 +220,15 @@ std::unique_ptr<Link> makeGpibLink(const QString& backend, int address, QString*
     const int colon = backend.indexOf(QLatin1Char(':'));
     const GpibScheme* scheme = colon > 0 ? gpibScheme(backend.left(colon)) : nullptr;
     QString where;
-    if (!scheme || !scheme->readWhere(backend.mid(colon + 1), &where)) {
-        *error = QStringLiteral("Unknown GPIB back-end \"%1\" (gpib:<board>, prologix:<device>, "
-                                "prologix-tcp:<host>:<port>, tcp:<host>:<port>)")
-                     .arg(backend);
+    if (!scheme) {
+        refuse(QStringLiteral("Unknown GPIB back-end \"%1\" (gpib:<board>, prologix:<device>, "
+                              "prologix-tcp:<host>:<port>, tcp:<host>:<port>)")
+                   .arg(backend),
+               error);
         return nullptr;
     }
-    if (scheme->takesAddress && !isGpibAddress(address)) {
-        *error = QStringLiteral("GPIB address %1 is outside %2 to %3")
-                     .arg(address)
-                     .arg(kFirstGpibAddress)
-                     .arg(kLastGpibAddress);
+    if (!readGpibSettings(*scheme, backend.mid(colon + 1), address, &where, error))
         return nullptr;
-    }
     return scheme->make(where, address);
 }
 

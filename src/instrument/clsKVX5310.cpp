@@ -589,6 +589,15 @@ void releaseDriver() {
     driverSlot().reset();
 }
 
+const MeterUnits& driverUnits() {
+    struct DriverUnits final : MeterUnits {
+        QString sUnitPrimary() const override { return driver().sUnitPrimary(); }
+        QString sUnitSecond() const override { return driver().sUnitSecond(); }
+    };
+    static const DriverUnits units;
+    return units;
+}
+
 QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, qint32 baudRate,
                           qint16 gpibAddress) {
     const auto caused = [](int number, const QString& description) {
@@ -601,6 +610,8 @@ QString runConnectionTest(clsKVX5310& meter, bool serialChosen, qint16 comPort, 
         if (!meter.CWSerial1().configure(&error))
             return caused(meter.CWSerial1().lastErrorNumber(), error);
     }
+    // Any address the settings field holds is put on the control; configuring
+    // refuses 31, the bus's unlisten, so the test shows why it cannot be used.
     if (!serialChosen && gpibAddress >= kFirstGpibAddress && gpibAddress <= kLastStoredGpibAddress) {
         meter.CWGPIB1().setPrimaryAddress(gpibAddress);
         if (!meter.CWGPIB1().configure(&error))

@@ -9,6 +9,7 @@
 
 #include "CommandLog.h"
 #include "LinkControls.h"
+#include "MeterUnits.h"
 
 #include <QMutex>
 #include <QString>
@@ -188,6 +189,9 @@ private:
 // The single instance, created on first use and released at quit.
 clsKVX5310& driver();
 void releaseDriver();
+// The single instance's units, asked afresh at every read, for the windows: a
+// window built before the instance is released (at quit) never reads a freed one.
+const MeterUnits& driverUnits();
 
 // The settings dialog's connection test: puts the port and baud rate (RS-232)
 // or the address (GPIB) on the link object when they are in range, configures

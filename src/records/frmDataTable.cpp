@@ -9,7 +9,6 @@
 #include "StatusReports.h"
 #include "ValueRules.h"
 #include "WorkingTrace.h"
-#include "clsKVX5310.h"
 
 #include <QAction>
 #include <QBoxLayout>
@@ -90,7 +89,7 @@ QLabel* quoteHint(QLineEdit* field, const char* name) {
 
 } // namespace
 
-frmDataTable::frmDataTable(QWidget* parent) : QWidget(parent) {
+frmDataTable::frmDataTable(const MeterUnits& units, QWidget* parent) : QWidget(parent), m_units(units) {
     setObjectName(QStringLiteral("frmDataTable"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Data Table"));
@@ -234,7 +233,7 @@ void frmDataTable::buildControls() {
 }
 
 void frmDataTable::setUnitHeadings() {
-    m_model.setUnits(driver().sUnitPrimary(), driver().sUnitSecond());
+    m_model.setUnits(m_units.sUnitPrimary(), m_units.sUnitSecond());
     // The designed widths, widened where this screen's font would clip a heading or a date.
     const QFontMetrics headingFont = grdHelQuest->horizontalHeader()->fontMetrics();
     const QFontMetrics cellFont = grdHelQuest->fontMetrics();
@@ -509,8 +508,8 @@ void frmDataTable::AppendData() {
     const qint64 seqNo = m_model.size();
 
     const SampleTimes t = timesOfNewSample();
-    const QString pVal = readingText(dValuePrimary, driver().sUnitPrimary());
-    const QString sVal = readingText(dValueSecond, driver().sUnitSecond());
+    const QString pVal = readingText(dValuePrimary, m_units.sUnitPrimary());
+    const QString sVal = readingText(dValueSecond, m_units.sUnitSecond());
     // The writer thread stores it; only a full queue refuses it. The times move on
     // only with a taken sample, so the next one measures its gap from the last taken.
     if (!workingTrace().store(
@@ -532,8 +531,8 @@ void frmDataTable::AppendData() {
 }
 
 void frmDataTable::showMeterUnits() {
-    txtPUnit->setText(driver().sUnitPrimary());
-    txtSUnit->setText(driver().sUnitSecond());
+    txtPUnit->setText(m_units.sUnitPrimary());
+    txtSUnit->setText(m_units.sUnitSecond());
     setUnitHeadings();
 }
 

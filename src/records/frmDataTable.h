@@ -4,6 +4,7 @@
 // newest reading becomes a sample and stores it in the record database.
 
 #include "Forms.h"
+#include "MeterUnits.h"
 #include "TraceTableModel.h"
 
 #include <QDateTime>
@@ -25,7 +26,8 @@ namespace kvx {
 
 class frmDataTable final : public QWidget, public DataTable {
 public:
-    explicit frmDataTable(QWidget* parent = nullptr);
+    // `units` names the meter's present units whenever a sample is stored or the headings change.
+    explicit frmDataTable(const MeterUnits& units, QWidget* parent = nullptr);
     ~frmDataTable() override;
 
     // DataTable
@@ -95,6 +97,7 @@ private:
     void acceptComment();
     void filterChanged();
 
+    const MeterUnits& m_units;
     TraceTableModel m_model;
 
     QLineEdit* txtRecno = nullptr;

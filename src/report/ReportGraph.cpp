@@ -5,6 +5,7 @@
 #include "GraphScales.h"
 #include "RecordStore.h"
 #include "ValueRules.h"
+#include "clsKVX5310.h"
 #include "frmGraphicRecord.h"
 
 #include <QLabel>
@@ -123,7 +124,7 @@ QFont searchableFont(QFont font) {
 
 // The hidden window the report's graph is drawn from.
 struct ReportGraph::Parts {
-    frmGraphicRecord window;
+    frmGraphicRecord window{driverUnits()};
 };
 
 ReportGraph::ReportGraph(const TraceRecord& trace, GraphRecord* shown)

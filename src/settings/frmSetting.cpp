@@ -419,7 +419,7 @@ void frmSetting::fillBackendPlaces(const QString& chosen) {
         hint = QStringLiteral("host:1234");
         break;
     case GpibBackendKind::LanSocket:
-        hint = QStringLiteral("host:5025");
+        hint = QStringLiteral("host:%1").arg(kScpiSocketPort);
         break;
     }
     cboGpibPlace->lineEdit()->setPlaceholderText(hint);

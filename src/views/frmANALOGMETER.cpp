@@ -5,7 +5,6 @@
 #include "MeterScales.h"
 #include "Twips.h"
 #include "ValueRules.h"
-#include "clsKVX5310.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -14,10 +13,6 @@
 namespace kvx {
 
 namespace {
-
-QString primaryUnit() {
-    return driver().sUnitPrimary();
-}
 
 QString numberFormatFor(const QString& unit) {
     return QStringLiteral("#.00 \"%1\"").arg(unit);
@@ -33,8 +28,9 @@ QLineEdit* makeField(QWidget* parent, const char* name, const QString& hint) {
 
 } // namespace
 
-frmANALOGMETER::frmANALOGMETER(QWidget* parent)
-    : QWidget(parent), m_dial(new MeterDial(this)), m_gridBase(makeField(this, "GridBase", "multiplier")),
+frmANALOGMETER::frmANALOGMETER(const MeterUnits& units, QWidget* parent)
+    : QWidget(parent), m_units(units), m_dial(new MeterDial(this)),
+      m_gridBase(makeField(this, "GridBase", "multiplier")),
       m_gridMax(makeField(this, "GridMax", "dial end")), m_value(makeField(this, "Value", "reading")),
       m_limHigh(makeField(this, "LimHigh", "high limit")), m_limLow(makeField(this, "LimLow", "low limit")),
       m_rel(makeField(this, "txtRel", "relative")), m_degree(new QLabel(this)) {

@@ -5,6 +5,7 @@
 
 #include "DisplayColors.h"
 #include "Forms.h"
+#include "MeterUnits.h"
 
 #include <QWidget>
 
@@ -18,7 +19,8 @@ class MeterDial;
 class frmANALOGMETER : public QWidget, public AnalogMeter {
     Q_OBJECT
 public:
-    explicit frmANALOGMETER(QWidget* parent = nullptr);
+    // `units` names the meter's present primary unit whenever the dial labels or scales.
+    explicit frmANALOGMETER(const MeterUnits& units, QWidget* parent = nullptr);
     ~frmANALOGMETER() override;
 
     // A written reading always moves the needle, even when the text repeats the last one.
@@ -49,6 +51,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    QString primaryUnit() const { return m_units.sUnitPrimary(); }
+    const MeterUnits& m_units;
     void onValueChanged();
     void onGridBaseChanged();
     void onGridMaxChanged();

@@ -6,7 +6,6 @@
 #include "Services.h"
 #include "Twips.h"
 #include "ValueRules.h"
-#include "clsKVX5310.h"
 
 #include <QEvent>
 #include <QFormLayout>
@@ -78,7 +77,8 @@ QVector<QCPGraphData> graphPoints(const std::vector<double>& values) {
 
 } // namespace
 
-frmGraphicRecord::frmGraphicRecord(QWidget* parent) : QWidget(parent) {
+frmGraphicRecord::frmGraphicRecord(const MeterUnits& units, QWidget* parent)
+    : QWidget(parent), m_units(units) {
     setObjectName(QStringLiteral("frmGraphicRecord"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Graphic Record"));
@@ -314,7 +314,7 @@ void frmGraphicRecord::chartPoint(int plotIndex, double key, double value) {
 // ---------------------------------------------------------------- elapsed time and scales
 
 void frmGraphicRecord::ScaleYAxis(double peak) {
-    const YAxisChoice choice = yAxisChoiceFor(driver().sUnitPrimary(), peak);
+    const YAxisChoice choice = yAxisChoiceFor(m_units.sUnitPrimary(), peak);
     if (choice.setAxis)
         m_plot->yAxis->setRange(-choice.scale, choice.scale);
     if (choice.setScale)

@@ -6,6 +6,7 @@
 #include "DisplayColors.h"
 #include "Forms.h"
 #include "GraphScales.h"
+#include "MeterUnits.h"
 
 #include <QTimer>
 #include <QWidget>
@@ -43,7 +44,8 @@ class frmGraphicRecord : public QWidget, public GraphRecord {
 public:
     enum Mode { ZoomMode = 0, PanMode = 1, CursorCoordinates = 2, CursorMeasurements = 3 };
 
-    explicit frmGraphicRecord(QWidget* parent = nullptr);
+    // `units` names the meter's present primary unit whenever the Y axis is scaled.
+    explicit frmGraphicRecord(const MeterUnits& units, QWidget* parent = nullptr);
     ~frmGraphicRecord() override;
 
     void setValueText(const QString& text) override;
@@ -120,6 +122,7 @@ private:
     void onDemoTick();
     RecordStore& store();
 
+    const MeterUnits& m_units;
     TraceState m_trace;
     QCustomPlot* m_plot = nullptr;
     std::array<QCPItemStraightLine*, 2> m_cursorLine{};

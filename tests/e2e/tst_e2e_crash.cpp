@@ -242,21 +242,12 @@ private slots:
         QVERIFY2(run.exitCode == 0, run.err.constData());
         QCOMPARE(run.out.count('\n'), 3);
         QVERIFY(run.out.startsWith("{\"seqNo\":0,\"recTime\":\"2026-01-05T10:00:00"));
-        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--csv", "/dev/stdout"});
-        QCOMPARE(run.exitCode, 0);
-        QVERIFY(run.out.startsWith("SeqNo,RecTime,Primary,PrimaryUnit,"));
-        QCOMPARE(run.out.count("\r\n"), 4);
         const QString csvFile = folder.filePath("r.csv");
         run =
             runWithoutDisplay(inFolder + QStringList{"--export-record", "1", "--pdf", "-", "--csv", csvFile});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.startsWith("%PDF"));
         QVERIFY(kvx::test::fileBytes(csvFile).contains("\r\n1,2026-01-05T10:00:01"));
-
-        run = runWithoutDisplay(inFolder + QStringList{"--export-record", "7", "--csv", "-"});
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY2(run.err.contains("record 7 does not exist"), run.err.constData());
-        QVERIFY(run.out.isEmpty());
     }
 
     // Two simulated meters, one on a pseudo-terminal and one on a socket, logged with no

@@ -5,7 +5,7 @@
 #include "SimProcess.h"
 
 #include "Forms.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "ValueRules.h"
 #include "frmGraphicRecord.h"

@@ -154,7 +154,6 @@ private slots:
         row("Func", "RIPPLE\n", "Ripple||"); // no primary unit, not "V"
         row("Func", "  OHM\n", "Resitance|kohm|");
         row("Func", "DCV", "DC|dBm|mA"); // the last character is taken for the terminator
-        row("Func", "dcv\n", "dcv|dBm|mA");
         row("Func", "", "|dBm|mA");
         // mode|bit text
         row("Mode", "0\n", "|00000000");

@@ -3,7 +3,7 @@
 // connection test. The clock is a ManualClock that only the link moves.
 
 #include "ScriptedLink.h"
-#include "Services.h"
+#include "TestServices.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -193,7 +193,9 @@ private slots:
         row("port 5, cannot open", true, 5, true, "", failed, 1); // fails in ConnectMethod
         row("serial silent", true, 2, false, "", "Connection Error!", 2);
         row("serial cannot open", true, 2, true, "", failed, 2);
-        row("gpib address 31 is set", false, 31, false, "KVX\n", "KVX\n", 31);
+        row("gpib address 30 is set", false, 30, false, "KVX\n", "KVX\n", 30);
+        row("gpib address 31 is refused", false, 31, false, "KVX\n",
+            "Connection Error! Error caused by [1] GPIB address 31 is outside 0 to 30", 31);
         row("gpib address 32 is not", false, 32, false, "KVX\n", "KVX\n", 0);
         row("gpib cannot open", false, 7, true, "", failed, 7);
     }

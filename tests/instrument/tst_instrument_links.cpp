@@ -3,7 +3,7 @@
 // simulator on every transport, the linux-gpib binding through a stand-in
 // library, and a device that goes away and comes back.
 
-#include "Services.h"
+#include "TestServices.h"
 #include "SimProcess.h"
 #include "ValueRules.h"
 #include "WirePeer.h"

@@ -4,7 +4,7 @@
 // the place of the driver's serial link. Tests build one fixture per case.
 
 #include "ScriptedLink.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "WindowTestSupport.h"
 #include "clsKVX5310.h"

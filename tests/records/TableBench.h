@@ -4,6 +4,7 @@
 
 #include "DataRows.h"
 #include "WindowTestSupport.h"
+#include "clsKVX5310.h"
 #include "frmDataTable.h"
 
 namespace kvx::test {
@@ -11,7 +12,7 @@ namespace kvx::test {
 struct TableBench {
     StoreFixture store;
     FakeStatePanel state;
-    frmDataTable table;
+    frmDataTable table{driverUnits()};
     double clockValue = 36000.0; // 10:00:00, as the manual clock starts
 
     TableBench() { table.ClearData(); }

@@ -6,6 +6,7 @@
 #include "RecordFile.h"
 #include "ReportKeys.h"
 #include "ReportTestSupport.h"
+#include "clsKVX5310.h"
 #include "frmDataTable.h"
 #include "frmGraphicRecord.h"
 
@@ -28,8 +29,8 @@ private slots:
     void roundTripRestoresTheTraceExactly() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table;
-        frmGraphicRecord graph;
+        frmDataTable table(driverUnits());
+        frmGraphicRecord graph(driverUnits());
         RecordHeader h = makeHeader(QStringLiteral("12"));
         h.comment = QStringLiteral(u"他說 \"ok\", it's fine");
         h.pUnit = QStringLiteral("kohm");
@@ -127,7 +128,7 @@ private slots:
         QFETCH(QString, why);
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table;
+        frmDataTable table(driverUnits());
         setHeaderFields(table, makeHeader(QStringLiteral("4")));
         QVERIFY(recordStore().replaceTrace(makeSamples(3)));
         table.refreshRows();
@@ -176,7 +177,7 @@ private slots:
     void dialogKeysAddTheSuffix() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table;
+        frmDataTable table(driverUnits());
         setHeaderFields(table, makeHeader(QStringLiteral("9")));
         QVERIFY(recordStore().replaceTrace(makeSamples(50)));
         useUserFolder("DOCUMENTS", fx.path(QStringLiteral("Documents")));

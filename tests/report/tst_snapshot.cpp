@@ -5,6 +5,7 @@
 #include "ReportTestSupport.h"
 #include "Snapshot.h"
 #include "StatusReports.h"
+#include "clsKVX5310.h"
 #include "frmGraphicRecord.h"
 
 #include <QtGui>
@@ -38,7 +39,7 @@ private slots:
         statusReports().setEchoToStderr(false);
         // The setting comes padded with blanks, as the operation record keeps it.
         session().operation.snapshotFolder = fixedText(setting.isEmpty() ? setting : fx.path(setting), 255);
-        frmGraphicRecord graph;
+        frmGraphicRecord graph(driverUnits());
         graph.resize(500, 400);
 
         QCOMPARE(ReportKeys::saveSnapshot(), fx.path(saved));
@@ -62,7 +63,7 @@ private slots:
         QVERIFY(writeFile(fx.path(QStringLiteral("not-a-folder"))));
         const QString folder = fx.path(QStringLiteral("not-a-folder/shots"));
         session().operation.snapshotFolder = fixedText(folder, 255);
-        frmGraphicRecord graph;
+        frmGraphicRecord graph(driverUnits());
         fx.messages->clear();
         QCOMPARE(ReportKeys::saveSnapshot(), QString());
         QCOMPARE(fx.messages->shown().size(), size_t(1));

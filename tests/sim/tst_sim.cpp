@@ -54,16 +54,14 @@ private slots:
             addRow(name, commands, ":CONF:MOD?", bits);
         };
         modes("no modes", {}, "0");
-        modes("min", {":CALC:MIN 1"}, "1");
         modes("max", {":CALC:MAX 1"}, "2");
         modes("max then min share the display", {":CALC:MAX 1", ":CALC:MIN 1"}, "1");
-        modes("hold", {":CALC:HOLD 1"}, "4");
         modes("autohold", {":CALC:HOLD 2"}, "8");
         modes("hold off", {":CALC:HOLD 1", ":CALC:HOLD 0"}, "0");
         modes("dBm", {":CONF:VOLT:AC 0", ":CALC:SDBM:STAT 1"}, "16");
         modes("no dBm on current", {":CONF:CURR:AC 0", ":CALC:SDBM:STAT 1"}, "0");
-        modes("rel", {":CALC:REL:STAT 1"}, "32");
-        modes("compare", {":CALC:LIMI:STAT 1"}, "64");
+        modes("min, hold, rel and compare each a bit",
+              {":CALC:MIN 1", ":CALC:HOLD 1", ":CALC:REL:STAT 1", ":CALC:LIMI:STAT 1"}, "101");
         modes("function clears the math, keeps compare",
               {":CALC:MAX 1", ":CALC:HOLD 2", ":CALC:REL:STAT 1", ":CALC:LIMI:STAT 1", ":CONF:VOLT:DC 0"},
               "64");

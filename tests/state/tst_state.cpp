@@ -4,7 +4,7 @@
 
 #include "DataRows.h"
 #include "Forms.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "StatusReports.h"
 #include "UpDown.h"

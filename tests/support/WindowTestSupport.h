@@ -4,7 +4,7 @@
 
 #include "Forms.h"
 #include "RecordStore.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "ValueRules.h"
 

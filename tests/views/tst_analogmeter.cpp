@@ -45,7 +45,7 @@ private slots:
         QFETCH(QString, caption);
         QFETCH(QString, max);
         driver().setUnitPrimary(word);
-        frmANALOGMETER meter;
+        frmANALOGMETER meter(driverUnits());
         for (const QString& r : readings.split(',', Qt::SkipEmptyParts)) {
             if (r == QLatin1String("reset"))
                 meter.ResetMeter();
@@ -62,7 +62,7 @@ private slots:
     void marksFollowFieldsAndStatePanel() {
         FakeStatePanel state;
         state.limitMax = QStringLiteral("400");
-        frmANALOGMETER meter;
+        frmANALOGMETER meter(driverUnits());
         const auto mark = [&meter](MeterDial::Pointer p) { return meter.CWKnob1()->pointerValue(p); };
         meter.setValueText(QStringLiteral("100")); // x10, +-50: the rescale reads the panel's limits
         QCOMPARE(mark(MeterDial::HighMark), 40.0);
@@ -96,7 +96,7 @@ private slots:
     }
 
     void numberFormatAndLayout() {
-        frmANALOGMETER meter;
+        frmANALOGMETER meter(driverUnits());
         meter.setValueText(QStringLiteral("600"));
         meter.unitChanged(QStringLiteral("kohm"));
         const QLabel* degree = meter.findChild<QLabel*>(QStringLiteral("pnlDegree"));
@@ -151,7 +151,7 @@ private slots:
 
     void registersWhileItLives() {
         {
-            frmANALOGMETER meter;
+            frmANALOGMETER meter(driverUnits());
             QCOMPARE(forms().analog, static_cast<AnalogMeter*>(&meter));
             QVERIFY(IsFormLoaded(QStringLiteral(" frmANALOGMETER ")));
         }

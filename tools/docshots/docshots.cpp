@@ -9,7 +9,7 @@
 
 #include "AppRun.h"
 #include "Forms.h"
-#include "Services.h"
+#include "TestServices.h"
 #include "Session.h"
 #include "TraceReport.h"
 #include "frmKVX5130.h"
