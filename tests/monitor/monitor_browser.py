@@ -9,24 +9,13 @@ import sys
 import tempfile
 import unittest
 
-from selenium import webdriver
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
+from monitor_browser_driver import browser
 from monitorbench import Bench, wait_for
 
 PROGRAM, SIMULATOR = sys.argv[1], sys.argv[2]
 SCREENSHOT = sys.argv[sys.argv.index("--screenshot") + 1] if "--screenshot" in sys.argv else None
-
-
-def browser(profile):
-    options = webdriver.ChromeOptions()
-    options.binary_location = "/usr/bin/chromium"
-    # CI runs as root, where chromium's sandbox cannot start.
-    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                     "--user-data-dir=" + profile, "--window-size=1000,820"):
-        options.add_argument(argument)
-    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
 
 class MonitorPageInBrowser(unittest.TestCase):
