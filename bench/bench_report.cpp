@@ -1,6 +1,8 @@
 // Reports, record files and exports of long traces: what the operator waits for
 // after pressing print, saving or opening a record file, or exporting a CSV.
 
+#include "BackgroundTask.h"
+#include "CsvExport.h"
 #include "RecordFile.h"
 #include "RecordStore.h"
 #include "SampleExport.h"
@@ -110,6 +112,30 @@ void BM_CsvExport(benchmark::State& state) {
     exportBench(state, kvx::ExportFormat::Csv);
 }
 BENCHMARK(BM_CsvExport)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The CSV key's path: the writer settled, the export on a thread of its own with a
+// connection of its own, and its end seen by the window thread's event loop.
+void BM_CsvExportKey(benchmark::State& state) {
+    ExportBench bench;
+    if (!bench.open(int(state.range(0)))) {
+        state.SkipWithError("could not build the working trace");
+        return;
+    }
+    bench.store.close();
+    if (!kvx::recordStore().open(bench.databasePath())) {
+        state.SkipWithError("could not open the record store");
+        return;
+    }
+    const QString file = bench.dir.filePath(QStringLiteral("export.csv"));
+    for (auto _ : state) {
+        if (!kvx::CsvExport::exportWorkingTraceInBackground(file))
+            state.SkipWithError("export failed to start");
+        kvx::waitForBackgroundTasks();
+    }
+    kvx::recordStore().close();
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_CsvExportKey)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_NdjsonExport(benchmark::State& state) {
     exportBench(state, kvx::ExportFormat::Ndjson);

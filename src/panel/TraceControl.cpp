@@ -2,6 +2,7 @@
 // settings between runs, the link set-up it names, and quitting.
 
 #include "MeterThread.h"
+#include "BackgroundTask.h"
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
@@ -407,6 +408,8 @@ void frmKVX5130::quit() {
 
 void frmKVX5130::onQuit() {
     m_timer2->stop();
+    // An export under way is finished first: its file is whole or not there.
+    waitForBackgroundTasks();
     SaveOperation();
     if (session().logCommands) {
         // Written on the meter thread, after every exchange queued before it.

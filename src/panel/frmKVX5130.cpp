@@ -245,6 +245,10 @@ void frmKVX5130::onExportCsv() {
     ReportKeys::exportCsvAs(this);
 }
 
+void frmKVX5130::onExportPdf() {
+    ReportKeys::exportPdfAs(this);
+}
+
 QWidget* frmKVX5130::buildRecordPage() {
     auto* page = new QWidget(this);
     auto* layout = new QVBoxLayout(page);
@@ -300,6 +304,9 @@ QWidget* frmKVX5130::buildRecordPageKeys() {
         addKey(QStringLiteral("cmdExportCsv"), QStringLiteral("CSV"), &frmKVX5130::onExportCsv);
     csv->setToolTip(QStringLiteral("Export the working trace for spreadsheets"));
     fileKeys->addWidget(csv);
+    QPushButton* pdf = addKey(QStringLiteral("cmdExportPdf"), QStringLiteral("PDF"), &frmKVX5130::onExportPdf);
+    pdf->setToolTip(QStringLiteral("Save the trace report as a PDF file"));
+    fileKeys->addWidget(pdf);
     layout->addLayout(fileKeys);
     return box;
 }

@@ -140,6 +140,7 @@ private:
     void onSaveRecordFile();
     void onOpenRecordFile();
     void onExportCsv();
+    void onExportPdf();
 
     // Link state.
     static void applyLinkSettings(clsKVX5310& meter, const OperationRecord& op);

@@ -392,6 +392,17 @@ bool RecordStore::open(const QString& filePath) {
     return true;
 }
 
+bool RecordStore::openForReading(const QString& filePath) {
+    close();
+    m_filePath = filePath;
+    m_openMessage.clear();
+    m_lastError = {};
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+    db.setDatabaseName(filePath);
+    db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+    return db.open() || failOpen(db.lastError().text());
+}
+
 bool RecordStore::fail(const QString& number, const QString& description) {
     m_lastError = {number, description};
     return false;

@@ -177,6 +177,10 @@ public:
     // returns false and `openMessage()` names the file and the reason, fit to show
     // to the operator.
     bool open(const QString& filePath);
+    // The same file for reading only, on a connection of the calling thread: for
+    // work on a thread of its own, such as an export. No table is made, no writer
+    // started; the working trace reads as it stood when the writer last settled.
+    bool openForReading(const QString& filePath);
     void close();
     bool isOpen() const;
     QString filePath() const { return m_filePath; }

@@ -18,6 +18,10 @@ public:
     // The working trace to `path`, straight from the database; tells the operator
     // of a failure.
     static bool exportWorkingTrace(const QString& path);
+    // The same on a thread of its own, with a progress window that can cancel it (see
+    // BackgroundTask): returns at once, false only when it could not start. The
+    // operator hears of a failure when it ends; a cancelled export leaves no file.
+    static bool exportWorkingTraceInBackground(const QString& path);
 };
 
 } // namespace kvx

@@ -106,7 +106,14 @@ bool ReportKeys::exportCsvAs(QWidget* parent) {
         withSuffix(ask(parent, true, QStringLiteral("Export Trace as CSV"),
                        suggestedName(QStringLiteral("csv")), QLatin1String(CsvExport::kDialogFilter)),
                    QStringLiteral("csv"));
-    return !path.isEmpty() && CsvExport::exportWorkingTrace(path);
+    return !path.isEmpty() && CsvExport::exportWorkingTraceInBackground(path);
+}
+
+bool ReportKeys::exportPdfAs(QWidget* parent) {
+    const QString path = withSuffix(ask(parent, true, QStringLiteral("Save Trace Report as PDF"),
+                                        suggestedName(QStringLiteral("pdf")), QStringLiteral("PDF Files (*.pdf)")),
+                                    QStringLiteral("pdf"));
+    return !path.isEmpty() && writeReportPdfInBackground(path);
 }
 
 } // namespace kvx

@@ -10,6 +10,7 @@
 //   record file "Save As" / "Open":                      ReportKeys::saveRecordFileAs(this);
 //                                                        ReportKeys::openRecordFile(this);
 //   CSV export:                                          ReportKeys::exportCsvAs(this);
+//   PDF of the report:                                   ReportKeys::exportPdfAs(this);
 
 #include <QString>
 
@@ -30,6 +31,7 @@ public:
     static bool saveRecordFileAs(QWidget* parent);
     static bool openRecordFile(QWidget* parent);
     static bool exportCsvAs(QWidget* parent);
+    static bool exportPdfAs(QWidget* parent);
 
     // How a file name is asked for: (parent, saving?, caption, start path, filter) -> the
     // chosen path, or empty text when the operator cancels. The file dialogs unless a

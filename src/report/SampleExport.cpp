@@ -310,8 +310,11 @@ QString ExportOutput::errorString() const {
 }
 
 bool exportSamples(RecordStore& store, const QString& recNo, const RecordHeader& header, ExportFormat format,
-                   const QString& path, QString* error) {
+                   const QString& path, QString* error, const std::function<bool(qint64 samples)>& progress) {
+    constexpr qint64 kProgressEvery = 4096;
     ExportOutput output(path);
+    qint64 samples = 0;
+    bool stopped = false;
     SampleEncoder encoder(format, header);
     QByteArray buffer;
     buffer.reserve(kWriteBuffer + 4096);
@@ -323,8 +326,16 @@ bool exportSamples(RecordStore& store, const QString& recNo, const RecordHeader&
             written = output.write(buffer);
             buffer.resize(0); // keeps its capacity
         }
-        return written;
+        // Asked at the first sample too, so a cancel is heard before most of the work.
+        if (progress && samples++ % kProgressEvery == 0 && !progress(samples))
+            stopped = true;
+        return written && !stopped;
     });
+    if (stopped) {
+        if (error)
+            *error = QStringLiteral("stopped");
+        return false;
+    }
     if (!read && written) {
         if (error)
             *error = store.lastError().description;

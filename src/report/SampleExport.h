@@ -31,6 +31,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 #include <memory>
 
 class QFileDevice;
@@ -105,7 +107,10 @@ private:
 // Exports the saved record `recNo`, or the working trace when `recNo` is empty, from
 // `store` to `path` (see ExportOutput). False, with the reason in `error`, when the
 // samples cannot be read or the file cannot be written.
+// `progress`, when given, runs every few thousand samples with the count so far; it
+// answers false to stop, and the file is then left as it was.
 bool exportSamples(RecordStore& store, const QString& recNo, const RecordHeader& header, ExportFormat format,
-                   const QString& path, QString* error);
+                   const QString& path, QString* error,
+                   const std::function<bool(qint64 samples)>& progress = {});
 
 } // namespace kvx

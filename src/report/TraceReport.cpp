@@ -1,5 +1,6 @@
 #include "TraceReport.h"
 
+#include "BackgroundTask.h"
 #include "Forms.h"
 #include "MeterScales.h"
 #include "Services.h"
@@ -7,6 +8,7 @@
 #include "TraceTableModel.h"
 #include "ValueRules.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QFontMetricsF>
 #include <QPagedPaintDevice>
@@ -15,6 +17,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QSaveFile>
+#include <QThread>
 #include <qcustomplot.h>
 
 #include <algorithm>
@@ -77,8 +80,8 @@ std::array<QString, 6> rowCells(const TempSample& s, const RecordHeader& h) {
 // Paints one report on one device. All lengths are in device pixels.
 class ReportPainter {
 public:
-    ReportPainter(const ReportContent& content, QPagedPaintDevice& device)
-        : m_content(content), m_device(device), m_dpi(device.logicalDpiY()),
+    ReportPainter(const ReportContent& content, QPagedPaintDevice& device, const ReportProgress& progress)
+        : m_content(content), m_device(device), m_progress(progress), m_dpi(device.logicalDpiY()),
           m_page(QPointF(0, 0), device.pageLayout().paintRectPixels(device.logicalDpiX()).size()),
           m_columns(tableColumns(content.trace.header)), m_cellFont(reportFont(9)),
           m_headingFont(reportFont(9, true)), m_cellMetrics(m_cellFont, &device) {
@@ -103,6 +106,10 @@ public:
             paintFooter(1, pages);
         }
         for (size_t i = 0; i < m_tablePages.size(); ++i) {
+            if (m_progress && !m_progress(int(i) + firstTablePage - 1, pages)) {
+                painter.end();
+                return 0;
+            }
             if (i > 0 || !gridOnly)
                 m_device.newPage();
             paintTablePage(m_tablePages[i].first, m_tablePages[i].second);
@@ -242,7 +249,14 @@ private:
             return;
         // A plot wider than about twice its height leaves the curve too flat to read.
         const QSizeF size(area.width(), std::min(area.height(), area.width() * 0.75));
-        m_content.graph->paint(*m_painter, QRectF(area.topLeft(), size));
+        const auto paintPlot = [&] { m_content.graph->paint(*m_painter, QRectF(area.topLeft(), size)); };
+        // The plot is a hidden window's drawing, which only the window's thread may
+        // use: a report written on a thread of its own waits for that thread to draw it.
+        QObject* windowThread = QCoreApplication::instance();
+        if (QThread::currentThread() == windowThread->thread())
+            paintPlot();
+        else
+            QMetaObject::invokeMethod(windowThread, paintPlot, Qt::BlockingQueuedConnection);
     }
 
     // ------------------------------------------------------------ the table
@@ -390,6 +404,7 @@ private:
 
     const ReportContent& m_content;
     QPagedPaintDevice& m_device;
+    const ReportProgress& m_progress;
     const double m_dpi;
     const QRectF m_page;
     const std::array<Column, 6> m_columns;
@@ -474,12 +489,12 @@ TraceReport TraceReport::forTrace(const TraceRecord& trace) {
     return TraceReport(std::move(content));
 }
 
-int TraceReport::render(QPagedPaintDevice& device) const {
+int TraceReport::render(QPagedPaintDevice& device, const ReportProgress& progress) const {
     const KeepFreedMemory keep;
-    return ReportPainter(m_content, device).paint();
+    return ReportPainter(m_content, device, progress).paint();
 }
 
-bool TraceReport::writePdf(const QString& path, QString* error) const {
+bool TraceReport::writePdf(const QString& path, QString* error, const ReportProgress& progress) const {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
         if (error)
@@ -496,7 +511,7 @@ bool TraceReport::writePdf(const QString& path, QString* error) const {
                                       QPageLayout::Millimeter));
         pdf.setTitle(m_content.title);
         pdf.setCreator(QStringLiteral("kvx5130"));
-        if (render(pdf) == 0) {
+        if (render(pdf, progress) == 0) {
             file.cancelWriting();
             if (error)
                 *error = QStringLiteral("the report could not be drawn");
@@ -537,8 +552,8 @@ QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* pare
 
 namespace {
 
-// Shows the preview of a report put together just now, or says why there is none.
-bool previewReport(const std::optional<TraceReport>& report, const QString& error, QWidget* parent) {
+// Whether a report put together just now has something to print; tells the operator why not.
+bool reportReady(const std::optional<TraceReport>& report, const QString& error) {
     if (!report) {
         messages().notice(QStringLiteral("System Error caused by ") + error);
         return false;
@@ -552,6 +567,13 @@ bool previewReport(const std::optional<TraceReport>& report, const QString& erro
         messages().notice(QStringLiteral("You have to measure first"));
         return false;
     }
+    return true;
+}
+
+// Shows the preview of a report put together just now, or says why there is none.
+bool previewReport(const std::optional<TraceReport>& report, const QString& error, QWidget* parent) {
+    if (!reportReady(report, error))
+        return false;
     QPrintPreviewDialog* dialog = createPrintPreview(*report, parent);
     dialog->exec();
     return true;
@@ -569,6 +591,31 @@ bool showGridPrintPreview(QWidget* parent) {
     QString error;
     const std::optional<TraceReport> report = TraceReport::forGrid(&error);
     return previewReport(report, error, parent);
+}
+
+bool writeReportPdfInBackground(const QString& path) {
+    QString error;
+    std::optional<TraceReport> report = TraceReport::forWorkingTrace(&error);
+    if (!reportReady(report, error))
+        return false;
+    // Held by the finished step too, so that the report's hidden graph window is
+    // let go on the window thread, whichever step lets go last.
+    auto shown = std::make_shared<const TraceReport>(std::move(*report));
+    const auto work = [shown, path](TaskProgress& progress) {
+        TaskOutcome outcome;
+        outcome.ok = shown->writePdf(path, &outcome.error, [&progress](int pagesDone, int pages) {
+            progress.setTotal(pages);
+            progress.setDone(pagesDone);
+            return !progress.cancelled();
+        });
+        return outcome;
+    };
+    const auto finished = [shown, path](const TaskOutcome& outcome) {
+        if (!outcome.ok && !outcome.cancelled)
+            messages().notice(QStringLiteral("The PDF file \"%1\" cannot be written: %2").arg(path, outcome.error));
+    };
+    runInBackground(QStringLiteral("Writing \"%1\"...").arg(QFileInfo(path).fileName()), work, finished);
+    return true;
 }
 
 } // namespace kvx

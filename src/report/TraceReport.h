@@ -17,6 +17,7 @@
 #include <QImage>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -26,6 +27,10 @@ class QPrintPreviewDialog;
 class QWidget;
 
 namespace kvx {
+
+// Told before each page of the sample table is painted: the pages done and the
+// page count. Answers false to stop; the report is then not written.
+using ReportProgress = std::function<bool(int pagesDone, int pages)>;
 
 struct ReportContent {
     QString title;
@@ -53,9 +58,10 @@ public:
 
     // Paints every page on `device` (a printer or a PDF writer); returns the page
     // count, 0 when the device cannot be painted on.
-    int render(QPagedPaintDevice& device) const;
+    // On a thread of its own the graph is drawn by the window thread meanwhile.
+    int render(QPagedPaintDevice& device, const ReportProgress& progress = {}) const;
     // A4 portrait PDF, written atomically, with the graph as lines and texts.
-    bool writePdf(const QString& path, QString* error = nullptr) const;
+    bool writePdf(const QString& path, QString* error = nullptr, const ReportProgress& progress = {}) const;
 
     const ReportContent& content() const { return m_content; }
     // "KVX-5130 Trace Report" when the settings give no report header.
@@ -74,6 +80,11 @@ void prepareReportPrinter(QPrinter& printer, const TraceReport& report);
 bool showPrintPreview(QWidget* parent);
 // The grid's print: a preview of the rows the data table's filter shows.
 bool showGridPrintPreview(QWidget* parent);
+// The PDF key: the working trace's report written to `path` on a thread of its
+// own, with a progress window that can cancel it (see BackgroundTask). Returns at
+// once: false when there is nothing to write (the operator is told why); a
+// failure later is told when the writing ends. A cancelled report leaves no file.
+bool writeReportPdfInBackground(const QString& path);
 // The same previews, not yet shown; the dialog owns the report and its printer.
 QPrintPreviewDialog* createPrintPreview(const TraceReport& report, QWidget* parent);
 

@@ -3,6 +3,7 @@
 #include "DisplayColors.h"
 #include "ValueRules.h"
 
+#include <QEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QtMath>
@@ -51,22 +52,37 @@ MeterDial::MeterDial(QWidget* parent) : QWidget(parent) {
 void MeterDial::setAxis(double minimum, double maximum) {
     m_minimum = minimum;
     m_maximum = maximum;
-    update();
+    faceChanged();
 }
 
 void MeterDial::setPointerValue(Pointer which, double value) {
     m_pointers[which] = value;
-    update();
+    // The needle alone moves at every reading; the marks are part of the face.
+    if (which == Needle)
+        update();
+    else
+        faceChanged();
 }
 
 void MeterDial::setCaption(const QString& caption) {
     m_caption = caption;
-    update();
+    faceChanged();
 }
 
 void MeterDial::setColors(const Colors& colors) {
     m_colors = colors;
+    faceChanged();
+}
+
+void MeterDial::faceChanged() {
+    m_face = QPixmap();
     update();
+}
+
+void MeterDial::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::FontChange)
+        m_face = QPixmap();
+    QWidget::changeEvent(event);
 }
 
 QStringList MeterDial::scaleLabels() const {
@@ -76,27 +92,50 @@ QStringList MeterDial::scaleLabels() const {
     return labels;
 }
 
+QFont MeterDial::labelFont() const {
+    QFont labels = font();
+    labels.setPixelSize(std::clamp(int(height() * 0.13), 8, 16));
+    return labels;
+}
+
+double MeterDial::angleOf(double value) const {
+    const double span = m_maximum - m_minimum;
+    if (!(span > 0) || !std::isfinite(value))
+        return 0.0;
+    const double t = std::clamp((value - m_minimum) / span * 2.0 - 1.0, -kPinnedOvershoot, kPinnedOvershoot);
+    return t * kHalfSweepDegrees;
+}
+
 void MeterDial::paintEvent(QPaintEvent*) {
+    // Everything but the needle changes only with the axis, the marks, the caption,
+    // the colours, the font or the size, so it is drawn once into a picture of the
+    // face; a new reading then costs the copy of that picture and one line.
+    const qreal ratio = devicePixelRatioF();
+    if (m_face.isNull() || m_face.devicePixelRatio() != ratio || m_face.deviceIndependentSize() != QSizeF(size())) {
+        m_face = QPixmap(size() * ratio);
+        m_face.setDevicePixelRatio(ratio);
+        QPainter face(&m_face);
+        paintFace(face);
+    }
     QPainter p(this);
+    p.drawPixmap(0, 0, m_face);
+    p.setRenderHint(QPainter::Antialiasing);
+    const Geometry g = arcGeometry(QRectF(rect()).adjusted(2, 0, -2, 0), QFontMetricsF(labelFont()).height() + 4);
+    // The needle, from below the face up to the scale.
+    p.setClipRect(rect());
+    const double needleAngle = angleOf(m_pointers[Needle]);
+    p.setPen(QPen(m_colors.needle, 2.0, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(onArc(g, needleAngle, g.radius * 0.25), onArc(g, needleAngle, g.radius - 2));
+}
+
+void MeterDial::paintFace(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
     p.fillRect(rect(), m_colors.face);
 
-    QFont labelFont = font();
-    labelFont.setPixelSize(std::clamp(int(height() * 0.13), 8, 16));
-    p.setFont(labelFont);
-    const QFontMetricsF fm(labelFont);
-    const double labelRoom = fm.height() + 4;
-    const Geometry g = arcGeometry(QRectF(rect()).adjusted(2, 0, -2, 0), labelRoom);
-
-    const double span = m_maximum - m_minimum;
-    auto angleOf = [&](double value) {
-        if (!(span > 0) || !std::isfinite(value))
-            return 0.0;
-        const double t =
-            std::clamp((value - m_minimum) / span * 2.0 - 1.0, -kPinnedOvershoot, kPinnedOvershoot);
-        return t * kHalfSweepDegrees;
-    };
-
+    const QFont labels = labelFont();
+    p.setFont(labels);
+    const QFontMetricsF fm(labels);
+    const Geometry g = arcGeometry(QRectF(rect()).adjusted(2, 0, -2, 0), fm.height() + 4);
     // Scale arc and marks.
     p.setPen(QPen(m_colors.scale, 1.5));
     const QRectF circle(g.pivot.x() - g.radius, g.pivot.y() - g.radius, 2 * g.radius, 2 * g.radius);
@@ -109,13 +148,13 @@ void MeterDial::paintEvent(QPaintEvent*) {
         p.drawLine(onArc(g, angle, g.radius), onArc(g, angle, inner));
     }
     p.setPen(m_colors.text);
-    const QStringList labels = scaleLabels();
+    const QStringList texts = scaleLabels();
     for (int i = 0; i <= kMajorDivisions; ++i) {
         const double angle = -kHalfSweepDegrees + 2 * kHalfSweepDegrees * i / kMajorDivisions;
         const QPointF at = onArc(g, angle, g.radius + fm.height() * 0.6 + 1);
-        const double w = fm.horizontalAdvance(labels[i]);
+        const double w = fm.horizontalAdvance(texts[i]);
         p.drawText(QRectF(at.x() - w / 2 - 2, at.y() - fm.height() / 2, w + 4, fm.height()), Qt::AlignCenter,
-                   labels[i]);
+                   texts[i]);
     }
 
     // Marks: small triangles under the arc pointing up at the scale, clear of the numbers.
@@ -144,19 +183,11 @@ void MeterDial::paintEvent(QPaintEvent*) {
     drawMark(m_pointers[HighMark], false);
 
     // Caption at the lower left of the face.
-    QFont captionFont = labelFont;
+    QFont captionFont = labels;
     captionFont.setBold(true);
     p.setFont(captionFont);
     p.setPen(m_colors.text);
     p.drawText(rect().adjusted(4, 0, 0, -2), Qt::AlignLeft | Qt::AlignBottom, m_caption);
-
-    // The needle, from below the face up to the scale.
-    p.save();
-    p.setClipRect(rect());
-    const double needleAngle = angleOf(m_pointers[Needle]);
-    p.setPen(QPen(m_colors.needle, 2.0, Qt::SolidLine, Qt::RoundCap));
-    p.drawLine(onArc(g, needleAngle, g.radius * 0.25), onArc(g, needleAngle, g.radius - 2));
-    p.restore();
 }
 
 } // namespace kvx

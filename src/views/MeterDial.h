@@ -4,6 +4,7 @@
 // relative marks) and a caption naming multiplier and unit.
 
 #include <QColor>
+#include <QPixmap>
 #include <QWidget>
 #include <array>
 
@@ -37,13 +38,22 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
+    QFont labelFont() const;
+    // The needle's angle from straight up, in degrees.
+    double angleOf(double value) const;
+    void paintFace(QPainter& painter) const;
+    // The face is drawn again at the next paint.
+    void faceChanged();
+
     double m_minimum = -12.0;
     double m_maximum = 12.0;
     std::array<double, 4> m_pointers{{0.0, 12.0, -12.0, -12.0}};
     QString m_caption;
     Colors m_colors;
+    QPixmap m_face; // everything but the needle; null until drawn
 };
 
 } // namespace kvx

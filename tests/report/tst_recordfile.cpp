@@ -1,6 +1,7 @@
 // Record files (*.kvx) and the CSV and NDJSON exports: an exact round trip
 // through a file, refusal of damaged and foreign files without any change, the
 // export layouts, and Python's csv and json modules reading the exported numbers.
+#include "BackgroundTask.h"
 #include "CsvExport.h"
 #include "RecordFile.h"
 #include "ReportKeys.h"
@@ -189,6 +190,15 @@ private slots:
 
         QVERIFY(ReportKeys::saveRecordFileAs(nullptr));
         QVERIFY(ReportKeys::exportCsvAs(nullptr));
+        // The key exports on a thread of its own, from the same rows as a direct export.
+        waitForBackgroundTasks();
+        QVERIFY(CsvExport::exportWorkingTrace(fx.path(QStringLiteral("direct.csv"))));
+        QCOMPARE(fileBytes(fx.path(QStringLiteral("chosen.csv"))), fileBytes(fx.path(QStringLiteral("direct.csv"))));
+        // A stopped export leaves no file behind.
+        QString error;
+        QVERIFY(!exportSamples(recordStore(), QString(), makeHeader(QStringLiteral("9")), ExportFormat::Csv,
+                               fx.path(QStringLiteral("stopped.csv")), &error, [](qint64) { return false; }));
+        QVERIFY(!QFile::exists(fx.path(QStringLiteral("stopped.csv"))));
         answer = fx.path(QStringLiteral("chosen.kvx"));
         QVERIFY(ReportKeys::openRecordFile(nullptr));
         // Documents first, then the folder of the file chosen last.

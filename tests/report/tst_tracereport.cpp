@@ -2,6 +2,7 @@
 // page of the PDF, statistics that agree with the graph window, and the export
 // of saved records by number.
 #include "AppRun.h"
+#include "BackgroundTask.h"
 #include "ExportRecord.h"
 #include "ReportTestSupport.h"
 #include "TraceReport.h"
@@ -116,6 +117,16 @@ private slots:
         QVERIFY(first->contains(QStringLiteral("Page 1 of %1").arg(pages)));
         QVERIFY(pdfPageText(pdf, pages)->contains(QStringLiteral("Page %1 of %1").arg(pages)));
         QVERIFY(pdfPageText(pdf, 2)->contains(QLatin1String("check 7")));
+
+        // The PDF key writes the same report on a thread of its own, the graph drawn
+        // by this thread meanwhile; a report stopped part way leaves no file.
+        const QString background = fx.path(QStringLiteral("background.pdf"));
+        QVERIFY(writeReportPdfInBackground(background));
+        waitForBackgroundTasks();
+        QCOMPARE(pdfPageText(background, 1), first);
+        QCOMPARE(pdfPageText(background, pages), pdfPageText(pdf, pages));
+        QVERIFY(!report->writePdf(fx.path(QStringLiteral("stopped.pdf")), nullptr, [](int, int) { return false; }));
+        QVERIFY(!QFile::exists(fx.path(QStringLiteral("stopped.pdf"))));
     }
 
     // The grid's print: the rows the filter shows, table pages only. A filter that

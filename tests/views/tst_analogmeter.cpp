@@ -110,6 +110,45 @@ private slots:
                  QPoint(qRound(qRound(0.453 * 4500) / 15.0), qRound(qRound(0.593 * 2250) / 15.0)));
     }
 
+    // The dial keeps a picture of its face and draws only the needle anew: after any
+    // change it must look exactly as a dial given that state from the start.
+    void dialRedrawsWhatChanged_data() {
+        QTest::addColumn<int>("change");
+        const char* const names[] = {"needle", "high mark", "relative mark", "axis", "caption", "colours", "size", "font"};
+        for (int i = 0; i < 8; ++i)
+            QTest::newRow(names[i]) << i;
+    }
+    void dialRedrawsWhatChanged() {
+        QFETCH(int, change);
+        const auto apply = [change](MeterDial& d) {
+            switch (change) {
+            case 0: d.setPointerValue(MeterDial::Needle, 7.5); break;
+            case 1: d.setPointerValue(MeterDial::HighMark, 3.0); break;
+            case 2: d.setPointerValue(MeterDial::RelMark, -2.0); break;
+            case 3: d.setAxis(-50.0, 50.0); break;
+            case 4: d.setCaption(QStringLiteral("x10 mV")); break;
+            case 5: d.setColors({Qt::white, Qt::black, Qt::blue, Qt::red, Qt::green}); break;
+            case 6: d.resize(260, 140); break;
+            default: {
+                QFont bold = d.font();
+                bold.setBold(true);
+                d.setFont(bold);
+                break;
+            }
+            }
+        };
+        MeterDial changed, fresh;
+        for (MeterDial* d : {&changed, &fresh}) {
+            d->resize(200, 110);
+            d->setCaption(QStringLiteral("x1 V"));
+        }
+        const QImage before = changed.grab().toImage();
+        apply(changed);
+        apply(fresh);
+        QVERIFY(changed.grab().toImage() != before);
+        QCOMPARE(changed.grab().toImage(), fresh.grab().toImage());
+    }
+
     void registersWhileItLives() {
         {
             frmANALOGMETER meter;

@@ -115,6 +115,7 @@ int main(int argc, char** argv) {
         messages->queueAnswer(Answer::Yes);
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdSaveRecord"))->click();
     panel->findChild<QTabWidget*>(QStringLiteral("tabPanel"))->setCurrentIndex(1);
+    ok = shots.save(frame.subWindowOf(QStringLiteral("frmKVX5130")), "record-keys") && ok;
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdLoadRecord"))->click();
     ok = shots.save(frame.subWindowOf(QStringLiteral("frmKVX5130")), "record-tab") && ok;
     panel->findChild<QTabWidget*>(QStringLiteral("tabPanel"))->setCurrentIndex(0);
