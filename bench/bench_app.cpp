@@ -12,6 +12,7 @@
 // the same probe in an event loop with nothing else to do.
 
 #include "MeterThread.h"
+#include "MonitorServer.h"
 #include "RecordStore.h"
 #include "WorkingTrace.h"
 #include "clsKVX5310.h"
@@ -20,6 +21,13 @@
 #include "mdiMain.h"
 
 #include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QThread>
+#include <QWebSocket>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -33,6 +41,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
+#include <ctime>
 #include <memory>
 #include <vector>
 
@@ -246,3 +256,160 @@ BENCHMARK(BM_StartUpToAllWindowsShown)
     ->MeasureProcessCPUTime()
     ->Iterations(10);
 BENCHMARK(BM_FirstRunStartUpCreatingDatabase)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
+
+// ---- The monitor page --------------------------------------------------------
+// The real frame tracing against the simulator while its monitor page serves 20
+// WebSocket clients, beside the same with none: how late the event loop the
+// polling tick runs on gets, and the CPU that loop spends. The clients run on a
+// thread of their own, so only the program's side lands on the loop measured.
+// Goal: the lateness within the tracing goals above, 20 clients under 5 % of one
+// core. And a browser joining a 100,000-sample trace: every page of
+// /api/trace fetched and parsed, beside the sqlite3 shell writing the same rows
+// as JSON (the floor).
+
+namespace {
+
+class WebSocketClients final : public QThread {
+public:
+    WebSocketClients(QUrl url, int count) : m_url(std::move(url)), m_count(count) {}
+    std::atomic<int> connected{0};
+    std::atomic<qint64> messages{0};
+
+protected:
+    void run() override {
+        std::vector<std::unique_ptr<QWebSocket>> sockets;
+        for (int i = 0; i < m_count; ++i) {
+            auto socket = std::make_unique<QWebSocket>();
+            QObject::connect(socket.get(), &QWebSocket::connected, [this] { ++connected; });
+            QObject::connect(socket.get(), &QWebSocket::textMessageReceived, [this] { ++messages; });
+            socket->open(m_url);
+            sockets.push_back(std::move(socket));
+        }
+        exec();
+    }
+
+private:
+    QUrl m_url;
+    int m_count;
+};
+
+double threadCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) / 1e9;
+}
+
+void BM_MonitorLatenessWithClients(benchmark::State& state) {
+    const QString device = simulatedMeterDevice();
+    if (device.isEmpty()) {
+        state.SkipWithError("the simulator did not start");
+        return;
+    }
+    const int clientCount = int(state.range(0));
+    kvx::setMessages(std::make_shared<kvx::ScriptedMessageService>());
+    for (auto _ : state) {
+        QTemporaryDir folder;
+        kvx::resetSession();
+        kvx::session().programFolder = folder.path();
+        kvx::session().linkOverride = QStringLiteral("serial:") + device;
+        kvx::meterThread().start();
+        auto frame = std::make_unique<kvx::mdiMain>();
+        QString error;
+        std::unique_ptr<kvx::MonitorServer> monitor;
+        if (!startUp(*frame) || !(monitor = kvx::startMonitor(QStringLiteral("0"), QString(), {}, &error))) {
+            state.SkipWithError("start-up failed");
+            return;
+        }
+        kvx::meterThread().settle();
+        WebSocketClients clients(QUrl(QStringLiteral("ws://127.0.0.1:%1/ws").arg(monitor->port())), clientCount);
+        clients.start();
+        QElapsedTimer waited;
+        waited.start();
+        while (clients.connected < clientCount && waited.elapsed() < 10000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        frame->startTrace();
+        const double cpuBefore = threadCpuSeconds();
+        reportLateness(state, probeLateness(kTraceSeconds));
+        state.counters["loop_cpu_pct"] = (threadCpuSeconds() - cpuBefore) / kTraceSeconds * 100.0;
+        state.counters["clients"] = monitor->clientCount();
+        state.counters["messages_per_client_s"] =
+            clientCount > 0 ? double(clients.messages) / clientCount / kTraceSeconds : 0.0;
+        clients.quit();
+        clients.wait();
+        monitor.reset();
+        frame.reset();
+        kvx::meterThread().stop();
+        kvx::releaseDriver();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+constexpr qint64 kJoinedTrace = 100000;
+
+void BM_MonitorLateJoinerFetch(benchmark::State& state) {
+    QTemporaryDir folder;
+    const QString path = QDir(folder.path()).filePath(QString::fromLatin1(kvx::kDatabaseFile));
+    QString error;
+    std::unique_ptr<kvx::MonitorServer> monitor;
+    if (!prepareWorkingTrace(folder.path(), kJoinedTrace) || !kvx::recordStore().open(path) ||
+        !(monitor = kvx::startMonitor(QStringLiteral("0"), QString(), {}, &error))) {
+        state.SkipWithError("could not build the working trace or serve it");
+        return;
+    }
+    QNetworkAccessManager network;
+    qint64 samples = 0;
+    for (auto _ : state) {
+        samples = 0;
+        QJsonValue next = 0;
+        while (next.isDouble()) {
+            QNetworkReply* reply = network.get(QNetworkRequest(
+                QUrl(QStringLiteral("%1api/trace?from=%2").arg(monitor->url()).arg(qint64(next.toDouble())))));
+            QEventLoop loop;
+            QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+            loop.exec();
+            const QJsonObject page = QJsonDocument::fromJson(reply->readAll()).object();
+            reply->deleteLater();
+            samples += page.value(QStringLiteral("samples")).toArray().size();
+            next = page.value(QStringLiteral("next"));
+        }
+    }
+    if (samples != kJoinedTrace)
+        state.SkipWithError("not every sample came");
+    state.SetItemsProcessed(state.iterations() * samples);
+    monitor.reset();
+    kvx::recordStore().close();
+}
+
+void BM_MonitorLateJoinerFetchFloorSqlite3Shell(benchmark::State& state) {
+    QTemporaryDir folder;
+    const QString path = QDir(folder.path()).filePath(QString::fromLatin1(kvx::kDatabaseFile));
+    if (!prepareWorkingTrace(folder.path(), kJoinedTrace)) {
+        state.SkipWithError("could not build the working trace");
+        return;
+    }
+    const QStringList arguments{
+        QStringLiteral("-json"), path,
+        QStringLiteral("SELECT SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+                       "FROM datatemp ORDER BY SeqNo ASC")};
+    for (auto _ : state) {
+        QProcess shell;
+        shell.start(QStringLiteral("sqlite3"), arguments);
+        if (!shell.waitForFinished(60000) || shell.exitCode() != 0)
+            state.SkipWithError("the sqlite3 shell failed (missing?)");
+        // The client's side of the floor: the rows parsed.
+        benchmark::DoNotOptimize(QJsonDocument::fromJson(shell.readAllStandardOutput()).array().size());
+    }
+    state.SetItemsProcessed(state.iterations() * kJoinedTrace);
+}
+
+} // namespace
+
+BENCHMARK(BM_MonitorLatenessWithClients)
+    ->ArgName("clients")
+    ->Arg(0)
+    ->Arg(20)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime()
+    ->Iterations(1);
+BENCHMARK(BM_MonitorLateJoinerFetch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_MonitorLateJoinerFetchFloorSqlite3Shell)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);

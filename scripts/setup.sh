@@ -7,6 +7,8 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libqt6sql6-sqlite qt6-qpa-plugins libgl-dev
   libqcustomplot-dev libqcustomplot2.1-qt6
   libbenchmark-dev
+  qt6-httpserver-dev qt6-websockets-dev libjs-dygraphs # the monitor page
+  chromium chromium-driver python3-selenium # its test in a real browser
   fonts-dseg fonts-noto-cjk
   sqlite3 libsqlite3-dev poppler-utils xvfb xauth tzdata python3
   dpkg-dev lintian appstream desktop-file-utils # `make package` and the checks of what it installs

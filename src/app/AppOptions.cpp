@@ -3,6 +3,7 @@
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 
+#include "MonitorServer.h"
 #include "ValueRules.h"
 
 namespace kvx {
@@ -38,6 +39,16 @@ Options:
                  without showing a window; record 0 is the working trace.
                  FILE "-" is standard output (for one of the files). Exits
                  non-zero with a message when the record does not exist.
+  --http [ADDR:]PORT
+                 Serve the monitor page, a live view of the bench for a
+                 browser, at PORT on 127.0.0.1 or on ADDR (0.0.0.0: every
+                 network); port 0 takes a free one. Overrides the Setting
+                 dialog's "Monitor page". The address is said on stderr.
+  --http-token FILE
+                 Let a browser that sends the token on FILE's first line
+                 (header X-Monitor-Token, or the page opened as
+                 /?token=TOKEN) use Start, Stop and Save Rec; without it
+                 the page is read-only.
   --help         Show this text.
   --version      Show the program's version.
 
@@ -64,6 +75,8 @@ Options:
   --format csv|ndjson  CSV with a heading line (default), or one JSON object
                        per line.
   --output FILE        Where the rows go; "-" is standard output (default).
+  --http [ADDR:]PORT   Serve the monitor page of the first meter (see
+                       kvx5130 --help); read-only.
   --help               Show this text.
 
 CSV columns: Time (ISO 8601 with the UTC offset), Tick, then for each meter n
@@ -89,6 +102,14 @@ qint64 durationMs(const QString& text) {
     }
     const double value = isNumeric(number) ? parseLeadingNumber(number) * scale : -1.0;
     return value > 0 && value < 1e15 ? qint64(value) : -1;
+}
+
+// Why an --http text is refused; empty when it is an address and port.
+QString monitorAddressRefusal(const QString& text) {
+    QHostAddress address;
+    quint16 port = 0;
+    QString error;
+    return parseListenAddress(text, &address, &port, &error) ? QString() : QStringLiteral("--http: ") + error;
 }
 
 // Options of the window system, which QApplication takes from the same command line.
@@ -123,7 +144,8 @@ LogOptions parseLogOptions(const QStringList& arguments) {
     const QCommandLineOption format(QStringLiteral("format"), QString(), QStringLiteral("FORMAT"));
     const QCommandLineOption output(QStringLiteral("output"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption help(QStringList{QStringLiteral("help"), QStringLiteral("h")});
-    parser.addOptions({link, interval, count, duration, format, output, help});
+    const QCommandLineOption http(QStringLiteral("http"), QString(), QStringLiteral("ADDRESS"));
+    parser.addOptions({link, interval, count, duration, format, output, http, help});
 
     LogOptions options;
     QStringList withoutVerb = arguments;
@@ -175,6 +197,9 @@ LogOptions parseLogOptions(const QStringList& arguments) {
         if (options.output.isEmpty())
             return refuse(QStringLiteral("--output needs a file name or -"));
     }
+    if (parser.isSet(http) && !(options.error = monitorAddressRefusal(parser.value(http))).isEmpty())
+        return options;
+    options.http = parser.value(http);
     return options;
 }
 
@@ -200,8 +225,10 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption ndjson(QStringLiteral("ndjson"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption listRecords(QStringLiteral("list-records"));
     const QCommandLineOption json(QStringLiteral("json"));
+    const QCommandLineOption http(QStringLiteral("http"), QString(), QStringLiteral("ADDRESS"));
+    const QCommandLineOption httpToken(QStringLiteral("http-token"), QString(), QStringLiteral("FILE"));
     parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf,
-                       csv, ndjson, listRecords, json});
+                       csv, ndjson, listRecords, json, http, httpToken});
     letWindowSystemOptionsThrough(parser);
 
     AppOptions options;
@@ -255,6 +282,12 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     }
     if (options.error.isEmpty() && options.json && !options.listRecords)
         options.error = QStringLiteral("--json goes with --list-records");
+    options.http = parser.value(http);
+    options.httpToken = parser.value(httpToken);
+    if (options.error.isEmpty() && parser.isSet(http))
+        options.error = monitorAddressRefusal(options.http);
+    if (options.error.isEmpty() && parser.isSet(httpToken) && options.httpToken.isEmpty())
+        options.error = QStringLiteral("--http-token needs a file name");
     return options;
 }
 

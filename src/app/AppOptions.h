@@ -20,6 +20,8 @@ struct AppOptions {
     QString ndjsonFile;           // --ndjson FILE: its samples as NDJSON
     bool listRecords = false;     // --list-records: list the records and exit
     bool json = false;            // --json: the list as JSON
+    QString http;                 // --http [ADDR:]PORT: serve the monitor page (over the settings' address)
+    QString httpToken;            // --http-token FILE: the token that lets the page use the keys
     bool helpRequested = false;
     bool versionRequested = false;
     QString error; // non-empty: the command line was refused
@@ -35,6 +37,8 @@ struct LogOptions {
     qint64 durationMs = -1;                  // --duration 10m: time to log (-1: no limit)
     ExportFormat format = ExportFormat::Csv; // --format csv|ndjson
     QString output = QStringLiteral("-");    // --output FILE, "-" for standard output
+    QString http;                            // --http [ADDR:]PORT: serve the monitor page
+    QString httpToken;                       // --http-token FILE
     bool helpRequested = false;
     QString error;
 };

@@ -5,9 +5,11 @@
 #include "FolderLock.h"
 #include "Link.h"
 #include "MeterThread.h"
+#include "MonitorServer.h"
 #include "QuitSignals.h"
 #include "Session.h"
 #include "StatusReports.h"
+#include "WorkingTrace.h"
 #include "mdiMain.h"
 
 #include <QApplication>
@@ -48,6 +50,53 @@ QIcon programIcon() {
 bool displayPresent() {
     const QString platform = QGuiApplication::platformName();
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+}
+
+// A key of the front panel pressed from the monitor page. Whoever pressed it there
+// asked for it, so a question it raises is answered Yes; a notice it shows is the
+// answer the page gets, and no box waits at the bench meanwhile.
+QString pressForPage(mdiMain& frame, const QString& key, bool attended) {
+    auto answers = std::make_shared<ScriptedMessageService>();
+    answers->queueAnswer(Answer::Yes);
+    setMessages(answers);
+    const bool pressed = frame.pressPanelKey(key);
+    if (attended)
+        setMessages(std::make_shared<DialogMessageService>());
+    else
+        setMessages(std::make_shared<UnattendedMessageService>(displayPresent()));
+    for (const ScriptedMessageService::Shown& shown : answers->shown()) {
+        if (!shown.question)
+            return shown.text;
+    }
+    return pressed ? QString() : QStringLiteral("the front panel is not there");
+}
+
+// The monitor page when --http or the Setting dialog asks for it. A page that
+// cannot be served is reported, and the program goes on without it.
+std::unique_ptr<MonitorServer> serveMonitorPage(mdiMain& frame, const AppOptions& options, bool attended) {
+    MonitorControls keys;
+    keys.start = [&frame] {
+        if (workingTrace().tracing())
+            return QStringLiteral("a trace is running already");
+        frame.startTrace();
+        return QString();
+    };
+    keys.stop = [&frame, attended] {
+        if (!workingTrace().tracing())
+            return QStringLiteral("no trace is running");
+        return pressForPage(frame, QStringLiteral("cmdStart"), attended);
+    };
+    keys.saveRecord = [&frame, attended] {
+        if (workingTrace().tracing())
+            return QStringLiteral("Save Rec waits until the trace is stopped");
+        return pressForPage(frame, QStringLiteral("cmdSaveRecord"), attended);
+    };
+    const QString address = options.http.isEmpty() ? session().operation.monitorAddress.trimmed() : options.http;
+    QString error;
+    std::unique_ptr<MonitorServer> server = startMonitor(address, options.httpToken, std::move(keys), &error);
+    if (!error.isEmpty())
+        statusReports().report(error);
+    return server;
 }
 
 } // namespace
@@ -140,6 +189,7 @@ int runApplication(QApplication& app, const AppOptions& options) {
     }
     frame.show();
     frame.activatePanel();
+    const std::unique_ptr<MonitorServer> monitor = serveMonitorPage(frame, options, attended);
     if (options.start)
         QTimer::singleShot(0, &frame, [&frame] { frame.startTrace(); });
     if (!options.screenshotFile.isEmpty()) {

@@ -2,11 +2,13 @@
 
 #include "Link.h"
 #include "LinkControls.h"
+#include "MonitorServer.h"
 #include "QuitSignals.h"
 #include "SampleExport.h"
 #include "Services.h"
 #include "StatusReports.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 #include "clsKVX5310.h"
 
 #include <QCoreApplication>
@@ -28,6 +30,7 @@ void printError(const QString& text) {
 
 struct LoggedMeter {
     QString link;
+    QString function; // as the meter named it when the link was opened
     std::unique_ptr<clsKVX5310> meter = std::make_unique<clsKVX5310>();
 };
 
@@ -45,8 +48,23 @@ QString connect(LoggedMeter& logged, const QString& spoolPath) {
         const QString problem = meter.linkProblem();
         return problem.isEmpty() ? QStringLiteral("the meter does not answer") : problem;
     }
-    meter.Func(); // the units of the present function
+    logged.function = meter.Func(); // and the units of the present function
     return {};
+}
+
+// The first meter's run as the monitor page shows it: the same readings the row
+// gets, told to the process's working trace.
+void feedWorkingTrace(const LoggedMeter& logged, qint64 tick, const QString& primary, const QString& secondary,
+                      bool noReply) {
+    WorkingTrace& trace = workingTrace();
+    const QDateTime now = clock().now();
+    if (tick == 0) {
+        trace.setLink(logged.link);
+        trace.setFunction(logged.function, logged.meter->sUnitPrimary(), logged.meter->sUnitSecond());
+        trace.begin(now);
+    }
+    trace.setLive(!noReply);
+    trace.noteReading({now, parseLeadingNumber(primary), parseLeadingNumber(secondary), noReply});
 }
 
 class RowWriter {
@@ -82,6 +100,8 @@ public:
             const QString secondary = meter.ValueSecond();
             // As the front panel stores it: the leading number, 0 and marked when not answered.
             const bool noReply = readingMissing(answered, primary);
+            if (n == 0)
+                feedWorkingTrace(m_meters[0], tick, primary, secondary, noReply);
             if (json) {
                 out->append(n == 0 ? "{\"link\":" : ",{\"link\":");
                 appendTextField(m_format, m_meters[n].link.toUtf8(), out);
@@ -134,6 +154,12 @@ int runHeadlessLog(const LogOptions& options) {
     ExportOutput output(options.output, true);
     if (!output.open()) {
         printError(QStringLiteral("\"%1\" cannot be written: %2").arg(options.output, output.errorString()));
+        return 1;
+    }
+    QString monitorError;
+    const std::unique_ptr<MonitorServer> monitor = startMonitor(options.http, QString(), {}, &monitorError);
+    if (!monitorError.isEmpty()) {
+        printError(monitorError);
         return 1;
     }
     const RowWriter rows(options.format, meters);

@@ -33,7 +33,8 @@
 //                               "prologix-tcp:host:port", "tcp:host:port"); blank: linux-gpib board 0
 // 1390    1  lanFlag            "1": the GPIB path runs over the LAN text below
 // 1391  255  lanAddress         "host:port" of a raw SCPI socket
-// 1646   58  (free)
+// 1646   40  monitorAddress     "[ADDR:]PORT" the monitor page is served on; blank: not served
+// 1686   18  (free)
 
 #include <QByteArray>
 #include <QDateTime>
@@ -68,6 +69,7 @@ struct OperationRecord {
     QString gpibBackend;  // 255
     QString lanFlag;      // 1
     QString lanAddress;   // 255
+    QString monitorAddress; // 40
 
     // Bytes as last read; changed fields are written over them.
     QByteArray raw = blankRecord();

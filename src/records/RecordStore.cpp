@@ -890,7 +890,13 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
     if (!recNo.isEmpty() && (code = sqlite3_bind_text(statement, 1, boundRecNo.constData(),
                                                       int(boundRecNo.size()), SQLITE_STATIC)) != SQLITE_OK)
         return engineFailure(code);
+    return finishStream(db, statement, each);
+}
+
+bool RecordStore::finishStream(sqlite3* db, sqlite3_stmt* statement,
+                               const std::function<bool(const StoredSample&)>& each) {
     StoredSample row;
+    int code = SQLITE_OK;
     while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
         row.seqNo = sqlite3_column_int64(statement, 0);
         row.recTime = columnBytes(statement, 1);
@@ -907,11 +913,31 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
             return false;
         }
     }
-    if (code != SQLITE_DONE)
-        return engineFailure(code);
     sqlite3_finalize(statement);
+    if (code != SQLITE_DONE)
+        return fail(QString::number(code), QString::fromUtf8(sqlite3_errmsg(db)));
     m_lastError = {};
     return true;
+}
+
+bool RecordStore::streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
+                                           const std::function<bool(const StoredSample&)>& each) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    sqlite3* db = engineHandle(m_connectionName);
+    if (!db)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
+    const char* const text = "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+                             "from datatemp where SeqNo >= ? order by SeqNo asc limit ?";
+    sqlite3_stmt* statement = nullptr;
+    int code = sqlite3_prepare_v2(db, text, -1, &statement, nullptr);
+    if (code == SQLITE_OK && (code = sqlite3_bind_int64(statement, 1, firstSeqNo)) == SQLITE_OK)
+        code = sqlite3_bind_int(statement, 2, maxRows);
+    if (code != SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return fail(QString::number(code), QString::fromUtf8(sqlite3_errmsg(db)));
+    }
+    return finishStream(db, statement, each);
 }
 
 std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords() {

@@ -26,6 +26,8 @@
 #include <vector>
 
 class QSqlQuery;
+struct sqlite3;
+struct sqlite3_stmt;
 
 namespace kvx {
 
@@ -264,6 +266,13 @@ public:
     // `recNo` is empty, in sample order, straight from the engine without a copy. `each`
     // answers false to stop (this then returns false with lastError() unset).
     bool streamSamples(const QString& recNo, const std::function<bool(const StoredSample&)>& each);
+    // A page of the working trace for watchers: up to `maxRows` samples numbered
+    // `firstSeqNo` or higher, in sample order, as streamSamples hands them out. It
+    // reads what is on the disk and does not wait for queued samples, so that a
+    // locked database never holds up the caller; watchers learn of queued samples
+    // from WorkingTrace::sampleStored.
+    bool streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
+                                  const std::function<bool(const StoredSample&)>& each);
     // Every saved record with its sample count, lowest number first.
     std::optional<std::vector<RecordSummary>> summarizeRecords();
     // The working trace as a summary numbered "0": times of its first and last samples
@@ -275,6 +284,9 @@ public:
     bool readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows);
 
 private:
+    // Steps a prepared sample select to its end, handing each row to `each`, and
+    // finalizes it.
+    bool finishStream(sqlite3* db, sqlite3_stmt* statement, const std::function<bool(const StoredSample&)>& each);
     // Runs `statement` on `query`; false, with lastError() set, when it fails or
     // when one of its texts holds a single quote (then nothing reaches the database).
     enum class Queued { Settle, Ignore };

@@ -281,6 +281,11 @@ QGroupBox* frmSetting::buildRecording() {
     auto* timeLine = fieldLine(cboTime, QStringLiteral("Minute"));
     timeLine->insertWidget(2, lblTotalMinutes);
     form->addRow(QStringLiteral("Time(s) : "), timeLine);
+    txtMonitor = named(new QLineEdit(fraRecSet), "txtMonitor");
+    txtMonitor->setPlaceholderText(QStringLiteral("off"));
+    txtMonitor->setToolTip(QStringLiteral("Serve the monitor page at [ADDRESS:]PORT (8080 is this computer only, "
+                                          "0.0.0.0:8080 every network) from the next start; empty: off"));
+    form->addRow(QStringLiteral("Monitor page : "), txtMonitor);
     return fraRecSet;
 }
 
@@ -380,6 +385,7 @@ void frmSetting::loadFromRecord() {
     txtFName->setText(withoutPadding(op.logoFile));
     showLogo(txtFName->text().trimmed());
     chkTransmit->setChecked(session().logCommands);
+    txtMonitor->setText(op.monitorAddress.trimmed());
 }
 
 void frmSetting::fillSerialDevices(const QString& chosen) {
@@ -584,6 +590,7 @@ void frmSetting::storeAndClose() {
     op.serialFlag = Option1->isChecked() ? QStringLiteral("1") : QStringLiteral("0");
     op.gpibFlag = Option2->isChecked() ? QStringLiteral("1") : QStringLiteral("0");
     op.snapshotFolder = fixedText(txtShutterDir->text(), kLongText);
+    op.monitorAddress = txtMonitor->text().trimmed();
 
     if (!session().tracing)
         reconfigureLinks();
@@ -606,6 +613,7 @@ bool frmSetting::textsFitRecord() {
         {&Op::serialDevice, cboSerialDevice->currentText().trimmed(), "serial device", cboSerialDevice},
         {&Op::gpibBackend, gpibBackendText(kind, place), "GPIB connection", cboGpibPlace},
         {&Op::lanAddress, place, "LAN address", cboGpibPlace},
+        {&Op::monitorAddress, txtMonitor->text().trimmed(), "monitor page address", txtMonitor},
     };
     for (const auto& [field, text, caption, control] : entries) {
         if (session().operation.fits(field, text))

@@ -94,6 +94,7 @@ private:
     QComboBox* cboInterval;
     QComboBox* cboTime;
     QLabel* lblTotalMinutes;
+    QLineEdit* txtMonitor;
     std::array<ColorSwatch*, kDisplayColorCount> txtColor{};
     QLineEdit* txtShutterDir;
     QPushButton* Command1;

@@ -21,7 +21,9 @@ QStringList described(const AppOptions& o) {
             "csv=" + o.csvFile,
             "ndjson=" + o.ndjsonFile,
             QStringLiteral("list=%1").arg(o.listRecords),
-            QStringLiteral("json=%1").arg(o.json)};
+            QStringLiteral("json=%1").arg(o.json),
+            "http=" + o.http,
+            "token=" + o.httpToken};
 }
 
 // The options that differ from a bare command line's, or "refused".
@@ -69,6 +71,13 @@ private slots:
         addRow("list as json", QStringList{"--json", "--list-records"}, "list=1 json=1");
         addRow("list and export", QStringList{"--list-records", "--export-record", "1", "--csv", "-"},
                "refused");
+        addRow("monitor page", QStringList{"--http", "8080", "--http-token", "t"}, "http=8080 token=t");
+        addRow("monitor page everywhere", QStringList{"--http=0.0.0.0:0"}, "http=0.0.0.0:0");
+        addRow("monitor page on IPv6", QStringList{"--http", "[::1]:80"}, "http=[::1]:80");
+        addRow("monitor port too high", QStringList{"--http", "65536"}, "refused");
+        addRow("monitor host name", QStringList{"--http", "localhost:80"}, "refused");
+        addRow("monitor without port", QStringList{"--http", "127.0.0.1"}, "refused");
+        addRow("blank token file", QStringList{"--http", "80", "--http-token="}, "refused");
     }
 
     void parse() {
@@ -95,6 +104,8 @@ private slots:
         addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "refused");
         addRow("other format", QStringList{"--link", "tcp:h", "--format", "xml"}, "refused");
         addRow("window option", QStringList{"--link", "tcp:h", "--start"}, "refused");
+        addRow("monitor page", QStringList{"--link", "tcp:h", "--http", "0"}, "tcp:h 1000 -1 -1 csv -");
+        addRow("monitor page elsewhere", QStringList{"--link", "tcp:h", "--http", "a.b:0"}, "refused");
     }
 
     void parseLog() {

@@ -42,6 +42,12 @@ private slots:
         QByteArray out("x");
         QCOMPARE(appendIsoDateTime(stored, &out), !iso.isEmpty());
         QCOMPARE(out, "x" + iso);
+        // Status answers write a time the same way, UTC included.
+        const QDateTime local = parseDateTimeText(QString::fromLatin1(stored));
+        if (!iso.isEmpty())
+            QCOMPARE(isoDateTimeText(local).toLatin1(), iso);
+        QCOMPARE(isoDateTimeText(QDateTime(QDate(2026, 1, 5), QTime(10, 0), Qt::UTC)),
+                 QStringLiteral("2026-01-05T10:00:00+00:00"));
     }
 
     // Both rules share one reading of what a number is; isNumeric wants nothing after it.

@@ -164,6 +164,7 @@ private slots:
         child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB1"));
         child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::ControllerSerial));
         child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("/dev/ttyACM0"));
+        child<QLineEdit>("txtMonitor")->setText(QStringLiteral(" 0.0.0.0:8080 "));
         // Default sets the colours and the snapshot folder only.
         QTest::mouseClick(child<QPushButton>("cmdDefault"), Qt::LeftButton);
         QCOMPARE(child<QLineEdit>("txtShutterDir")->text(), QStringLiteral("/opt/kvx/Working"));
@@ -181,9 +182,11 @@ private slots:
                               QString::number(op.gpibAddress), op.samplingInterval.trimmed(),
                               op.totalTime.trimmed(), op.reportHeader.trimmed(), op.logoFile.left(17),
                               op.snapshotFolder.trimmed(), op.snapshotFolder.left(2),
-                              op.serialFlag + op.gpibFlag, op.serialDevice, op.gpibBackend, op.lanFlag}),
+                              op.serialFlag + op.gpibFlag, op.serialDevice, op.gpibBackend, op.lanFlag,
+                              op.monitorAddress}),
                  (QStringList{"4", "2400", "22", "10", "Continuous", "Line 4 burn-in", "/opt/kvx/logo.jpg",
-                              "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0"}));
+                              "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0",
+                              "0.0.0.0:8080"}));
     }
 
     void opensWithTheRecord() {
