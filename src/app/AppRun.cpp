@@ -52,22 +52,35 @@ bool displayPresent() {
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
-// A key of the front panel pressed from the monitor page. Whoever pressed it there
-// asked for it, so a question it raises is answered Yes; a notice it shows is the
-// answer the page gets, and no box waits at the bench meanwhile.
+// The messages of a key pressed from the monitor page: the key's own question is
+// answered Yes (whoever pressed it there asked for it); any further one No, the
+// answer that keeps recorded data as it is. The first notice is the answer the page gets.
+class PageMessageService final : public MessageService {
+public:
+    void notice(const QString& text, const QString&) override {
+        if (m_notice.isEmpty())
+            m_notice = text;
+    }
+    Answer ask(const QString&, const QString&) override { return m_asked++ == 0 ? Answer::Yes : Answer::No; }
+    QString firstNotice() const { return m_notice; }
+
+private:
+    QString m_notice;
+    int m_asked = 0;
+};
+
+// A key of the front panel pressed from the monitor page. No box waits at the bench
+// meanwhile.
 QString pressForPage(mdiMain& frame, const QString& key, bool attended) {
-    auto answers = std::make_shared<ScriptedMessageService>();
-    answers->queueAnswer(Answer::Yes);
+    auto answers = std::make_shared<PageMessageService>();
     setMessages(answers);
     const bool pressed = frame.pressPanelKey(key);
     if (attended)
         setMessages(std::make_shared<DialogMessageService>());
     else
         setMessages(std::make_shared<UnattendedMessageService>(displayPresent()));
-    for (const ScriptedMessageService::Shown& shown : answers->shown()) {
-        if (!shown.question)
-            return shown.text;
-    }
+    if (!answers->firstNotice().isEmpty())
+        return answers->firstNotice();
     return pressed ? QString() : QStringLiteral("the front panel is not there");
 }
 
