@@ -33,7 +33,9 @@
 //                               "prologix-tcp:host:port", "tcp:host:port"); blank: linux-gpib board 0
 // 1390    1  lanFlag            "1": the GPIB path runs over the LAN text below
 // 1391  255  lanAddress         "host:port" of a raw SCPI socket
-// 1646   58  (free)
+// 1646   40  databaseText       the record store: "postgresql://user@host:5432/db" for a lab
+//                               server (never with a password); blank: the SQLite file
+// 1686   18  benchName          this bench's name on the lab server; blank: host name and folder
 
 #include <QByteArray>
 #include <QDateTime>
@@ -68,6 +70,8 @@ struct OperationRecord {
     QString gpibBackend;  // 255
     QString lanFlag;      // 1
     QString lanAddress;   // 255
+    QString databaseText; // 40
+    QString benchName;    // 18
 
     // Bytes as last read; changed fields are written over them.
     QByteArray raw = blankRecord();

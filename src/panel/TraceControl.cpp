@@ -6,6 +6,7 @@
 #include "frmKVX5130.h"
 
 #include "OperationRecord.h"
+#include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
 #include "StatusReports.h"
@@ -262,6 +263,10 @@ void frmKVX5130::beginTrace() {
     }
     if (GraphRecord* graph = forms().graph)
         graph->setLiveTrace(true);
+    // Records saved from this trace name the meter that took it.
+    meterThread().call<QString>(
+        this, [](clsKVX5310& meter) { return meter.IDN(); },
+        [](QString identity) { recordStore().setMeterIdentity(identity.trimmed()); });
 }
 
 void frmKVX5130::stopTrace() {
