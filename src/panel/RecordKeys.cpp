@@ -130,6 +130,8 @@ void RecordKeys::buildRecordViews(QWidget* panel) {
     m_benchFilter->setToolTip(QStringLiteral("Show the records of every bench or of one"));
     m_benchFilter->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     m_benchFilter->setMinimumContentsLength(8);
+    m_benchFilter->setFixedHeight(m_showList->sizeHint().height());
+    m_benchFilter->hide();
     connect(m_benchFilter, &QComboBox::textActivated, this, &RecordKeys::showBench);
     row->addWidget(m_benchFilter);
     row->addWidget(m_showList);
@@ -302,8 +304,10 @@ void RecordKeys::updateViews() {
         m_views->setCurrentWidget(m_recordList);
     const bool browsing = m_listShown || m_gridShown;
     m_views->setVisible(browsing);
-    for (QWidget* key : std::initializer_list<QWidget*>{m_benchFilter, m_showList, m_showGrid, m_close})
+    for (QToolButton* key : {m_showList, m_showGrid, m_close})
         key->setVisible(browsing);
+    // The panel is small: the bench list shows only when there are benches to choose from.
+    m_benchFilter->setVisible(browsing && m_benchFilter->count() > 2);
     m_showList->setEnabled(m_listShown);
     m_showGrid->setEnabled(m_gridShown);
     m_showList->setChecked(m_views->currentWidget() == m_recordList);

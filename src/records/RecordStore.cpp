@@ -1107,6 +1107,30 @@ namespace kvx {
 
 namespace {
 
+// What an export reads: the working trace, or a saved record with its number bound
+// the way SQLite and the server mark it.
+const char* const kStreamSelects[] = {
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datatemp "
+    "order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = ? order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = $1 order by SeqNo asc",
+};
+
+// A row of one of those selects, from the engine's texts (`text`) and nullable numbers (`time`).
+template <class Text, class Time> void fillStoredSample(StoredSample* row, const Text& text, const Time& time) {
+    row->seqNo = text(0).toLongLong();
+    row->recTime = text(1);
+    row->pVal = text(2);
+    row->sVal = text(3);
+    row->reason = text(4);
+    row->comment = text(5);
+    row->timeTick = time(6);
+    row->diffLastTime = time(7);
+    row->noReply = text(8) != "0";
+}
+
 QByteArrayView columnBytes(sqlite3_stmt* statement, int column) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
     return text ? QByteArrayView(text, sqlite3_column_bytes(statement, column)) : QByteArrayView("", 0);
@@ -1130,12 +1154,7 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
     sqlite3* db = engineHandle(m_connectionName);
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
-    const char* const text =
-        recNo.isEmpty()
-            ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-              "from datatemp order by SeqNo asc"
-            : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-              "from datadetail where recno = ? order by SeqNo asc";
+    const char* const text = kStreamSelects[recNo.isEmpty() ? 0 : 1];
     sqlite3_stmt* statement = nullptr;
     const auto engineFailure = [&](int code) {
         sqlite3_finalize(statement);
@@ -1150,15 +1169,8 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
         return engineFailure(code);
     StoredSample row;
     while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
-        row.seqNo = sqlite3_column_int64(statement, 0);
-        row.recTime = columnBytes(statement, 1);
-        row.pVal = columnBytes(statement, 2);
-        row.sVal = columnBytes(statement, 3);
-        row.reason = columnBytes(statement, 4);
-        row.comment = columnBytes(statement, 5);
-        row.timeTick = columnTime(statement, 6);
-        row.diffLastTime = columnTime(statement, 7);
-        row.noReply = sqlite3_column_int(statement, 8) != 0;
+        fillStoredSample(&row, [&](int column) { return columnBytes(statement, column); },
+                         [&](int column) { return columnTime(statement, column); });
         if (!each(row)) {
             sqlite3_finalize(statement);
             m_lastError = {};
@@ -1366,11 +1378,7 @@ bool RecordStore::streamSamplesOfServer(const QString& recNo,
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
     const QByteArray number = recNo.toUtf8();
     const char* const values[] = {number.constData()};
-    const char* const text =
-        recNo.isEmpty() ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-                          "from datatemp order by SeqNo asc"
-                        : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-                          "from datadetail where recno = $1 order by SeqNo asc";
+    const char* const text = kStreamSelects[recNo.isEmpty() ? 0 : 2];
     if (!PQsendQueryParams(conn, text, recNo.isEmpty() ? 0 : 1, nullptr, values, nullptr, nullptr, 0) ||
         !PQsetSingleRowMode(conn)) {
         const QString problem = serverError(conn);
@@ -1383,15 +1391,8 @@ bool RecordStore::streamSamplesOfServer(const QString& recNo,
     while (PGresult* result = PQgetResult(conn)) {
         const ExecStatusType status = PQresultStatus(result);
         if (status == PGRES_SINGLE_TUPLE && !stopped) {
-            row.seqNo = serverText(result, 0).toLongLong();
-            row.recTime = serverText(result, 1);
-            row.pVal = serverText(result, 2);
-            row.sVal = serverText(result, 3);
-            row.reason = serverText(result, 4);
-            row.comment = serverText(result, 5);
-            row.timeTick = serverTime(result, 6);
-            row.diffLastTime = serverTime(result, 7);
-            row.noReply = serverText(result, 8) != "0";
+            fillStoredSample(&row, [&](int column) { return serverText(result, column); },
+                             [&](int column) { return serverTime(result, column); });
             if (!each(row)) {
                 stopped = true;
                 // The rest of the rows are not wanted: the server is asked to stop sending them.
