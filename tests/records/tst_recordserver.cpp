@@ -80,13 +80,11 @@ private slots:
         QVERIFY(recordStore().open(fx.databasePath()));
         const QStringList onFile = transcript(recordStore());
         QVERIFY(recordStore().open(m_target));
-        const QStringList onServer = transcript(recordStore());
-        QCOMPARE(onServer, onFile);
+        QCOMPARE(transcript(recordStore()), onFile);
         // The rules both follow: numbers from 1, an update drops the time columns,
         // the filter of code 3 leaves code 4 out.
-        QVERIFY(onFile.contains("S8 2|second, updated|bench-a"));
-        QVERIFY(onFile.contains("S14/0 2|2026/11/25 10:00:02|2 V|2|note|-|0"));
-        QVERIFY(onFile.contains("export 4 V|4"));
+        QVERIFY(onFile.contains("S8 2|second, updated|bench-a") && onFile.contains("export 4 V|4") &&
+                onFile.contains("S14/0 2|2026/11/25 10:00:02|2 V|2|note|-|0"));
         QCOMPARE(onFile.filter("S14/3 "), QStringList{"S14/3 3|2026/11/25 10:00:03|3 V|3||-|1"});
         QVERIFY(!onFile.join(' ').contains("failed"));
     }
@@ -105,32 +103,30 @@ private slots:
         if (!server)
             target = StoreTarget();
         target.filePath = fx.databasePath();
-        std::vector<QStringList> numbers(8);
+        std::vector<QStringList> saved(8);
+        std::vector<qint64> traceSamples(8);
         std::vector<std::thread> savers;
         for (int bench = 0; bench < 8; ++bench)
             savers.emplace_back([&, bench] {
                 RecordStore store(QStringLiteral("saver-%1").arg(bench));
                 store.setBench(QStringLiteral("bench-%1").arg(bench));
-                if (!store.open(target) || !store.clearTrace() || !store.queueSample({bench, "t", "1 V", "", "0", 0, 0}))
-                    return;
-                for (int i = 0; i < 5; ++i)
-                    numbers[size_t(bench)] << store.insertNewHeader({"", "s", "e", "c", "V", "", "0"}).value_or("failed");
-                numbers[size_t(bench)] << QString::number(store.countSamples().value_or(-1));
+                if (store.open(target) && store.clearTrace() && store.queueSample({bench, "t", "1 V", "", "0", 0, 0}))
+                    for (int i = 0; i < 5; ++i)
+                        saved[size_t(bench)] << store.insertNewHeader({"", "s", "e", "c", "V", "", "0"}).value_or("0");
+                traceSamples[size_t(bench)] = store.countSamples().value_or(-1);
             });
         for (std::thread& saver : savers)
             saver.join();
-        QSet<int> all;
-        for (QStringList& saved : numbers) {
-            QCOMPARE(saved.size(), 6);
-            // On the server each bench has a working trace of its own.
-            const QString traceSamples = saved.takeLast();
-            if (server)
-                QCOMPARE(traceSamples, "1");
-            for (const QString& n : saved)
-                all.insert(n.toInt());
+        // On the server each bench has a working trace of its own.
+        if (server)
+            QCOMPARE(traceSamples, std::vector<qint64>(8, 1));
+        QSet<int> numbers;
+        for (int bench = 0; bench < 8; ++bench) {
+            for (const QString& n : saved[size_t(bench)])
+                numbers.insert(n.toInt());
         }
-        QCOMPARE(all.size(), 40);
-        QCOMPARE(*std::max_element(all.begin(), all.end()) - *std::min_element(all.begin(), all.end()), 39);
+        QCOMPARE(numbers.size(), 40);
+        QCOMPARE(*std::max_element(numbers.begin(), numbers.end()) - *std::min_element(numbers.begin(), numbers.end()), 39);
     }
 
     void recordsMoveBetweenStoresOnce() {
@@ -148,12 +144,6 @@ private slots:
         QVERIFY2(said.endsWith(QString("0 of 2 records copied (0 samples) from %1 to %2\n")
                                    .arg(fx.databasePath(), m_target.displayName())),
                  qPrintable(said));
-        // Back from the server into a new file, bench and samples kept.
-        QCOMPARE(copyRecords(server, fx.path("back.mdb"), err), 0);
-        RecordStore back(QStringLiteral("back"));
-        QVERIFY(back.open(fx.path("back.mdb")));
-        const auto copiedBack = back.summarizeRecords("bench-b");
-        QVERIFY(copiedBack && copiedBack->size() == 2 && copiedBack->back().samples == 5);
         // Listed by bench and exported from the server, as from the command line.
         session().databaseOverride = server;
         QString listed;

@@ -30,13 +30,14 @@ public:
     // "postgresql://kvx@127.0.0.1:PORT/kvx"
     QString connectionText() const;
     int port() const { return m_port; }
-    // Runs psql on the database with `arguments` ("-c", "..."): its exit code.
+    // Runs psql on the database "kvx" (a later "-d" names another) with `arguments`
+    // ("-c", "..."): its exit code.
     int psql(const QStringList& arguments, QByteArray* output = nullptr) const;
 
     static QString binary(const QString& name);
 
 private:
-    bool run(const QString& program, const QStringList& arguments, QByteArray* output = nullptr);
+    bool run(const QString& program, const QStringList& arguments);
     QTemporaryDir m_dir;
     QString m_data;
     int m_port = 0;
