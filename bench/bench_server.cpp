@@ -95,7 +95,8 @@ void BM_ServerSampleUnderLoad(benchmark::State& state) {
             if (!store.open(serverTarget()))
                 return;
             while (running)
-                store.streamSamples(QStringLiteral("1"), [&](const kvx::StoredSample&) { return running.load(); });
+                store.streamSamples(QStringLiteral("1"),
+                                    [&](const kvx::StoredSample&) { return running.load(); });
         });
         std::vector<std::vector<double>> perBench(kBenches);
         std::vector<std::thread> benches;
@@ -159,10 +160,12 @@ BENCHMARK(BM_ServerSampleFloorLibpq)->Iterations(300)->Unit(benchmark::kMillisec
 // 10,000 records of 10 samples each, from 20 benches.
 bool fillRecords() {
     return emptyServer() &&
-           psql("insert into datamain select i, '2026/01/05 10:00:00', '2026/01/05 11:00:00', 'record ' || i, "
-                "'V', '', '0', 'bench-' || (i % 20), 'KVX-5130', 'origin-' || i from generate_series(1, 10000) i; "
-                "insert into datadetail select r, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
-                "from generate_series(1, 10000) r, generate_series(0, 9) s; analyze");
+           psql(
+               "insert into datamain select i, '2026/01/05 10:00:00', '2026/01/05 11:00:00', 'record ' || i, "
+               "'V', '', '0', 'bench-' || (i % 20), 'KVX-5130', 'origin-' || i from generate_series(1, "
+               "10000) i; "
+               "insert into datadetail select r, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
+               "from generate_series(1, 10000) r, generate_series(0, 9) s; analyze");
 }
 
 // `kvx5130 --list-records` against the server: the whole command, process and all.
@@ -210,9 +213,10 @@ struct MillionSamples {
             store.setBench(QStringLiteral("bench-file"));
             made = store.open(file()) && store.insertNewHeader({"", "s", "e", "million", "V", "", "0"});
         }
-        const QString rows = QStringLiteral(
-            "with recursive n(i) as (select 0 union all select i + 1 from n where i < 999999) "
-            "insert into datadetail select 1, i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', '', i, 1, 0 from n");
+        const QString rows =
+            QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n where i < 999999) "
+                           "insert into datadetail select 1, i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', "
+                           "'', i, 1, 0 from n");
         made = made && runProcess(QStringLiteral("sqlite3"), {file(), rows}) >= 0;
         QProcess dump;
         dump.setStandardOutputFile(dir.filePath("rows.tsv"));
@@ -235,9 +239,9 @@ void BM_CopyMillionSamplesToServer(benchmark::State& state) {
     for (auto _ : state) {
         if (!emptyServer())
             return state.SkipWithError("no server");
-        const double seconds = runProcess(QStringLiteral(KVX_APP_BINARY),
-                                          {"--folder", million().dir.path(), "--copy-records", million().file(),
-                                           server().connectionText()});
+        const double seconds =
+            runProcess(QStringLiteral(KVX_APP_BINARY), {"--folder", million().dir.path(), "--copy-records",
+                                                        million().file(), server().connectionText()});
         if (seconds < 0)
             return state.SkipWithError("the copy failed");
         state.SetIterationTime(seconds);
@@ -261,6 +265,9 @@ void BM_CopyMillionSamplesToServerFloorPsql(benchmark::State& state) {
         state.SetIterationTime(seconds);
     }
 }
-BENCHMARK(BM_CopyMillionSamplesToServerFloorPsql)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CopyMillionSamplesToServerFloorPsql)
+    ->Iterations(3)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

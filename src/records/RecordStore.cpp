@@ -352,8 +352,9 @@ SchemaCheck checkSchema(QSqlDatabase& db) {
         }
         for (const AddedColumn& column : table.added) {
             if (!columns.contains(QString::fromLatin1(column.name).toLower()))
-                check.missingColumns << QStringLiteral("%1 %2 %3").arg(name, QLatin1String(column.name),
-                                                                         QLatin1String(column.type));
+                check.missingColumns << QStringLiteral("%1 %2 %3")
+                                            .arg(name, QLatin1String(column.name),
+                                                 QLatin1String(column.type));
         }
     }
     return check;
@@ -411,7 +412,8 @@ QString prepareDatabase(QSqlDatabase& db) {
 // bench's, which may hold any character.
 QString benchSchema(const QString& bench) {
     return QStringLiteral("kvx_bench_") +
-           QString::fromLatin1(QCryptographicHash::hash(bench.toUtf8(), QCryptographicHash::Sha1).toHex().left(16));
+           QString::fromLatin1(
+               QCryptographicHash::hash(bench.toUtf8(), QCryptographicHash::Sha1).toHex().left(16));
 }
 
 // Every statement of a server connection finds the bench's `datatemp` first.
@@ -449,7 +451,8 @@ QString prepareServer(QSqlDatabase& db, const QString& bench) {
 PGconn* serverHandle(const QSqlDatabase& db) {
     const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
     // The name the type is known by depends on how Qt learnt it: the typedef or the struct.
-    if (!handle.isValid() || (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0))
+    if (!handle.isValid() ||
+        (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0))
         return nullptr;
     return *static_cast<PGconn* const*>(handle.constData());
 }
@@ -469,7 +472,8 @@ QString StoreTarget::displayName() const {
 bool parseStoreText(const QString& text, const QString& defaultFile, StoreTarget* target, QString* error) {
     *target = StoreTarget{};
     const QString trimmed = text.trimmed();
-    if (!trimmed.startsWith(QLatin1String("postgresql://")) && !trimmed.startsWith(QLatin1String("postgres://"))) {
+    if (!trimmed.startsWith(QLatin1String("postgresql://")) &&
+        !trimmed.startsWith(QLatin1String("postgres://"))) {
         target->filePath = trimmed.isEmpty() ? defaultFile : trimmed;
         return true;
     }
@@ -502,9 +506,8 @@ QString defaultBenchName(const QString& programFolder) {
 QString openStoreConnection(const QString& connectionName, const StoreTarget& target, const QString& bench,
                             StoreRole role) {
     if (!QSqlDatabase::contains(connectionName)) {
-        QSqlDatabase db =
-            QSqlDatabase::addDatabase(target.server ? QStringLiteral("QPSQL") : QStringLiteral("QSQLITE"),
-                                      connectionName);
+        QSqlDatabase db = QSqlDatabase::addDatabase(
+            target.server ? QStringLiteral("QPSQL") : QStringLiteral("QSQLITE"), connectionName);
         if (!db.isValid())
             return db.lastError().text();
         if (target.server) {
@@ -521,8 +524,8 @@ QString openStoreConnection(const QString& connectionName, const StoreTarget& ta
             db.setDatabaseName(target.filePath);
             // A moment's lock (another connection saving a record) is waited out inside
             // SQLite; the writer waits out a longer one by trying again.
-            db.setConnectOptions(
-                QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(role == StoreRole::Writer ? 100 : kBusyTimeoutMs));
+            db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1")
+                                     .arg(role == StoreRole::Writer ? 100 : kBusyTimeoutMs));
         }
     }
     QSqlDatabase db = QSqlDatabase::database(connectionName, false);
@@ -697,7 +700,8 @@ std::optional<QString> RecordStore::insertNewHeader(RecordHeader header, const Q
 
 std::optional<QStringList> RecordStore::recordOrigins() {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    if (!run(query, {QStringLiteral("select Origin from datamain where Origin is not null"), {}}, Queued::Ignore))
+    if (!run(query, {QStringLiteral("select Origin from datamain where Origin is not null"), {}},
+             Queued::Ignore))
         return std::nullopt;
     QStringList origins;
     while (query.next())
@@ -1119,7 +1123,8 @@ const char* const kStreamSelects[] = {
 };
 
 // A row of one of those selects, from the engine's texts (`text`) and nullable numbers (`time`).
-template <class Text, class Time> void fillStoredSample(StoredSample* row, const Text& text, const Time& time) {
+template <class Text, class Time>
+void fillStoredSample(StoredSample* row, const Text& text, const Time& time) {
     row->seqNo = text(0).toLongLong();
     row->recTime = text(1);
     row->pVal = text(2);
@@ -1169,8 +1174,9 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
         return engineFailure(code);
     StoredSample row;
     while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
-        fillStoredSample(&row, [&](int column) { return columnBytes(statement, column); },
-                         [&](int column) { return columnTime(statement, column); });
+        fillStoredSample(
+            &row, [&](int column) { return columnBytes(statement, column); },
+            [&](int column) { return columnTime(statement, column); });
         if (!each(row)) {
             sqlite3_finalize(statement);
             m_lastError = {};
@@ -1199,11 +1205,11 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
         return std::nullopt;
     std::vector<RecordSummary> rows;
     while (query.next())
-        rows.push_back({{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
-                         textOf(query.value(3)), textOf(query.value(4)), textOf(query.value(5)),
-                         textOf(query.value(10))},
-                        query.value(6).toLongLong(),
-                        {textOf(query.value(7)), textOf(query.value(8)), textOf(query.value(9))}});
+        rows.push_back(
+            {{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3)),
+              textOf(query.value(4)), textOf(query.value(5)), textOf(query.value(10))},
+             query.value(6).toLongLong(),
+             {textOf(query.value(7)), textOf(query.value(8)), textOf(query.value(9))}});
     return rows;
 }
 
@@ -1213,11 +1219,20 @@ namespace {
 void appendCopyText(QByteArray* line, QByteArrayView text) {
     for (const char c : text) {
         switch (c) {
-        case '\\': line->append("\\\\"); break;
-        case '\t': line->append("\\t"); break;
-        case '\n': line->append("\\n"); break;
-        case '\r': line->append("\\r"); break;
-        default: line->append(c);
+        case '\\':
+            line->append("\\\\");
+            break;
+        case '\t':
+            line->append("\\t");
+            break;
+        case '\n':
+            line->append("\\n");
+            break;
+        case '\r':
+            line->append("\\r");
+            break;
+        default:
+            line->append(c);
         }
     }
 }
@@ -1251,8 +1266,9 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     if (!m_target.server) {
         QSqlQuery insert(db);
-        if (!insert.prepare(QStringLiteral("insert into datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,"
-                                           "TimeTick,DiffLastTime,NoReply) values (?,?,?,?,?,?,?,?,?,?)")))
+        if (!insert.prepare(
+                QStringLiteral("insert into datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,"
+                               "TimeTick,DiffLastTime,NoReply) values (?,?,?,?,?,?,?,?,?,?)")))
             return fail(insert.lastError().nativeErrorCode(), insert.lastError().databaseText());
         const auto text = [](QByteArrayView bytes) { return QString::fromUtf8(bytes); };
         const auto time = [](const std::optional<qint64>& v) { return v ? QVariant(*v) : QVariant(); };
@@ -1268,9 +1284,9 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
             return insert.exec();
         });
         if (!copied)
-            return fail(insert.lastError().nativeErrorCode(),
-                        insert.lastError().isValid() ? insert.lastError().databaseText()
-                                                     : source.lastError().description);
+            return fail(insert.lastError().nativeErrorCode(), insert.lastError().isValid()
+                                                                  ? insert.lastError().databaseText()
+                                                                  : source.lastError().description);
         return true;
     }
     PGconn* conn = serverHandle(db);
@@ -1321,14 +1337,16 @@ std::optional<QString> RecordStore::copyRecord(RecordStore& source, const Record
     // A record saved before records carried an origin is known by where it was saved.
     const QString origin = !summary.origin.origin.isEmpty()
                                ? summary.origin.origin
-                               : source.filePath() + QLatin1Char('#') + summary.header.recNo + QLatin1Char('@') +
-                                     summary.header.startTime;
-    const auto present = singleValue({QStringLiteral("select count(*) from datamain where Origin=?"), {origin}});
+                               : source.filePath() + QLatin1Char('#') + summary.header.recNo +
+                                     QLatin1Char('@') + summary.header.startTime;
+    const auto present =
+        singleValue({QStringLiteral("select count(*) from datamain where Origin=?"), {origin}});
     if (!present)
         return std::nullopt;
     if (present->toLongLong() > 0)
         return QString();
-    const QString bench = std::exchange(m_bench, summary.origin.bench.isEmpty() ? source.bench() : summary.origin.bench);
+    const QString bench =
+        std::exchange(m_bench, summary.origin.bench.isEmpty() ? source.bench() : summary.origin.bench);
     const QString meter = std::exchange(m_meter, summary.origin.meter);
     const std::optional<QString> recNo = insertNewHeader(summary.header, origin, [&](const QString& number) {
         return writeCopiedSamples(source, summary.header.recNo, number, progress);
@@ -1391,8 +1409,9 @@ bool RecordStore::streamSamplesOfServer(const QString& recNo,
     while (PGresult* result = PQgetResult(conn)) {
         const ExecStatusType status = PQresultStatus(result);
         if (status == PGRES_SINGLE_TUPLE && !stopped) {
-            fillStoredSample(&row, [&](int column) { return serverText(result, column); },
-                             [&](int column) { return serverTime(result, column); });
+            fillStoredSample(
+                &row, [&](int column) { return serverText(result, column); },
+                [&](int column) { return serverTime(result, column); });
             if (!each(row)) {
                 stopped = true;
                 // The rest of the rows are not wanted: the server is asked to stop sending them.

@@ -62,7 +62,8 @@ void SampleWriter::tell(const QString& text) {
 
 bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* problem) {
     // A server that went away broke the connection: it is made again at each try.
-    if (!QSqlDatabase::contains(m_connectionName) || !QSqlDatabase::database(m_connectionName, false).isOpen()) {
+    if (!QSqlDatabase::contains(m_connectionName) ||
+        !QSqlDatabase::database(m_connectionName, false).isOpen()) {
         *problem = openStoreConnection(m_connectionName, m_target, m_bench, StoreRole::Writer);
         if (!problem->isEmpty())
             return false;

@@ -1,9 +1,9 @@
 #include "frmSetting.h"
 
 #include "Forms.h"
+#include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
-#include "RecordStore.h"
 #include "ValueRules.h"
 #include "MeterThread.h"
 #include "clsKVX5310.h"
@@ -344,9 +344,10 @@ QGroupBox* frmSetting::buildStore() {
     auto* frame = named(new QGroupBox(QStringLiteral("Record Store"), this), "fraStore");
     txtDatabase = named(new QLineEdit(frame), "txtDatabase");
     txtDatabase->setPlaceholderText(QStringLiteral("KVX5130.mdb in the program folder"));
-    txtDatabase->setToolTip(QStringLiteral("A lab server shared by many benches: postgresql://user@host:5432/database\n"
-                                           "The password goes in ~/.pgpass or PGPASSWORD, never here.\n"
-                                           "Taken at the next start."));
+    txtDatabase->setToolTip(
+        QStringLiteral("A lab server shared by many benches: postgresql://user@host:5432/database\n"
+                       "The password goes in ~/.pgpass or PGPASSWORD, never here.\n"
+                       "Taken at the next start."));
     txtBench = named(new QLineEdit(frame), "txtBench");
     txtBench->setPlaceholderText(defaultBenchName(session().programFolder));
     txtBench->setToolTip(QStringLiteral("This bench's name: saved records carry it, and on a lab server\n"

@@ -4,7 +4,6 @@
 // It never touches a cluster of the system. Run as root, the server runs as the
 // unprivileged user "postgres" (the server refuses root), owning the folder.
 
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -16,8 +15,6 @@ public:
     // tests leave it off to run faster.
     explicit PgServer(bool durable = false);
     ~PgServer();
-    PgServer(const PgServer&) = delete;
-    PgServer& operator=(const PgServer&) = delete;
 
     // Makes the cluster and the database "kvx", and starts the server. False with
     // the reason in problem().
