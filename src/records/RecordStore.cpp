@@ -649,6 +649,19 @@ bool RecordStore::insertHeader(const RecordHeader& h) {
     return execute(statements::S3(h.recNo, h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit, h.recStyle));
 }
 
+namespace {
+
+// SQLite's write lock, for as long as a save takes: other savers may hold it for a
+// moment each, and a save waits its turn longer than a statement does.
+bool lockFile(QSqlDatabase& db, QSqlQuery& lock) {
+    QSqlQuery(db).exec(QStringLiteral("pragma busy_timeout = %1").arg(kSettleWaitMs));
+    const bool locked = lock.exec(QStringLiteral("begin immediate"));
+    QSqlQuery(db).exec(QStringLiteral("pragma busy_timeout = %1").arg(kBusyTimeoutMs));
+    return locked;
+}
+
+} // namespace
+
 std::optional<QString> RecordStore::insertNewHeader(RecordHeader header, const QString& origin,
                                                     const std::function<bool(const QString&)>& beforeCommit) {
     if (!isOpen()) {
@@ -671,7 +684,7 @@ std::optional<QString> RecordStore::insertNewHeader(RecordHeader header, const Q
     const bool locked = m_target.server
                             ? (db.transaction() || (reconnectIfBroken() && db.transaction())) &&
                                   lock.exec(QStringLiteral("lock table datamain in share row exclusive mode"))
-                            : lock.exec(QStringLiteral("begin immediate"));
+                            : lockFile(db, lock);
     const auto rollBack = [&](const QSqlError& error) -> std::optional<QString> {
         QSqlQuery(db).exec(QStringLiteral("rollback"));
         if (error.isValid())
