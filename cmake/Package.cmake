@@ -19,7 +19,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # Plugins are loaded at run time, so the shared-library scan cannot see them.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite, qt6-qpa-plugins")
-# The program draws Chinese captions and the digital screen's segments with these fonts.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dseg, fonts-noto-cjk")
+# The program draws Chinese captions and the digital screen's segments with these fonts;
+# a bench that keeps its records on a lab server needs the server's driver.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dseg, fonts-noto-cjk, libqt6sql6-psql")
 
 include(CPack)

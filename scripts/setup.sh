@@ -11,6 +11,7 @@ packages=(
   chromium chromium-driver python3-selenium # its test in a real browser
   fonts-dseg fonts-noto-cjk
   sqlite3 libsqlite3-dev poppler-utils xvfb xauth tzdata python3
+  postgresql libqt6sql6-psql libpq-dev # the lab server: its driver, libpq, and a real server for the tests
   dpkg-dev lintian appstream desktop-file-utils # `make package` and the checks of what it installs
 )
 

@@ -4,6 +4,7 @@
 #include <QCommandLineParser>
 
 #include "MonitorServer.h"
+#include "RecordStore.h"
 #include "ValueRules.h"
 
 namespace kvx {
@@ -29,10 +30,22 @@ Options:
                    tcp:192.168.0.60:5025             raw SCPI socket
   --start        Start a trace as soon as the windows are up, as if "Start"
                  had been pressed (unattended logging).
-  --list-records [--json]
+  --database TEXT
+                 Keep the records on a lab server for this run instead of the
+                 store chosen in the Setting dialog:
+                   postgresql://user@host:5432/database
+                 Any other text, or none, is KVX5130.mdb in the program folder.
+                 The password comes from ~/.pgpass or PGPASSWORD, never from
+                 the text.
+  --bench NAME   This bench's name for this run: saved records carry it and
+                 each bench has its own working trace on a lab server.
+                 Default: the Setting dialog's, else host name:program folder.
+  --list-records [--json] [--bench-filter NAME]
                  List the saved records (number, start and end time, sample
-                 count, units, description) and the working trace as record 0,
-                 as a table or as JSON, and exit. No display needed.
+                 count, units, bench, description) and the working trace as
+                 record 0, as a table or as JSON, and exit; with
+                 --bench-filter only the records that bench saved. No display
+                 needed.
   --export-record N [--pdf FILE] [--csv FILE] [--ndjson FILE]
                  Write record N's printed report (PDF), its samples as CSV
                  and/or as NDJSON (one JSON object per line) and exit,
@@ -49,6 +62,11 @@ Options:
                  (header X-Monitor-Token, or the page opened as
                  /?token=TOKEN) use Start, Stop and Save Rec; without it
                  the page is read-only.
+  --copy-records FROM TO
+                 Copy every record of the store FROM into the store TO (each a
+                 database file or a postgresql:// text) under new numbers, with
+                 its bench and meter, and exit; a record copied before is left
+                 out, so a second run adds nothing. Progress goes to stderr.
   --help         Show this text.
   --version      Show the program's version.
 
@@ -227,8 +245,13 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption json(QStringLiteral("json"));
     const QCommandLineOption http(QStringLiteral("http"), QString(), QStringLiteral("ADDRESS"));
     const QCommandLineOption httpToken(QStringLiteral("http-token"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption database(QStringLiteral("database"), QString(), QStringLiteral("TEXT"));
+    const QCommandLineOption bench(QStringLiteral("bench"), QString(), QStringLiteral("NAME"));
+    const QCommandLineOption benchFilter(QStringLiteral("bench-filter"), QString(), QStringLiteral("NAME"));
+    const QCommandLineOption copyRecords(QStringLiteral("copy-records"), QString(), QStringLiteral("FROM"));
     parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf,
-                       csv, ndjson, listRecords, json, http, httpToken});
+                       csv, ndjson, listRecords, json, http, httpToken, database, bench, benchFilter,
+                       copyRecords});
     letWindowSystemOptionsThrough(parser);
 
     AppOptions options;
@@ -236,8 +259,38 @@ AppOptions parseAppOptions(const QStringList& arguments) {
         options.error = parser.errorText();
         return options;
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        options.error = QStringLiteral("Unexpected argument: %1").arg(parser.positionalArguments().first());
+    QStringList positional = parser.positionalArguments();
+    if (parser.isSet(copyRecords)) {
+        options.copyFrom = parser.value(copyRecords).trimmed();
+        options.copyTo = positional.isEmpty() ? QString() : positional.takeFirst().trimmed();
+        if (options.copyFrom.isEmpty() || options.copyTo.isEmpty()) {
+            options.error = QStringLiteral("--copy-records needs the store to copy FROM and the one TO");
+            return options;
+        }
+    }
+    if (!positional.isEmpty()) {
+        options.error = QStringLiteral("Unexpected argument: %1").arg(positional.first());
+        return options;
+    }
+    options.database = parser.value(database).trimmed();
+    options.bench = parser.value(bench).trimmed();
+    options.benchFilter = parser.value(benchFilter).trimmed();
+    // A store text is checked here, so that one with a password in it is refused
+    // before it could reach a file or a log.
+    for (const QString& text : {options.database, options.copyFrom, options.copyTo}) {
+        StoreTarget target;
+        QString why;
+        if (!parseStoreText(text, QString(), &target, &why)) {
+            options.error = QStringLiteral("the store text is refused: %1").arg(why);
+            return options;
+        }
+    }
+    if (parser.isSet(bench) && options.bench.isEmpty()) {
+        options.error = QStringLiteral("--bench needs a name");
+        return options;
+    }
+    if (parser.isSet(benchFilter) && !parser.isSet(listRecords)) {
+        options.error = QStringLiteral("--bench-filter goes with --list-records");
         return options;
     }
     options.helpRequested = parser.isSet(help);

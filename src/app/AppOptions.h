@@ -22,6 +22,10 @@ struct AppOptions {
     bool json = false;            // --json: the list as JSON
     QString http;                 // --http [ADDR:]PORT: serve the monitor page (over the settings' address)
     QString httpToken;            // --http-token FILE: the token that lets the page use the keys
+    QString database;             // --database TEXT: record store for this run
+    QString bench;                // --bench NAME: this bench's name for this run
+    QString benchFilter;          // --bench-filter NAME: only that bench's records in the list
+    QString copyFrom, copyTo;     // --copy-records FROM TO: copy records between stores and exit
     bool helpRequested = false;
     bool versionRequested = false;
     QString error; // non-empty: the command line was refused
@@ -54,7 +58,8 @@ QString logUsageText();
 AppOptions parseAppOptions(const QStringList& arguments);
 // True when the command needs no window system: the record list and exports without a report.
 inline bool runsWithoutWindows(const AppOptions& options) {
-    return options.listRecords || (options.exportRecord >= 0 && options.pdfFile.isEmpty());
+    return options.listRecords || !options.copyFrom.isEmpty() ||
+           (options.exportRecord >= 0 && options.pdfFile.isEmpty());
 }
 QString appUsageText();
 

@@ -136,6 +136,8 @@ void prepareApplication(QApplication& app) {
 void applyOptionsToSession(const AppOptions& options) {
     session().programFolder = resolveProgramFolder(options.folder);
     session().linkOverride = options.link.trimmed();
+    session().databaseOverride = options.database;
+    session().benchOverride = options.bench;
 }
 
 bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
@@ -151,9 +153,11 @@ bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
 int runRecordCommand(const AppOptions& options) {
     applyOptionsToSession(options);
     QTextStream err(stderr);
+    if (!options.copyFrom.isEmpty())
+        return copyRecords(options.copyFrom, options.copyTo, err);
     if (options.listRecords) {
         QTextStream out(stdout);
-        return listRecords(options.json, out, err);
+        return listRecords(options.json, options.benchFilter, out, err);
     }
     return exportRecord(options.exportRecord, {options.pdfFile, options.csvFile, options.ndjsonFile}, err);
 }
@@ -168,7 +172,7 @@ int runApplication(QApplication& app, const AppOptions& options) {
         }
     }
     applyOptionsToSession(options);
-    if (options.exportRecord >= 0 || options.listRecords)
+    if (options.exportRecord >= 0 || options.listRecords || !options.copyFrom.isEmpty())
         return runRecordCommand(options);
 
     // Unattended means nobody clicks: no message box may hold up the trace.

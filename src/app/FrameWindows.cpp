@@ -1,6 +1,7 @@
 // The child windows of the frame, the settings dialog and the database they share.
 #include "FramePartsReal.h"
 
+#include "RecordOperations.h"
 #include "RecordStore.h"
 #include "Session.h"
 #include "TraceReport.h"
@@ -53,11 +54,12 @@ QWidget* createPanel() {
     return panel;
 }
 
-bool openRecordDatabase(const QString& path, QString* error) {
-    if (recordStore().open(path))
+bool openRecordDatabase(const QString&, QString* error) {
+    QString problem;
+    if (openSessionRecordStore(&problem))
         return true;
     if (error)
-        *error = recordStore().openMessage();
+        *error = problem;
     return false;
 }
 

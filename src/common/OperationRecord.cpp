@@ -29,8 +29,9 @@ const TextField kTextFields[] = {
     {&OperationRecord::gpibFlag, 840, 1, false},         {&OperationRecord::sFunction, 841, 10, false},
     {&OperationRecord::settingText1, 860, 6, false},     {&OperationRecord::settingText2, 866, 6, false},
     {&OperationRecord::serialDevice, 880, 255, true},    {&OperationRecord::gpibBackend, 1135, 255, true},
-    {&OperationRecord::lanFlag, 1390, 1, true},          {&OperationRecord::lanAddress, 1391, 255, true},
-    {&OperationRecord::monitorAddress, 1646, 40, true},
+    {&OperationRecord::lanFlag, 1390, 1, true},          {&OperationRecord::lanAddress, 1391, 215, true},
+    {&OperationRecord::monitorAddress, 1606, 40, true},
+    {&OperationRecord::databaseText, 1646, 40, true},    {&OperationRecord::benchName, 1686, 18, true},
 };
 
 const TextField* fieldOf(QString OperationRecord::*member) {
@@ -118,7 +119,8 @@ QByteArray OperationRecord::encode() const {
 
     const bool extensionRead = hasExtensionMagic(out);
     const bool hasExtension = extensionRead || !serialDevice.isEmpty() || !gpibBackend.isEmpty() ||
-                              !lanFlag.isEmpty() || !lanAddress.isEmpty() || !monitorAddress.isEmpty();
+                              !lanFlag.isEmpty() || !lanAddress.isEmpty() || !monitorAddress.isEmpty() ||
+                              !databaseText.isEmpty() || !benchName.isEmpty();
     if (hasExtension && !extensionRead) {
         out.replace(kExtensionMagicAt, 4, QByteArray(kExtensionMagic, 4));
         for (const TextField& field : kTextFields) {

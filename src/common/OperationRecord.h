@@ -32,9 +32,12 @@
 // 1135  255  gpibBackend        GPIB back-end connection text ("gpib:0", "prologix:/dev/ttyUSB1",
 //                               "prologix-tcp:host:port", "tcp:host:port"); blank: linux-gpib board 0
 // 1390    1  lanFlag            "1": the GPIB path runs over the LAN text below
-// 1391  255  lanAddress         "host:port" of a raw SCPI socket
-// 1646   40  monitorAddress     "[ADDR:]PORT" the monitor page is served on; blank: not served
-// 1686   18  (free)
+// 1391  215  lanAddress         "host:port" of a raw SCPI socket (the field ran to 1645 before
+//                               the monitor page took its last 40 bytes, which a "host:port" never reached)
+// 1606   40  monitorAddress     "[ADDR:]PORT" the monitor page is served on; blank: not served
+// 1646   40  databaseText       the record store: "postgresql://user@host:5432/db" for a lab
+//                               server (never with a password); blank: the SQLite file
+// 1686   18  benchName          this bench's name on the lab server; blank: host name and folder
 
 #include <QByteArray>
 #include <QDateTime>
@@ -68,8 +71,10 @@ struct OperationRecord {
     QString serialDevice; // 255
     QString gpibBackend;  // 255
     QString lanFlag;      // 1
-    QString lanAddress;   // 255
+    QString lanAddress;   // 215
     QString monitorAddress; // 40
+    QString databaseText; // 40
+    QString benchName;    // 18
 
     // Bytes as last read; changed fields are written over them.
     QByteArray raw = blankRecord();

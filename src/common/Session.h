@@ -29,6 +29,10 @@ struct Session {
 
     // Connection text given with --link; overrides the operation record's link.
     QString linkOverride;
+    // Record store and bench name given with --database and --bench; override the
+    // operation record's for this run.
+    QString databaseOverride;
+    QString benchOverride;
 
     QString pathInFolder(const QString& fileName) const;
 };

@@ -1,6 +1,7 @@
 #include "RecordKeys.h"
 
 #include <QButtonGroup>
+#include <QComboBox>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -44,7 +45,8 @@ QToolButton* makeSmallKey(QWidget* parent, const QString& name, const QString& c
 }
 
 // What the grid's headings mean; the headings themselves stay as the record list names them.
-const char* const kHeadingToolTips[] = {"Record number", "Start time", "End time", "Comment"};
+const char* const kHeadingToolTips[] = {"Record number", "Start time", "End time", "Comment",
+                                        "Bench that saved it"};
 
 QString countText(qint64 count, const QString& one, const QString& many) {
     return QLocale(QLocale::English).toString(count) + QLatin1Char(' ') + (count == 1 ? one : many);
@@ -57,6 +59,8 @@ QString listToolTip(const QString& line, const RecordListRow& row) {
         line + QStringLiteral("\nStart: ") + row.startTime + QStringLiteral("\nEnd: ") + row.endTime;
     if (!row.comment.isEmpty())
         text += QStringLiteral("\nComment: ") + row.comment;
+    if (!row.bench.isEmpty())
+        text += QStringLiteral("\nBench: ") + row.bench;
     // Kept as typed: a comment that looks like markup is not rendered as markup.
     return Qt::convertFromPlainText(text, Qt::WhiteSpacePre);
 }
@@ -121,6 +125,15 @@ void RecordKeys::buildRecordViews(QWidget* panel) {
         key->setCheckable(true);
         views->addButton(key);
     }
+    m_benchFilter = new QComboBox(m_statusRow);
+    m_benchFilter->setObjectName(QStringLiteral("cboBenchFilter"));
+    m_benchFilter->setToolTip(QStringLiteral("Show the records of every bench or of one"));
+    m_benchFilter->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_benchFilter->setMinimumContentsLength(8);
+    m_benchFilter->setFixedHeight(m_showList->sizeHint().height());
+    m_benchFilter->hide();
+    connect(m_benchFilter, &QComboBox::textActivated, this, &RecordKeys::showBench);
+    row->addWidget(m_benchFilter);
     row->addWidget(m_showList);
     row->addWidget(m_showGrid);
     row->addWidget(m_close);
@@ -138,9 +151,9 @@ void RecordKeys::buildRecordViews(QWidget* panel) {
     m_recordList->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_views->addWidget(m_recordList);
 
-    m_recordGrid = new QTableWidget(0, 4, m_views);
+    const QStringList headings = RecordOperations::recordListHeadings() << QStringLiteral("Bench");
+    m_recordGrid = new QTableWidget(0, int(headings.size()), m_views);
     m_recordGrid->setObjectName(QStringLiteral("grdRecList"));
-    const QStringList headings = RecordOperations::recordListHeadings();
     for (int column = 0; column < headings.size(); ++column) {
         auto* heading = new QTableWidgetItem(headings[column]);
         heading->setToolTip(QLatin1String(kHeadingToolTips[column]));
@@ -205,17 +218,39 @@ void RecordKeys::clearTrace() {
 }
 
 void RecordKeys::listRecords() {
-    const std::optional<std::vector<RecordListRow>> rows = m_operations.listRecords();
+    std::optional<std::vector<RecordListRow>> rows = m_operations.listRecords();
     if (!rows)
         return;
-    fillList(*rows);
-    fillGrid(*rows);
-    setStatus(rows->empty() ? QStringLiteral("No saved records")
-                            : countText(static_cast<qint64>(rows->size()), QStringLiteral("saved record"),
-                                        QStringLiteral("saved records")));
+    m_rows = std::move(*rows);
+    const QString chosen = m_benchFilter->currentIndex() > 0 ? m_benchFilter->currentText() : QString();
+    QStringList benches;
+    for (const RecordListRow& row : m_rows) {
+        if (!row.bench.isEmpty() && !benches.contains(row.bench))
+            benches << row.bench;
+    }
+    benches.sort();
+    m_benchFilter->clear();
+    m_benchFilter->addItem(QStringLiteral("All benches"));
+    m_benchFilter->addItems(benches);
+    m_benchFilter->setCurrentIndex(std::max(0, int(m_benchFilter->findText(chosen))));
+    showBench(m_benchFilter->currentText());
     m_listShown = m_gridShown = true;
     m_views->setCurrentWidget(m_recordList);
     updateViews();
+}
+
+void RecordKeys::showBench(const QString& bench) {
+    const bool all = m_benchFilter->currentIndex() <= 0;
+    std::vector<RecordListRow> rows;
+    for (const RecordListRow& row : m_rows) {
+        if (all || row.bench == bench)
+            rows.push_back(row);
+    }
+    fillList(rows);
+    fillGrid(rows);
+    setStatus(rows.empty() ? QStringLiteral("No saved records")
+                           : countText(static_cast<qint64>(rows.size()), QStringLiteral("saved record"),
+                                       QStringLiteral("saved records")));
 }
 
 void RecordKeys::fillList(const std::vector<RecordListRow>& rows) {
@@ -237,7 +272,7 @@ void RecordKeys::fillGrid(const std::vector<RecordListRow>& rows) {
     m_recordGrid->setRowCount(static_cast<int>(rows.size()));
     int gridRow = 0;
     for (const RecordListRow& row : rows) {
-        const QStringList cells{row.recNo, row.startTime, row.endTime, row.comment};
+        const QStringList cells{row.recNo, row.startTime, row.endTime, row.comment, row.bench};
         for (int column = 0; column < cells.size(); ++column)
             m_recordGrid->setItem(gridRow, column, gridItem(cells[column]));
         m_recordGrid->item(gridRow, 3)->setToolTip(row.comment);
@@ -271,6 +306,8 @@ void RecordKeys::updateViews() {
     m_views->setVisible(browsing);
     for (QToolButton* key : {m_showList, m_showGrid, m_close})
         key->setVisible(browsing);
+    // The panel is small: the bench list shows only when there are benches to choose from.
+    m_benchFilter->setVisible(browsing && m_benchFilter->count() > 2);
     m_showList->setEnabled(m_listShown);
     m_showGrid->setEnabled(m_gridShown);
     m_showList->setChecked(m_views->currentWidget() == m_recordList);

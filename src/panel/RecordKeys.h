@@ -12,6 +12,7 @@
 
 #include <QObject>
 
+class QComboBox;
 class QLabel;
 class QListWidget;
 class QPushButton;
@@ -56,6 +57,7 @@ private:
     void showView(QWidget* view);
     void updateViews();
     void setStatus(const QString& text);
+    void showBench(const QString& bench);
     void reportWorkingTrace(const QString& verb);
 
     RecordOperations m_operations;
@@ -70,6 +72,9 @@ private:
     QStackedWidget* m_views = nullptr;
     QListWidget* m_recordList = nullptr;
     QTableWidget* m_recordGrid = nullptr;
+    // Every bench's records, or only those of the bench chosen here.
+    QComboBox* m_benchFilter = nullptr;
+    std::vector<RecordListRow> m_rows;
     // Whether the list and the grid are shown; each hides after a record is loaded from it.
     bool m_listShown = false;
     bool m_gridShown = false;

@@ -7,6 +7,7 @@
 #include "frmKVX5130.h"
 
 #include "OperationRecord.h"
+#include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
 #include "StatusReports.h"
@@ -278,6 +279,10 @@ void frmKVX5130::beginTrace() {
     if (GraphRecord* graph = forms().graph)
         graph->setLiveTrace(true);
     workingTrace().begin(clock().now());
+    // Records saved from this trace name the meter that took it.
+    meterThread().call<QString>(
+        this, [](clsKVX5310& meter) { return meter.IDN(); },
+        [](QString identity) { recordStore().setMeterIdentity(identity.trimmed()); });
 }
 
 void frmKVX5130::stopTrace() {

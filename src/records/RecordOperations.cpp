@@ -32,7 +32,44 @@ int sampleStyleIndex(const QString& recStyle) {
     return -1; // neither option
 }
 
+// The settings as the operation file holds them: the store is opened before the
+// front panel reads the file into the session.
+OperationRecord savedSettings() {
+    OperationRecord saved = session().operation;
+    if (saved.databaseText.isEmpty() && saved.benchName.isEmpty())
+        OperationFile::load(session().pathInFolder(QString::fromLatin1(kOperationFile)), saved);
+    return saved;
+}
+
 } // namespace
+
+QString sessionDatabaseText() {
+    const QString given = session().databaseOverride.trimmed();
+    return given.isEmpty() ? savedSettings().databaseText.trimmed() : given;
+}
+
+QString sessionBenchName() {
+    QString name = session().benchOverride.trimmed();
+    if (name.isEmpty())
+        name = savedSettings().benchName.trimmed();
+    return name.isEmpty() ? defaultBenchName(session().programFolder) : name;
+}
+
+bool openSessionRecordStore(QString* error) {
+    const QString file = session().pathInFolder(QString::fromLatin1(kDatabaseFile));
+    QString text = sessionDatabaseText();
+    // Only a server text names another store; anything else is the program folder's file.
+    if (!text.startsWith(QLatin1String("postgres")))
+        text.clear();
+    StoreTarget target;
+    if (!parseStoreText(text, file, &target, error))
+        return false;
+    recordStore().setBench(sessionBenchName());
+    if (recordStore().open(target))
+        return true;
+    *error = recordStore().openMessage();
+    return false;
+}
 
 RecordHeader RecordOperations::workingHeader() {
     RecordHeader header;
@@ -90,22 +127,18 @@ bool RecordOperations::updateRecord(const QString& recNo) {
 }
 
 bool RecordOperations::saveNewRecord() {
-    const std::optional<QString> next = recordStore().nextRecordNumber();
-    if (!next) {
-        showSaveError();
-        return false;
-    }
-    setFieldText(RecordField::Recno, *next);
-    const RecordHeader header = workingHeader();
-    if (!recordStore().insertHeader(header)) {
-        // No record has this number: keeping it would make the next save an update
-        // of nothing, and a later trace would be filed under the same number.
+    // The number is taken and the header written in one step, so that benches saving
+    // at the same moment on one server never get the same number.
+    const std::optional<QString> recNo = recordStore().insertNewHeader(workingHeader());
+    if (!recNo) {
+        // No record has a number for this trace: the next save is a new record again.
         setFieldText(RecordField::Recno, QString());
         showSaveError();
         return false;
     }
     // With the header written, the number stays: saving again updates this record.
-    if (!recordStore().copyTraceToRecord(header.recNo)) {
+    setFieldText(RecordField::Recno, *recNo);
+    if (!recordStore().copyTraceToRecord(*recNo)) {
         showSaveError();
         return false;
     }

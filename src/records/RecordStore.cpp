@@ -3,6 +3,7 @@
 #include "SampleWriter.h"
 #include "ValueRules.h"
 
+#include <QCryptographicHash>
 #include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
@@ -12,8 +13,11 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
-#include <sqlite3.h>
-
+#include <QSysInfo>
+#include <QUrl>
+#include <QUrlQuery>
+#include <QUuid>
+#include <libpq-fe.h>
 #include <sqlite3.h>
 
 namespace kvx {
@@ -152,17 +156,23 @@ QString selectedColumnName(const QString& item) {
 
 } // namespace
 
-QString toSqlite(const QString& formatStatement) {
-    // "delete * from t": the dialect allows the star; SQLite knows "delete from t".
+QString toDialect(const QString& formatStatement, Dialect dialect) {
+    // "delete * from t": the dialect allows the star; both engines know "delete from t".
     static const QRegularExpression deleteStar(QStringLiteral(R"(^(\s*delete)\s+\*\s+(from\s))"),
                                                QRegularExpression::CaseInsensitiveOption);
     // "insert into t select a, b from ...": the dialect fills the columns of t named
     // like the selected ones, so a six-column select leaves the rest of the row null.
-    // SQLite fills by position and wants every column, so the selected names are
+    // The engines fill by position and want every column, so the selected names are
     // turned into the explicit column list the dialect implies.
     static const QRegularExpression insertSelect(
         QStringLiteral(R"(^(\s*insert\s+into\s+\w+)\s+(select\s+)(.*?)(\s+from\s.*)$)"),
         QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
+    // The server quotes a heading with double quotes, not brackets.
+    static const QRegularExpression bracketed(QStringLiteral(R"(\[([^\]]*)\])"));
+    // A value selected from a "?" has no type on the server, which then takes it for
+    // text; the record number column is a number there.
+    static const QRegularExpression selectedNumber(QStringLiteral(R"(\?(\s+as\s+recno\b))"),
+                                                   QRegularExpression::CaseInsensitiveOption);
 
     QString sql = formatStatement;
     sql.replace(deleteStar, QStringLiteral("\\1 \\2"));
@@ -176,6 +186,10 @@ QString toSqlite(const QString& formatStatement) {
         sql = m.captured(1) + " (" + columns.join(QLatin1Char(',')) + ") " + m.captured(2) + m.captured(3) +
               m.captured(4);
     }
+    if (dialect == Dialect::Postgres) {
+        sql.replace(bracketed, QStringLiteral("\"\\1\""));
+        sql.replace(selectedNumber, QStringLiteral("cast(? as bigint)\\1"));
+    }
     return sql;
 }
 
@@ -188,7 +202,7 @@ namespace {
 // not answer.
 const char* const kSchema[] = {
     "create table if not exists datamain (RecNo INTEGER, StartTime TEXT, EndTime TEXT, Comment TEXT, "
-    "PUnit TEXT, SUnit TEXT, RecStyle TEXT)",
+    "PUnit TEXT, SUnit TEXT, RecStyle TEXT, Bench TEXT, Meter TEXT, Origin TEXT)",
     "create table if not exists datadetail (recno INTEGER, SeqNo INTEGER, RecTime TEXT, PVal TEXT, SVal "
     "TEXT, "
     "Reason TEXT, Comment TEXT, TimeTick INTEGER, DiffLastTime INTEGER, NoReply INTEGER NOT NULL DEFAULT 0)",
@@ -198,21 +212,49 @@ const char* const kSchema[] = {
     "create index if not exists datatemp_seqno on datatemp (SeqNo)",
 };
 
-// The columns each record table must have, and the one a file made before it
-// existed is given at open.
+// The lab server's tables. The shared ones are in the public schema; `datatemp` is
+// made in the bench's own schema (%1), which the connection searches first. A record
+// number is unique there, which also lets the record list group by it alone; the
+// working trace gets the row numbers SQLite gives every table.
+const char* const kServerSchema[] = {
+    "create table if not exists public.datamain (RecNo bigint primary key, StartTime text, EndTime text, "
+    "Comment text, PUnit text, SUnit text, RecStyle text, Bench text, Meter text, Origin text unique)",
+    "create table if not exists public.datadetail (recno bigint, SeqNo bigint, RecTime text, PVal text, "
+    "SVal text, Reason text, Comment text, TimeTick bigint, DiffLastTime bigint, "
+    "NoReply integer not null default 0)",
+    "create index if not exists datadetail_recno on public.datadetail (recno)",
+    "create index if not exists datamain_bench on public.datamain (Bench)",
+    "create schema if not exists %1",
+    "create table if not exists %1.datatemp (rowid bigint generated always as identity, SeqNo bigint, "
+    "RecTime text, PVal text, SVal text, Reason text, Comment text, TimeTick bigint, DiffLastTime bigint, "
+    "NoReply integer not null default 0)",
+    "create index if not exists datatemp_seqno on %1.datatemp (SeqNo)",
+};
+
+// The columns each record table must have, and those this program added later,
+// which a file made before them is given at open.
+struct AddedColumn {
+    const char* name;
+    const char* type;
+};
 struct RecordTable {
     const char* name;
     std::vector<const char*> columns;
-    bool hasNoReply;
+    std::vector<AddedColumn> added;
 };
+const AddedColumn kNoReply{"NoReply", "INTEGER NOT NULL DEFAULT 0"};
 const RecordTable kRecordTables[] = {
-    {"datamain", {"RecNo", "StartTime", "EndTime", "Comment", "PUnit", "SUnit", "RecStyle"}, false},
+    {"datamain",
+     {"RecNo", "StartTime", "EndTime", "Comment", "PUnit", "SUnit", "RecStyle"},
+     {{"Bench", "TEXT"}, {"Meter", "TEXT"}, {"Origin", "TEXT"}}},
     {"datadetail",
      {"recno", "SeqNo", "RecTime", "PVal", "SVal", "Reason", "Comment", "TimeTick", "DiffLastTime"},
-     true},
-    {"datatemp", {"SeqNo", "RecTime", "PVal", "SVal", "Reason", "Comment", "TimeTick", "DiffLastTime"}, true},
+     {kNoReply}},
+    {"datatemp",
+     {"SeqNo", "RecTime", "PVal", "SVal", "Reason", "Comment", "TimeTick", "DiffLastTime"},
+     {kNoReply}},
 };
-const char* const kNoReplyColumn = "NoReply";
+const char* const kNoReplyColumn = kNoReply.name;
 
 // How long a statement waits for another program's lock before it fails. Short,
 // because the polling cycle stores a sample every second on the UI thread.
@@ -281,11 +323,10 @@ QSet<QString> lowerCaseNames(QSqlQuery& query, int column) {
 }
 
 // What a file's tables say about it: why it cannot be a record database, or the
-// record tables that lack the NoReply column. Only reads, so a refused file keeps
-// every byte.
+// columns added since it was made. Only reads, so a refused file keeps every byte.
 struct SchemaCheck {
     QString problem;
-    QStringList tablesWithoutNoReply;
+    QStringList missingColumns; // "table column type"
 };
 
 SchemaCheck checkSchema(QSqlDatabase& db) {
@@ -309,23 +350,27 @@ SchemaCheck checkSchema(QSqlDatabase& db) {
                             .arg(name, QLatin1String(column)),
                         {}};
         }
-        if (table.hasNoReply && !columns.contains(QString::fromLatin1(kNoReplyColumn).toLower()))
-            check.tablesWithoutNoReply << name;
+        for (const AddedColumn& column : table.added) {
+            if (!columns.contains(QString::fromLatin1(column.name).toLower()))
+                check.missingColumns << QStringLiteral("%1 %2 %3")
+                                            .arg(name, QLatin1String(column.name),
+                                                 QLatin1String(column.type));
+        }
     }
     return check;
 }
 
-// A file made before the NoReply column existed: the column is added, every row
-// kept and unmarked, in one transaction.
-QString addNoReplyColumn(QSqlDatabase& db, const QStringList& tables) {
-    if (tables.isEmpty())
+// A file made before some columns existed: they are added, every row kept (and
+// unmarked), in one transaction.
+QString addMissingColumns(QSqlDatabase& db, const QStringList& columns) {
+    if (columns.isEmpty())
         return QString();
     QSqlQuery query(db);
     if (!db.transaction())
         return db.lastError().databaseText();
-    for (const QString& table : tables) {
-        if (!query.exec(QStringLiteral("alter table %1 add column %2 INTEGER NOT NULL DEFAULT 0")
-                            .arg(table, QLatin1String(kNoReplyColumn)))) {
+    for (const QString& column : columns) {
+        if (!query.exec(QStringLiteral("alter table %1 add column %2")
+                            .arg(column.section(' ', 0, 0), column.section(' ', 1)))) {
             const QString problem = query.lastError().databaseText();
             query.finish();
             db.rollback();
@@ -350,12 +395,12 @@ QString prepareDatabase(QSqlDatabase& db) {
         return query.lastError().databaseText() + QStringLiteral(" (is it a record database?)");
     if (!query.exec(QStringLiteral("PRAGMA synchronous=NORMAL")))
         return query.lastError().databaseText();
+    if (const QString problem = addMissingColumns(db, schema.missingColumns); !problem.isEmpty())
+        return problem;
     for (const char* statement : kSchema) {
         if (!query.exec(QString::fromLatin1(statement)))
             return query.lastError().databaseText();
     }
-    if (const QString problem = addNoReplyColumn(db, schema.tablesWithoutNoReply); !problem.isEmpty())
-        return problem;
     // A program that holds the write lock would make every stored sample fail: find out now.
     if (!query.exec(QStringLiteral("begin immediate")))
         return query.lastError().databaseText() + QStringLiteral(" (is another program using it?)");
@@ -363,44 +408,177 @@ QString prepareDatabase(QSqlDatabase& db) {
     return QString();
 }
 
+// The schema that holds a bench's working trace on the server: a name made from the
+// bench's, which may hold any character.
+QString benchSchema(const QString& bench) {
+    return QStringLiteral("kvx_bench_") +
+           QString::fromLatin1(
+               QCryptographicHash::hash(bench.toUtf8(), QCryptographicHash::Sha1).toHex().left(16));
+}
+
+// Every statement of a server connection finds the bench's `datatemp` first.
+QString startServerSession(QSqlDatabase& db, const QString& bench) {
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("set search_path to %1, public").arg(benchSchema(bench))))
+        return query.lastError().databaseText();
+    return QString();
+}
+
+// Makes the server's tables when they are missing. Benches opening at the same moment
+// take turns, since the server's catalogue does not let two make one table at once.
+QString prepareServer(QSqlDatabase& db, const QString& bench) {
+    QSqlQuery query(db);
+    if (!db.transaction())
+        return db.lastError().databaseText();
+    bool done = query.exec(QStringLiteral("select pg_advisory_xact_lock(5130)"));
+    for (const char* statement : kServerSchema) {
+        if (!done)
+            break;
+        done = query.exec(QString::fromLatin1(statement).replace(QLatin1String("%1"), benchSchema(bench)));
+    }
+    const QString problem = done ? QString() : query.lastError().databaseText();
+    query.finish();
+    if (!done) {
+        db.rollback();
+        return problem;
+    }
+    if (!db.commit())
+        return db.lastError().databaseText();
+    return startServerSession(db, bench);
+}
+
+// The engine's own handle of a server connection (the Qt driver sits on libpq).
+PGconn* serverHandle(const QSqlDatabase& db) {
+    const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
+    // The name the type is known by depends on how Qt learnt it: the typedef or the struct.
+    if (!handle.isValid() ||
+        (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0))
+        return nullptr;
+    return *static_cast<PGconn* const*>(handle.constData());
+}
+
 } // namespace
 
-bool RecordStore::open(const QString& filePath) {
-    close();
-    m_filePath = filePath;
-    m_openMessage.clear();
-    m_lastError = {};
+QString StoreTarget::displayName() const {
+    if (!server)
+        return filePath;
+    QString text = QStringLiteral("postgresql://");
+    if (!user.isEmpty())
+        text += user + QLatin1Char('@');
+    text += host + QStringLiteral(":%1/").arg(port) + database;
+    return text;
+}
 
-    const QFileInfo info(filePath);
-    if (info.exists() && !info.isFile())
-        return failOpen(QStringLiteral("it is not a file."));
-    if (info.exists() && !info.isWritable())
-        return failOpen(QStringLiteral("the file is read-only."));
-
-    QString problem;
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-        db.setDatabaseName(filePath);
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
-        problem = db.open() ? prepareDatabase(db) : db.lastError().text();
+bool parseStoreText(const QString& text, const QString& defaultFile, StoreTarget* target, QString* error) {
+    *target = StoreTarget{};
+    const QString trimmed = text.trimmed();
+    if (!trimmed.startsWith(QLatin1String("postgresql://")) &&
+        !trimmed.startsWith(QLatin1String("postgres://"))) {
+        target->filePath = trimmed.isEmpty() ? defaultFile : trimmed;
+        return true;
     }
-    if (!problem.isEmpty())
-        return failOpen(problem);
-    // An in-memory table (a report's) is private to this connection: no writer.
-    if (filePath != QLatin1String(":memory:"))
-        m_writer = std::make_unique<SampleWriter>(filePath, m_connectionName);
+    const QUrl url(trimmed, QUrl::StrictMode);
+    const QUrlQuery query(url);
+    const bool password = !url.password().isEmpty() || query.hasQueryItem(QStringLiteral("password"));
+    if (!url.isValid() || password || url.path().size() < 2) {
+        *error = password ? QStringLiteral("a password does not go into the connection text: put it in "
+                                           "~/.pgpass or PGPASSWORD")
+                          : QStringLiteral("the text does not name a database: postgresql://user@host:5432/"
+                                           "database");
+        return false;
+    }
+    target->server = true;
+    target->host = url.host();
+    target->user = url.userName();
+    target->port = url.port(5432);
+    target->database = url.path().mid(1);
+    QStringList options;
+    for (const auto& [key, value] : query.queryItems(QUrl::FullyDecoded))
+        options << key + QLatin1Char('=') + value;
+    target->options = options.join(QLatin1Char(' '));
     return true;
 }
 
-bool RecordStore::openForReading(const QString& filePath) {
+QString defaultBenchName(const QString& programFolder) {
+    return QSysInfo::machineHostName() + QLatin1Char(':') + programFolder;
+}
+
+QString openStoreConnection(const QString& connectionName, const StoreTarget& target, const QString& bench,
+                            StoreRole role) {
+    if (!QSqlDatabase::contains(connectionName)) {
+        QSqlDatabase db = QSqlDatabase::addDatabase(
+            target.server ? QStringLiteral("QPSQL") : QStringLiteral("QSQLITE"), connectionName);
+        if (!db.isValid())
+            return db.lastError().text();
+        if (target.server) {
+            db.setHostName(target.host);
+            db.setPort(target.port);
+            db.setUserName(target.user);
+            db.setDatabaseName(target.database);
+            // A server that is not there is known in seconds, not minutes.
+            // Notices ("the table is there already") are not for the operator.
+            db.setConnectOptions(QStringLiteral("connect_timeout=5 application_name=kvx5130 "
+                                                "options='-c client_min_messages=warning' ") +
+                                 target.options);
+        } else {
+            db.setDatabaseName(target.filePath);
+            // A moment's lock (another connection saving a record) is waited out inside
+            // SQLite; the writer waits out a longer one by trying again.
+            db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1")
+                                     .arg(role == StoreRole::Writer ? 100 : kBusyTimeoutMs));
+        }
+    }
+    QSqlDatabase db = QSqlDatabase::database(connectionName, false);
+    db.close();
+    if (!db.open())
+        return db.lastError().text().trimmed();
+    if (target.server)
+        return role == StoreRole::Main ? prepareServer(db, bench) : startServerSession(db, bench);
+    if (role == StoreRole::Writer)
+        QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
+    return role == StoreRole::Main ? prepareDatabase(db) : QString();
+}
+
+bool RecordStore::open(const QString& filePath) {
+    StoreTarget target;
+    target.filePath = filePath;
+    return open(target);
+}
+
+bool RecordStore::open(const StoreTarget& target) {
     close();
-    m_filePath = filePath;
+    m_target = target;
+    m_filePath = target.displayName();
     m_openMessage.clear();
     m_lastError = {};
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-    db.setDatabaseName(filePath);
-    db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
-    return db.open() || failOpen(db.lastError().text());
+    if (m_bench.isEmpty())
+        m_bench = QStringLiteral("bench");
+
+    if (!target.server) {
+        const QFileInfo info(target.filePath);
+        if (info.exists() && !info.isFile())
+            return failOpen(QStringLiteral("it is not a file."));
+        if (info.exists() && !info.isWritable())
+            return failOpen(QStringLiteral("the file is read-only."));
+    }
+    const QString problem = openStoreConnection(m_connectionName, target, m_bench, StoreRole::Main);
+    if (!problem.isEmpty())
+        return failOpen(problem);
+    // An in-memory table (a report's) is private to this connection: no writer.
+    if (target.server || target.filePath != QLatin1String(":memory:"))
+        m_writer = std::make_unique<SampleWriter>(target, m_bench, m_connectionName);
+    return true;
+}
+
+bool RecordStore::openForReading(const StoreTarget& target, const QString& bench) {
+    close();
+    m_target = target;
+    m_bench = bench;
+    m_filePath = target.displayName();
+    m_openMessage.clear();
+    m_lastError = {};
+    const QString problem = openStoreConnection(m_connectionName, target, bench, StoreRole::Reader);
+    return problem.isEmpty() || failOpen(problem);
 }
 
 bool RecordStore::fail(const QString& number, const QString& description) {
@@ -423,17 +601,30 @@ bool RecordStore::run(QSqlQuery& query, const Statement& statement, Queued queue
     }
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-    if (queued == Queued::Settle && !settleWriter())
+    if (queued == Queued::Settle && !m_numbering && !settleWriter())
         return false;
     query.setForwardOnly(true);
-    if (!query.prepare(toSqlite(statement.text)))
-        return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
-    for (const QVariant& value : statement.values)
-        query.addBindValue(value);
-    if (!query.exec())
+    const auto attempt = [&] {
+        if (!query.prepare(toDialect(statement.text, dialect())))
+            return false;
+        for (const QVariant& value : statement.values)
+            query.addBindValue(value);
+        return query.exec();
+    };
+    if (!attempt() && !(reconnectIfBroken() && attempt()))
         return fail(query.lastError().nativeErrorCode(), query.lastError().databaseText());
     m_lastError = {};
     return true;
+}
+
+bool RecordStore::reconnectIfBroken() {
+    if (!m_target.server)
+        return false;
+    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+    const PGconn* handle = serverHandle(db);
+    if (handle && PQstatus(handle) == CONNECTION_OK && PQtransactionStatus(handle) != PQTRANS_UNKNOWN)
+        return false; // the statement failed, not the connection
+    return openStoreConnection(m_connectionName, m_target, m_bench, StoreRole::Reader).isEmpty();
 }
 
 bool RecordStore::execute(const Statement& statement) {
@@ -469,6 +660,79 @@ bool RecordStore::insertHeader(const RecordHeader& h) {
     return execute(statements::S3(h.recNo, h.startTime, h.endTime, h.comment, h.pUnit, h.sUnit, h.recStyle));
 }
 
+namespace {
+
+// SQLite's write lock, for as long as a save takes: other savers may hold it for a
+// moment each, and a save waits its turn longer than a statement does.
+bool lockFile(QSqlDatabase& db, QSqlQuery& lock) {
+    QSqlQuery(db).exec(QStringLiteral("pragma busy_timeout = %1").arg(kSettleWaitMs));
+    const bool locked = lock.exec(QStringLiteral("begin immediate"));
+    QSqlQuery(db).exec(QStringLiteral("pragma busy_timeout = %1").arg(kBusyTimeoutMs));
+    return locked;
+}
+
+} // namespace
+
+std::optional<QString> RecordStore::insertNewHeader(RecordHeader header, const QString& origin,
+                                                    const std::function<bool(const QString&)>& beforeCommit) {
+    if (!isOpen()) {
+        fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+        return std::nullopt;
+    }
+    // Queued samples go first: while the lock below is held the writer cannot write.
+    if (!settleWriter())
+        return std::nullopt;
+    const struct Numbering {
+        bool& flag;
+        explicit Numbering(bool& f) : flag(f) { flag = true; }
+        ~Numbering() { flag = false; }
+    } numbering(m_numbering);
+    // No other saver may read the same highest number between S2 and S3: SQLite
+    // takes the write lock at the start, the server locks the header table (readers
+    // go on) until the commit.
+    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+    QSqlQuery lock(db);
+    const bool locked = m_target.server
+                            ? (db.transaction() || (reconnectIfBroken() && db.transaction())) &&
+                                  lock.exec(QStringLiteral("lock table datamain in share row exclusive mode"))
+                            : lockFile(db, lock);
+    const auto rollBack = [&](const QSqlError& error) -> std::optional<QString> {
+        QSqlQuery(db).exec(QStringLiteral("rollback"));
+        if (error.isValid())
+            fail(error.nativeErrorCode(), error.databaseText());
+        return std::nullopt;
+    };
+    if (!locked)
+        return rollBack(lock.lastError().isValid() ? lock.lastError() : db.lastError());
+    const std::optional<QString> next = nextRecordNumber();
+    if (!next)
+        return rollBack(QSqlError());
+    header.recNo = *next;
+    QSqlQuery query(db);
+    const Statement origins{QStringLiteral("update datamain set Bench=?, Meter=?, Origin=? where recno=?"),
+                            {boundText(m_bench), boundText(m_meter),
+                             origin.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : origin,
+                             header.recNo}};
+    if (!insertHeader(header) || !run(query, origins, Queued::Ignore) ||
+        (beforeCommit && !beforeCommit(header.recNo)))
+        return rollBack(QSqlError());
+    query.finish();
+    if (!QSqlQuery(db).exec(QStringLiteral("commit")))
+        return rollBack(db.lastError());
+    return header.recNo;
+}
+
+std::optional<QStringList> RecordStore::recordOrigins() {
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    if (!run(query, {QStringLiteral("select Origin from datamain where Origin is not null"), {}},
+             Queued::Ignore))
+        return std::nullopt;
+    QStringList origins;
+    while (query.next())
+        origins << query.value(0).toString();
+    return origins;
+}
+
 bool RecordStore::copyTraceToRecord(const QString& recNo) {
     return execute(statements::S4(recNo));
 }
@@ -494,15 +758,28 @@ QStringList RecordStore::recordListHeadings() {
     return headings;
 }
 
-std::optional<std::vector<RecordListRow>> RecordStore::listRecords() {
+std::optional<std::vector<RecordListRow>> RecordStore::listRecords(const QString& bench) {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     if (!run(query, statements::S8()))
         return std::nullopt;
     std::vector<RecordListRow> rows;
     while (query.next())
-        rows.push_back(
-            {textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3))});
-    return rows;
+        rows.push_back({textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
+                        textOf(query.value(3)), QString()});
+    // The bench of each record, beside the list's own statement.
+    QSqlQuery benches(QSqlDatabase::database(m_connectionName, false));
+    if (!run(benches, {QStringLiteral("select RecNo, Bench from datamain"), {}}, Queued::Ignore))
+        return std::nullopt;
+    QHash<QString, QString> benchOf;
+    while (benches.next())
+        benchOf.insert(textOf(benches.value(0)), textOf(benches.value(1)));
+    std::vector<RecordListRow> kept;
+    for (RecordListRow& row : rows) {
+        row.bench = benchOf.value(row.recNo);
+        if (bench.isEmpty() || row.bench == bench)
+            kept.push_back(std::move(row));
+    }
+    return kept;
 }
 
 std::optional<std::optional<RecordHeader>> RecordStore::readHeader(const QString& recNo) {
@@ -818,6 +1095,13 @@ bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qin
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (!settleWriter())
         return false;
+    if (m_target.server)
+        return streamSamplesOfServer(QString(), [&](const StoredSample& s) {
+            values->push_back(parseLeadingNumber(std::string_view(s.pVal.data(), size_t(s.pVal.size()))));
+            if (s.noReply)
+                noReplyRows->push_back(qint32(values->size() - 1));
+            return true;
+        });
     // Read through the SQLite library under the driver's own connection: the graph
     // rebuilds from a million rows, and each row's text is parsed from the bytes as
     // they are, without a QVariant and a UTF-16 copy of it.
@@ -851,6 +1135,31 @@ namespace kvx {
 
 namespace {
 
+// What an export reads: the working trace, or a saved record with its number bound
+// the way SQLite and the server mark it.
+const char* const kStreamSelects[] = {
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datatemp "
+    "order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = ? order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = $1 order by SeqNo asc",
+};
+
+// A row of one of those selects, from the engine's texts (`text`) and nullable numbers (`time`).
+template <class Text, class Time>
+void fillStoredSample(StoredSample* row, const Text& text, const Time& time) {
+    row->seqNo = text(0).toLongLong();
+    row->recTime = text(1);
+    row->pVal = text(2);
+    row->sVal = text(3);
+    row->reason = text(4);
+    row->comment = text(5);
+    row->timeTick = time(6);
+    row->diffLastTime = time(7);
+    row->noReply = text(8) != "0";
+}
+
 QByteArrayView columnBytes(sqlite3_stmt* statement, int column) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
     return text ? QByteArrayView(text, sqlite3_column_bytes(statement, column)) : QByteArrayView("", 0);
@@ -869,15 +1178,12 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (recNo.isEmpty() && !settleWriter())
         return false;
+    if (m_target.server)
+        return streamSamplesOfServer(recNo, each);
     sqlite3* db = engineHandle(m_connectionName);
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
-    const char* const text =
-        recNo.isEmpty()
-            ? "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-              "from datatemp order by SeqNo asc"
-            : "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-              "from datadetail where recno = ? order by SeqNo asc";
+    const char* const text = kStreamSelects[recNo.isEmpty() ? 0 : 1];
     sqlite3_stmt* statement = nullptr;
     const auto engineFailure = [&](int code) {
         sqlite3_finalize(statement);
@@ -898,15 +1204,9 @@ bool RecordStore::finishStream(sqlite3* db, sqlite3_stmt* statement,
     StoredSample row;
     int code = SQLITE_OK;
     while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
-        row.seqNo = sqlite3_column_int64(statement, 0);
-        row.recTime = columnBytes(statement, 1);
-        row.pVal = columnBytes(statement, 2);
-        row.sVal = columnBytes(statement, 3);
-        row.reason = columnBytes(statement, 4);
-        row.comment = columnBytes(statement, 5);
-        row.timeTick = columnTime(statement, 6);
-        row.diffLastTime = columnTime(statement, 7);
-        row.noReply = sqlite3_column_int(statement, 8) != 0;
+        fillStoredSample(
+            &row, [&](int column) { return columnBytes(statement, column); },
+            [&](int column) { return columnTime(statement, column); });
         if (!each(row)) {
             sqlite3_finalize(statement);
             m_lastError = {};
@@ -940,21 +1240,170 @@ bool RecordStore::streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
     return finishStream(db, statement, each);
 }
 
-std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords() {
+std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QString& bench) {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    const Statement summaries{
-        QStringLiteral("select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno) "
-                       "from datamain m left join datadetail d on d.recno = m.RecNo "
-                       "group by m.RecNo order by m.RecNo asc"),
+    Statement summaries{
+        QStringLiteral("select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno), "
+                       "m.Bench, m.Meter, m.Origin, m.RecStyle "
+                       "from datamain m left join datadetail d on d.recno = m.RecNo %1"
+                       "group by m.RecNo order by m.RecNo asc")
+            .arg(bench.isEmpty() ? QString() : QStringLiteral("where m.Bench = ? ")),
         {}};
-    if (!run(query, summaries))
+    if (!bench.isEmpty())
+        summaries.values << bench;
+    if (!run(query, summaries, Queued::Ignore))
         return std::nullopt;
     std::vector<RecordSummary> rows;
     while (query.next())
-        rows.push_back({{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)),
-                         textOf(query.value(3)), textOf(query.value(4)), textOf(query.value(5)), QString()},
-                        query.value(6).toLongLong()});
+        rows.push_back(
+            {{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3)),
+              textOf(query.value(4)), textOf(query.value(5)), textOf(query.value(10))},
+             query.value(6).toLongLong(),
+             {textOf(query.value(7)), textOf(query.value(8)), textOf(query.value(9))}});
     return rows;
+}
+
+namespace {
+
+// A text as the server's copy stream carries it.
+void appendCopyText(QByteArray* line, QByteArrayView text) {
+    for (const char c : text) {
+        switch (c) {
+        case '\\':
+            line->append("\\\\");
+            break;
+        case '\t':
+            line->append("\\t");
+            break;
+        case '\n':
+            line->append("\\n");
+            break;
+        case '\r':
+            line->append("\\r");
+            break;
+        default:
+            line->append(c);
+        }
+    }
+}
+
+void appendCopyTime(QByteArray* line, const std::optional<qint64>& value) {
+    if (value)
+        line->append(QByteArray::number(*value));
+    else
+        line->append("\\N");
+}
+
+QString serverError(PGconn* conn) {
+    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
+}
+
+// Reads what the server still sends for the statement in progress.
+void drainResults(PGconn* conn) {
+    while (PGresult* rest = PQgetResult(conn))
+        PQclear(rest);
+}
+
+} // namespace
+
+bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceRecNo, const QString& recNo,
+                                     const std::function<void(qint64)>& progress) {
+    qint64 count = 0;
+    const auto counted = [&] {
+        if (++count % 10000 == 0 && progress)
+            progress(count);
+    };
+    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+    if (!m_target.server) {
+        QSqlQuery insert(db);
+        if (!insert.prepare(
+                QStringLiteral("insert into datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,"
+                               "TimeTick,DiffLastTime,NoReply) values (?,?,?,?,?,?,?,?,?,?)")))
+            return fail(insert.lastError().nativeErrorCode(), insert.lastError().databaseText());
+        const auto text = [](QByteArrayView bytes) { return QString::fromUtf8(bytes); };
+        const auto time = [](const std::optional<qint64>& v) { return v ? QVariant(*v) : QVariant(); };
+        const bool copied = source.streamSamples(sourceRecNo, [&](const StoredSample& s) {
+            insert.addBindValue(recNo);
+            insert.addBindValue(s.seqNo);
+            for (QByteArrayView bytes : {s.recTime, s.pVal, s.sVal, s.reason, s.comment})
+                insert.addBindValue(text(bytes));
+            insert.addBindValue(time(s.timeTick));
+            insert.addBindValue(time(s.diffLastTime));
+            insert.addBindValue(int(s.noReply));
+            counted();
+            return insert.exec();
+        });
+        if (!copied)
+            return fail(insert.lastError().nativeErrorCode(), insert.lastError().isValid()
+                                                                  ? insert.lastError().databaseText()
+                                                                  : source.lastError().description);
+        return true;
+    }
+    PGconn* conn = serverHandle(db);
+    if (!conn)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
+    PGresult* started = PQexec(conn, "copy datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
+                                     "DiffLastTime,NoReply) from stdin");
+    const bool copying = PQresultStatus(started) == PGRES_COPY_IN;
+    PQclear(started);
+    if (!copying)
+        return fail(QStringLiteral("0"), serverError(conn));
+    const QByteArray number = recNo.toUtf8();
+    QByteArray lines;
+    bool sent = true;
+    const bool read = source.streamSamples(sourceRecNo, [&](const StoredSample& s) {
+        lines += number;
+        lines += '\t';
+        lines += QByteArray::number(s.seqNo);
+        for (QByteArrayView text : {s.recTime, s.pVal, s.sVal, s.reason, s.comment}) {
+            lines += '\t';
+            appendCopyText(&lines, text);
+        }
+        lines += '\t';
+        appendCopyTime(&lines, s.timeTick);
+        lines += '\t';
+        appendCopyTime(&lines, s.diffLastTime);
+        lines += s.noReply ? "\t1\n" : "\t0\n";
+        counted();
+        if (lines.size() >= (1 << 20)) {
+            sent = PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
+            lines.clear();
+        }
+        return sent;
+    });
+    if (read && sent && !lines.isEmpty())
+        sent = PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
+    const bool ended = PQputCopyEnd(conn, read && sent ? nullptr : "the source could not be read") == 1;
+    PGresult* result = PQgetResult(conn);
+    const bool stored = read && sent && ended && PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    const QString problem = read ? serverError(conn) : source.lastError().description;
+    drainResults(conn);
+    return stored || fail(QStringLiteral("0"), problem);
+}
+
+std::optional<QString> RecordStore::copyRecord(RecordStore& source, const RecordSummary& summary,
+                                               const std::function<void(qint64)>& progress) {
+    // A record saved before records carried an origin is known by where it was saved.
+    const QString origin = !summary.origin.origin.isEmpty()
+                               ? summary.origin.origin
+                               : source.filePath() + QLatin1Char('#') + summary.header.recNo +
+                                     QLatin1Char('@') + summary.header.startTime;
+    const auto present =
+        singleValue({QStringLiteral("select count(*) from datamain where Origin=?"), {origin}});
+    if (!present)
+        return std::nullopt;
+    if (present->toLongLong() > 0)
+        return QString();
+    const QString bench =
+        std::exchange(m_bench, summary.origin.bench.isEmpty() ? source.bench() : summary.origin.bench);
+    const QString meter = std::exchange(m_meter, summary.origin.meter);
+    const std::optional<QString> recNo = insertNewHeader(summary.header, origin, [&](const QString& number) {
+        return writeCopiedSamples(source, summary.header.recNo, number, progress);
+    });
+    m_bench = bench;
+    m_meter = meter;
+    return recNo;
 }
 
 std::optional<RecordSummary> RecordStore::summarizeWorkingTrace() {
@@ -971,6 +1420,66 @@ std::optional<RecordSummary> RecordStore::summarizeWorkingTrace() {
     row.header.startTime = textOf(query.value(1));
     row.header.endTime = textOf(query.value(2));
     return row;
+}
+
+namespace {
+
+QByteArrayView serverText(const PGresult* row, int column) {
+    return QByteArrayView(PQgetvalue(row, 0, column), PQgetlength(row, 0, column));
+}
+
+std::optional<qint64> serverTime(const PGresult* row, int column) {
+    if (PQgetisnull(row, 0, column))
+        return std::nullopt;
+    return QByteArrayView(PQgetvalue(row, 0, column)).toLongLong();
+}
+
+} // namespace
+
+bool RecordStore::streamSamplesOfServer(const QString& recNo,
+                                        const std::function<bool(const StoredSample&)>& each) {
+    // Through libpq one row at a time, so that a long record is never held whole.
+    PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+    if (conn && PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
+        conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+    if (!conn)
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
+    const QByteArray number = recNo.toUtf8();
+    const char* const values[] = {number.constData()};
+    const char* const text = kStreamSelects[recNo.isEmpty() ? 0 : 2];
+    if (!PQsendQueryParams(conn, text, recNo.isEmpty() ? 0 : 1, nullptr, values, nullptr, nullptr, 0) ||
+        !PQsetSingleRowMode(conn)) {
+        const QString problem = serverError(conn);
+        drainResults(conn);
+        return fail(QStringLiteral("0"), problem);
+    }
+    bool stopped = false;
+    QString problem;
+    StoredSample row;
+    while (PGresult* result = PQgetResult(conn)) {
+        const ExecStatusType status = PQresultStatus(result);
+        if (status == PGRES_SINGLE_TUPLE && !stopped) {
+            fillStoredSample(
+                &row, [&](int column) { return serverText(result, column); },
+                [&](int column) { return serverTime(result, column); });
+            if (!each(row)) {
+                stopped = true;
+                // The rest of the rows are not wanted: the server is asked to stop sending them.
+                if (PGcancel* cancel = PQgetCancel(conn)) {
+                    char reason[256];
+                    PQcancel(cancel, reason, int(sizeof reason));
+                    PQfreeCancel(cancel);
+                }
+            }
+        } else if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK && !stopped) {
+            problem = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+        }
+        PQclear(result);
+    }
+    if (!problem.isEmpty())
+        return fail(QStringLiteral("0"), problem);
+    m_lastError = {};
+    return !stopped;
 }
 
 } // namespace kvx

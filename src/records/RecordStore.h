@@ -12,8 +12,14 @@
 // `lastError()`, nothing here throws.
 //
 // The statement texts are the record format's own dialect, kept word for word.
-// The few spots SQLite does not accept are rewritten by `toSqlite()` just before
-// execution, in one place, so the texts themselves stay as defined.
+// The few spots an engine does not accept are rewritten by `toDialect()` just
+// before execution, in one place, so the texts themselves stay as defined.
+//
+// Two engines hold the tables: the SQLite file in the program folder (the
+// default, nothing to set up) or a lab server (PostgreSQL) shared by many benches.
+// On the server `datamain` and `datadetail` are shared, and each bench has a
+// `datatemp` of its own, in a schema named after the bench that the connection
+// looks in first; so every statement reads the same on both engines.
 
 #include <QByteArrayView>
 #include <QString>
@@ -61,9 +67,41 @@ Statement S15(const QString& comment, const QString& recTime);
 Statement S16();
 } // namespace statements
 
-// Rewrites the two constructs of the record format's SQL dialect that SQLite rejects:
-// "delete * from t", and "insert into t select a, b from ..." without a column list.
-QString toSqlite(const QString& formatStatement);
+enum class Dialect { Sqlite, Postgres };
+
+// Rewrites the constructs of the record format's SQL dialect that an engine rejects:
+// "delete * from t", "insert into t select a, b from ..." without a column list, and
+// for the server "[heading]" aliases and a record number selected from a "?".
+QString toDialect(const QString& formatStatement, Dialect dialect);
+inline QString toSqlite(const QString& formatStatement) {
+    return toDialect(formatStatement, Dialect::Sqlite);
+}
+
+// Where the records live, from the store's connection text: a lab server for
+// "postgresql://user@host:5432/database" ("postgres://" too; libpq's parameters
+// such as sslmode may follow after "?"), else the SQLite file at that path.
+// A password is never part of the text: libpq finds it in ~/.pgpass or PGPASSWORD.
+struct StoreTarget {
+    bool server = false;
+    QString filePath;
+    QString host, user, database, options;
+    int port = 5432;
+    // The text that names it, for messages and the record list.
+    QString displayName() const;
+};
+// Empty text: the file `defaultFile`. False with the reason for a server text that
+// carries a password or lacks a database name.
+bool parseStoreText(const QString& text, const QString& defaultFile, StoreTarget* target, QString* error);
+// The bench a store works for when none is named: host name and program folder.
+QString defaultBenchName(const QString& programFolder);
+
+// Makes (or makes again, after the server went away) the connection named
+// `connectionName` to `target`. The main connection also makes the tables that are
+// missing; the writer's commits each wait until the sample is on the disk. Empty
+// text when it is open, else why not.
+enum class StoreRole { Main, Writer, Reader };
+QString openStoreConnection(const QString& connectionName, const StoreTarget& target, const QString& bench,
+                            StoreRole role);
 
 // A failed statement: the engine's error number and its description.
 struct StoreError {
@@ -78,6 +116,15 @@ struct RecordListRow {
     QString startTime;
     QString endTime;
     QString comment;
+    QString bench = QString(); // the bench that saved it
+};
+
+// Who saved a record: the bench's name, the meter's *IDN? reply, and the record's
+// lasting identity, which a copy to another store keeps so that it is copied once.
+struct RecordOrigin {
+    QString bench;
+    QString meter;
+    QString origin;
 };
 
 // A record header as S9 reads it; nulls become empty texts.
@@ -130,6 +177,7 @@ struct StoredSample {
 struct RecordSummary {
     RecordHeader header; // without its sample style
     qint64 samples = 0;
+    RecordOrigin origin = RecordOrigin();
 };
 
 // What a source of rows for `RecordStore::replaceTrace` hands out at each call.
@@ -177,13 +225,24 @@ public:
     // returns false and `openMessage()` names the file and the reason, fit to show
     // to the operator.
     bool open(const QString& filePath);
-    // The same file for reading only, on a connection of the calling thread: for
-    // work on a thread of its own, such as an export. No table is made, no writer
-    // started; the working trace reads as it stood when the writer last settled.
-    bool openForReading(const QString& filePath);
+    // Opens the file or the lab server of `target`; on the server, the working trace is
+    // the one of `bench()`. A server that cannot be reached is refused like a file.
+    bool open(const StoreTarget& target);
+    // The same store for reading, on a connection of the calling thread: for work on
+    // a thread of its own, such as an export. No table is made, no writer started;
+    // the working trace reads as it stood when the writer last settled.
+    bool openForReading(const StoreTarget& target, const QString& bench);
+    const StoreTarget& target() const { return m_target; }
     void close();
     bool isOpen() const;
+    // The file, or the server's text.
     QString filePath() const { return m_filePath; }
+    bool onServer() const { return m_target.server; }
+    // The bench this store saves records for; set before open.
+    void setBench(const QString& name) { m_bench = name; }
+    QString bench() const { return m_bench; }
+    // The meter's identification, saved with each new record.
+    void setMeterIdentity(const QString& idn) { m_meter = idn; }
     QString openMessage() const { return m_openMessage; }
 
     // The error of the last statement that failed; cleared by every statement that succeeds.
@@ -197,14 +256,21 @@ public:
     std::optional<QString> nextRecordNumber();
     // S3
     bool insertHeader(const RecordHeader& header);
+    // S2 and S3 as one step that no other saver can come between, on both engines: the
+    // header gets the next record number, this store's bench and meter, and `origin`
+    // (a new one when empty). The number, or nullopt with lastError() set.
+    std::optional<QString> insertNewHeader(RecordHeader header, const QString& origin = QString(),
+                                           const std::function<bool(const QString&)>& beforeCommit = {});
+    // The origins of the saved records, for copies between stores.
+    std::optional<QStringList> recordOrigins();
     // S4: copies the working trace under `recNo`, time columns included.
     bool copyTraceToRecord(const QString& recNo);
     // S5, S6, S7: the update path; S7 copies the trace back without its time columns.
     bool updateRecordComment(const QString& comment, const QString& recNo);
     bool deleteRecordSamples(const QString& recNo);
     bool copyTraceToRecordWithoutTimes(const QString& recNo);
-    // S8
-    std::optional<std::vector<RecordListRow>> listRecords();
+    // S8, with each record's bench; only the records of `bench` when it is not empty.
+    std::optional<std::vector<RecordListRow>> listRecords(const QString& bench = QString());
     // The column headings of the record list, as S8 names them.
     static QStringList recordListHeadings();
     // S9: nullopt on failure; an empty inner optional when no record has that number.
@@ -273,8 +339,16 @@ public:
     // from WorkingTrace::sampleStored.
     bool streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
                                   const std::function<bool(const StoredSample&)>& each);
-    // Every saved record with its sample count, lowest number first.
-    std::optional<std::vector<RecordSummary>> summarizeRecords();
+    // Every saved record with its sample count, lowest number first; only those of
+    // `bench` when it is not empty.
+    std::optional<std::vector<RecordSummary>> summarizeRecords(const QString& bench = QString());
+    // Writes the header of `summary` from `source` under a new number, with its bench,
+    // meter and origin, and copies its samples, texts as they are, all in one
+    // transaction (on the server the samples go as one stream); unless a record of
+    // that origin is here already. The new number, empty text when the record was
+    // here, nullopt on failure. `progress` hears the count every 10,000 samples.
+    std::optional<QString> copyRecord(RecordStore& source, const RecordSummary& summary,
+                                      const std::function<void(qint64)>& progress = {});
     // The working trace as a summary numbered "0": times of its first and last samples
     // and their count; no comment or units (those live in the data table window).
     std::optional<RecordSummary> summarizeWorkingTrace();
@@ -295,8 +369,18 @@ private:
     bool fail(const QString& number, const QString& description);
     bool failOpen(const QString& reason);
     std::optional<QVariant> singleValue(const Statement& statement);
+    Dialect dialect() const { return m_target.server ? Dialect::Postgres : Dialect::Sqlite; }
+    // A server connection that broke (the server restarted) is made again once.
+    bool reconnectIfBroken();
+    bool writeCopiedSamples(RecordStore& source, const QString& sourceRecNo, const QString& recNo,
+                            const std::function<void(qint64)>& progress);
+    bool streamSamplesOfServer(const QString& recNo, const std::function<bool(const StoredSample&)>& each);
 
     QString m_connectionName;
+    StoreTarget m_target;
+    QString m_bench;
+    QString m_meter;
+    bool m_numbering = false; // a new record's number is being taken: the writer waits
     QString m_filePath;
     QString m_openMessage;
     StoreError m_lastError;

@@ -12,8 +12,8 @@
 
 namespace kvx {
 
-SampleWriter::SampleWriter(const QString& databasePath, const QString& connectionName)
-    : m_databasePath(databasePath), m_connectionName(connectionName + QStringLiteral("-writer")),
+SampleWriter::SampleWriter(const StoreTarget& target, const QString& bench, const QString& connectionName)
+    : m_target(target), m_bench(bench), m_connectionName(connectionName + QStringLiteral("-writer")),
       m_thread([this] { run(); }) {}
 
 SampleWriter::~SampleWriter() {
@@ -61,21 +61,30 @@ void SampleWriter::tell(const QString& text) {
 }
 
 bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* problem) {
+    // A server that went away broke the connection: it is made again at each try.
+    if (!QSqlDatabase::contains(m_connectionName) ||
+        !QSqlDatabase::database(m_connectionName, false).isOpen()) {
+        *problem = openStoreConnection(m_connectionName, m_target, m_bench, StoreRole::Writer);
+        if (!problem->isEmpty())
+            return false;
+    }
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     QSqlQuery query(db);
     const auto failed = [&](const QSqlError& error) {
-        *problem = error.databaseText();
+        *problem = error.databaseText().isEmpty() ? error.text().trimmed() : error.databaseText();
         query.finish();
-        db.rollback();
+        if (db.isOpen())
+            db.rollback();
+        if (m_target.server)
+            db.close();
         return false;
     };
-    if (!db.isOpen() && !db.open())
-        return failed(db.lastError());
     if (!db.transaction())
         return failed(db.lastError());
+    const Dialect dialect = m_target.server ? Dialect::Postgres : Dialect::Sqlite;
     for (const NewSample& sample : batch) {
         const Statement statement = statements::S13(sample);
-        if (!query.prepare(toSqlite(statement.text)))
+        if (!query.prepare(toDialect(statement.text, dialect)))
             return failed(query.lastError());
         for (const QVariant& value : statement.values)
             query.addBindValue(value);
@@ -86,21 +95,10 @@ bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* prob
     return db.commit() || failed(db.lastError());
 }
 
-void SampleWriter::openConnection() {
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-    db.setDatabaseName(m_databasePath);
-    // A moment's lock (the program's own connection saving a record) is waited
-    // out inside SQLite; a longer one here, by trying again.
-    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=100"));
-    if (db.open())
-        QSqlQuery(db).exec(QStringLiteral("PRAGMA synchronous=FULL"));
-}
-
 void SampleWriter::run() {
     // The connection is made for the first sample: a store that is only read (a
     // listing or an export from the command line) never opens a second one, which
     // could outlive the application it needs.
-    bool connected = false;
     for (;;) {
         std::vector<NewSample> batch;
         {
@@ -112,8 +110,6 @@ void SampleWriter::run() {
             batch.assign(m_queue.begin(), m_queue.begin() + std::ptrdiff_t(count));
             m_inFlight = count;
         }
-        if (!std::exchange(connected, true))
-            openConnection();
         QString problem;
         const bool written = writeBatch(batch, &problem);
         {
@@ -135,8 +131,10 @@ void SampleWriter::run() {
             m_changed.wait_for(lock, std::chrono::milliseconds(kRetryMs), [this] { return m_stopping; });
         }
     }
-    if (connected)
+    if (QSqlDatabase::contains(m_connectionName)) {
+        QSqlDatabase::database(m_connectionName, false).close();
         QSqlDatabase::removeDatabase(m_connectionName);
+    }
 }
 
 } // namespace kvx

@@ -5,7 +5,7 @@
 // on the disk) happen here, off the event loop.
 //
 // When the database cannot be written (another program holds its lock, the disk
-// is full, the file became read-only) the samples wait in memory, in order, and
+// is full, the file became read-only, the lab server went away) the samples wait in memory, in order, and
 // the writer tries again every half second, writing what waits in batches as
 // soon as the database accepts them. The operator is told once when writing
 // stops and once when it goes on again, through the status reports (stderr and
@@ -28,7 +28,7 @@ public:
     static constexpr int kRetryMs = 500;
     static constexpr size_t kBatchSize = 500;
 
-    SampleWriter(const QString& databasePath, const QString& connectionName);
+    SampleWriter(const StoreTarget& target, const QString& bench, const QString& connectionName);
     // Writes what still waits (giving up after `kStopWaitMs` of a locked database).
     ~SampleWriter();
     SampleWriter(const SampleWriter&) = delete;
@@ -46,11 +46,11 @@ public:
 
 private:
     void run();
-    void openConnection();
     bool writeBatch(const std::vector<NewSample>& batch, QString* problem);
     void tell(const QString& text);
 
-    QString m_databasePath;
+    StoreTarget m_target;
+    QString m_bench;
     QString m_connectionName;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;

@@ -32,11 +32,11 @@ bool CsvExport::exportWorkingTraceInBackground(const QString& path) {
         reportStoreError();
         return false;
     }
-    const QString database = recordStore().filePath();
-    const auto work = [database, path, header = *header](TaskProgress& progress) {
+    const auto work = [target = recordStore().target(), bench = recordStore().bench(), path,
+                       header = *header](TaskProgress& progress) {
         RecordStore reader(QStringLiteral("kvx5130-export-%1").arg(quintptr(QThread::currentThreadId())));
         TaskOutcome outcome;
-        if (!reader.openForReading(database)) {
+        if (!reader.openForReading(target, bench)) {
             outcome.error = reader.openMessage();
             return outcome;
         }

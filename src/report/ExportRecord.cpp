@@ -25,12 +25,13 @@ bool openRecordDatabase(QTextStream& err) {
     if (recordStore().isOpen())
         return true;
     const QString path = session().pathInFolder(QString::fromLatin1(kDatabaseFile));
-    if (!QFileInfo(path).isFile()) {
+    if (!sessionDatabaseText().startsWith(QLatin1String("postgres")) && !QFileInfo(path).isFile()) {
         err << "kvx5130: there is no record database \"" << QDir::toNativeSeparators(path) << "\"\n";
         return false;
     }
-    if (!recordStore().open(path)) {
-        err << "kvx5130: " << recordStore().openMessage() << "\n";
+    QString problem;
+    if (!openSessionRecordStore(&problem)) {
+        err << "kvx5130: " << problem << "\n";
         return false;
     }
     return true;
@@ -135,17 +136,18 @@ int exportRecord(int recno, const ExportFiles& files, QTextStream& err) {
     return finish(0);
 }
 
-int listRecords(bool json, QTextStream& out, QTextStream& err) {
+int listRecords(bool json, const QString& bench, QTextStream& out, QTextStream& err) {
     if (!openRecordDatabase(err))
         return err.flush(), 1;
-    std::optional<std::vector<RecordSummary>> records = recordStore().summarizeRecords();
-    const std::optional<RecordSummary> working =
-        records ? recordStore().summarizeWorkingTrace() : std::nullopt;
+    std::optional<std::vector<RecordSummary>> records = recordStore().summarizeRecords(bench);
+    std::optional<RecordSummary> working = records ? recordStore().summarizeWorkingTrace() : std::nullopt;
     if (!records || !working) {
         err << "kvx5130: the record list cannot be read: " << described(recordStore().lastError()) << "\n";
         return err.flush(), 1;
     }
-    if (working->samples > 0)
+    working->origin.bench = recordStore().bench();
+    working->origin.meter.clear();
+    if (working->samples > 0 && (bench.isEmpty() || bench == working->origin.bench))
         records->insert(records->begin(), *working);
 
     if (json) {
@@ -161,27 +163,85 @@ int listRecords(bool json, QTextStream& out, QTextStream& err) {
                             {QStringLiteral("description"), r.comment},
                             {QStringLiteral("primaryUnit"), r.pUnit},
                             {QStringLiteral("secondaryUnit"), r.sUnit},
-                            {QStringLiteral("samples"), summary.samples}});
+                            {QStringLiteral("samples"), summary.samples},
+                            {QStringLiteral("bench"), summary.origin.bench},
+                            {QStringLiteral("meter"), summary.origin.meter}});
         }
         out << QJsonDocument(list).toJson(QJsonDocument::Compact) << "\n";
     } else {
         const auto line = [&out](const QString& no, const QString& start, const QString& end,
                                  const QString& samples, const QString& pUnit, const QString& sUnit,
-                                 const QString& description) {
+                                 const QString& bench, const QString& description) {
             const QString gap = QStringLiteral("  ");
             out << no.rightJustified(4) << gap << start.leftJustified(19) << gap << end.leftJustified(19)
                 << gap << samples.rightJustified(8) << gap << pUnit.leftJustified(7) << gap
-                << sUnit.leftJustified(7) << gap << description << "\n";
+                << sUnit.leftJustified(7) << gap << bench.leftJustified(12) << gap << description << "\n";
         };
         line(QStringLiteral("No."), QStringLiteral("Start"), QStringLiteral("End"), QStringLiteral("Samples"),
-             QStringLiteral("Primary"), QStringLiteral("Second."), QStringLiteral("Description"));
+             QStringLiteral("Primary"), QStringLiteral("Second."), QStringLiteral("Bench"),
+             QStringLiteral("Description"));
         for (const RecordSummary& summary : *records) {
             const RecordHeader& r = summary.header;
             line(r.recNo, r.startTime, r.endTime, QString::number(summary.samples), r.pUnit, r.sUnit,
+                 summary.origin.bench,
                  r.recNo == QLatin1String("0") ? QStringLiteral("(working trace)") : r.comment);
         }
     }
     out.flush();
+    return 0;
+}
+
+int copyRecords(const QString& from, const QString& to, QTextStream& err) {
+    const auto failed = [&err](const QString& why) {
+        err << "kvx5130: " << why << "\n";
+        err.flush();
+        return 1;
+    };
+    StoreTarget targets[2];
+    QString why;
+    for (int i = 0; i < 2; ++i) {
+        if (!parseStoreText(i == 0 ? from : to, QString(), &targets[i], &why))
+            return failed(why);
+    }
+    if (!targets[0].server && !QFileInfo(targets[0].filePath).isFile())
+        return failed(QStringLiteral("there is no record database \"%1\"").arg(targets[0].filePath));
+    RecordStore source(QStringLiteral("kvx5130-copy-from"));
+    RecordStore destination(QStringLiteral("kvx5130-copy-to"));
+    // Records saved before they carried a bench are the bench's that kept the file.
+    source.setBench(sessionBenchName());
+    destination.setBench(sessionBenchName());
+    if (!source.open(targets[0]))
+        return failed(source.openMessage());
+    if (!destination.open(targets[1]))
+        return failed(destination.openMessage());
+    const std::optional<std::vector<RecordSummary>> records = source.summarizeRecords();
+    if (!records)
+        return failed(QStringLiteral("the records of \"%1\" cannot be read: %2")
+                          .arg(source.filePath(), source.lastError().description));
+    int copied = 0;
+    qint64 samples = 0;
+    for (const RecordSummary& record : *records) {
+        err << "record " << record.header.recNo << " (" << record.samples << " samples): ";
+        err.flush();
+        const auto progress = [&err](qint64 count) {
+            err << count << " ";
+            err.flush();
+        };
+        const std::optional<QString> number = destination.copyRecord(source, record, progress);
+        if (!number)
+            return failed(QStringLiteral("record %1 cannot be copied: %2")
+                              .arg(record.header.recNo, described(destination.lastError())));
+        if (number->isEmpty()) {
+            err << "copied before\n";
+            continue;
+        }
+        err << "copied as record " << *number << "\n";
+        ++copied;
+        samples += record.samples;
+    }
+    err << "kvx5130: " << copied << " of " << records->size() << " records copied (" << samples
+        << " samples) from " << source.filePath() << " to " << destination.filePath() << "\n";
+    err.flush();
     return 0;
 }
 

@@ -32,7 +32,13 @@ int exportRecord(int recno, const ExportFiles& files, QTextStream& err);
 // Lists the saved records, and the working trace as record 0 when it holds
 // samples, on `out`: a table, or with `json` a JSON array of objects (recNo,
 // startTime, endTime in ISO 8601, description, primaryUnit, secondaryUnit,
-// samples). Returns 0, or 1 after a line on `err`.
-int listRecords(bool json, QTextStream& out, QTextStream& err);
+// samples, bench, meter); only the records of `bench` when it is not empty.
+// Returns 0, or 1 after a line on `err`.
+int listRecords(bool json, const QString& bench, QTextStream& out, QTextStream& err);
+
+// Copies every record of the store `from` into the store `to` (database files or
+// lab-server texts), leaving out those copied before. Progress and the outcome go
+// to `err`. Returns 0, or 1 after a line that says why.
+int copyRecords(const QString& from, const QString& to, QTextStream& err);
 
 } // namespace kvx

@@ -1,6 +1,7 @@
 #include "frmSetting.h"
 
 #include "Forms.h"
+#include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
@@ -178,6 +179,7 @@ frmSetting::frmSetting(QWidget* parent) : QDialog(parent) {
     right->addWidget(buildColors());
     right->addWidget(buildShutter());
     right->addWidget(buildReport());
+    right->addWidget(buildStore());
     right->addStretch(1);
     auto* keys = new QHBoxLayout;
     keys->addWidget(chkTransmit);
@@ -343,6 +345,24 @@ QGroupBox* frmSetting::buildReport() {
     return fraRptMesg;
 }
 
+QGroupBox* frmSetting::buildStore() {
+    auto* frame = named(new QGroupBox(QStringLiteral("Record Store"), this), "fraStore");
+    txtDatabase = named(new QLineEdit(frame), "txtDatabase");
+    txtDatabase->setPlaceholderText(QStringLiteral("KVX5130.mdb in the program folder"));
+    txtDatabase->setToolTip(
+        QStringLiteral("A lab server shared by many benches: postgresql://user@host:5432/database\n"
+                       "The password goes in ~/.pgpass or PGPASSWORD, never here.\n"
+                       "Taken at the next start."));
+    txtBench = named(new QLineEdit(frame), "txtBench");
+    txtBench->setPlaceholderText(defaultBenchName(session().programFolder));
+    txtBench->setToolTip(QStringLiteral("This bench's name: saved records carry it, and on a lab server\n"
+                                        "each bench has its own working trace. Taken at the next start."));
+    auto* form = new QFormLayout(frame);
+    form->addRow(QStringLiteral("Database"), txtDatabase);
+    form->addRow(QStringLiteral("Bench"), txtBench);
+    return frame;
+}
+
 // --- Filling from the record ---
 
 void frmSetting::showEvent(QShowEvent* event) {
@@ -384,6 +404,8 @@ void frmSetting::loadFromRecord() {
     txtHeader->setText(withoutPadding(op.reportHeader));
     txtFName->setText(withoutPadding(op.logoFile));
     showLogo(txtFName->text().trimmed());
+    txtDatabase->setText(op.databaseText.trimmed());
+    txtBench->setText(op.benchName.trimmed());
     chkTransmit->setChecked(session().logCommands);
     txtMonitor->setText(op.monitorAddress.trimmed());
 }
@@ -551,7 +573,7 @@ void frmSetting::storeAndClose() {
     // Whatever had the focus, the record never takes a value the rules would replace.
     validateInterval();
     validateTotalTime();
-    if (!textsFitRecord())
+    if (!textsFitRecord() || !storeTextAccepted())
         return;
 
     OperationRecord& op = session().operation;
@@ -591,6 +613,8 @@ void frmSetting::storeAndClose() {
     op.gpibFlag = Option2->isChecked() ? QStringLiteral("1") : QStringLiteral("0");
     op.snapshotFolder = fixedText(txtShutterDir->text(), kLongText);
     op.monitorAddress = txtMonitor->text().trimmed();
+    op.databaseText = txtDatabase->text().trimmed();
+    op.benchName = txtBench->text().trimmed();
 
     if (!session().tracing)
         reconfigureLinks();
@@ -614,6 +638,8 @@ bool frmSetting::textsFitRecord() {
         {&Op::gpibBackend, gpibBackendText(kind, place), "GPIB connection", cboGpibPlace},
         {&Op::lanAddress, place, "LAN address", cboGpibPlace},
         {&Op::monitorAddress, txtMonitor->text().trimmed(), "monitor page address", txtMonitor},
+        {&Op::databaseText, txtDatabase->text().trimmed(), "database", txtDatabase},
+        {&Op::benchName, txtBench->text().trimmed(), "bench name", txtBench},
     };
     for (const auto& [field, text, caption, control] : entries) {
         if (session().operation.fits(field, text))
@@ -628,6 +654,18 @@ bool frmSetting::textsFitRecord() {
         return false;
     }
     return true;
+}
+
+// A store text with a password in it is refused: the settings file is no place for one.
+bool frmSetting::storeTextAccepted() {
+    StoreTarget target;
+    QString why;
+    if (parseStoreText(txtDatabase->text(), QString(), &target, &why))
+        return true;
+    messages().notice(QStringLiteral("The database text is refused: %1. Nothing has been stored.").arg(why),
+                      QStringLiteral("Setting"));
+    txtDatabase->setFocus();
+    return false;
 }
 
 // New port, rate and address take effect when the link is next opened

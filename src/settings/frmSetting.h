@@ -64,6 +64,7 @@ private:
     QGroupBox* buildColors();
     QGroupBox* buildShutter();
     QGroupBox* buildReport();
+    QGroupBox* buildStore();
     void fillSerialDevices(const QString& chosen);
     void backendChanged();
     void fillBackendPlaces(const QString& chosen);
@@ -78,6 +79,7 @@ private:
     void showLogo(const QString& path);
     void testConnection();
     void storeAndClose();
+    bool storeTextAccepted();
     bool textsFitRecord();
     void reconfigureLinks();
 
@@ -100,6 +102,8 @@ private:
     QPushButton* Command1;
     QLineEdit* txtHeader;
     QLineEdit* txtFName;
+    QLineEdit* txtDatabase;
+    QLineEdit* txtBench;
     QPushButton* cmdLoadLogo;
     QLabel* imgLOGO;
     QCheckBox* chkTransmit;

@@ -74,15 +74,18 @@ private slots:
         r.lanFlag = QStringLiteral("1");
         r.lanAddress = QStringLiteral("10.0.0.7:5025");
         r.monitorAddress = QStringLiteral("0.0.0.0:8080");
+        r.databaseText = QStringLiteral("postgresql://lab@db:5432/kvx");
+        r.benchName = QStringLiteral("bench-7");
         const QByteArray b = r.encode();
         // Each extension field at its own bytes, padded to its width.
         QCOMPARE(b.mid(876, 4), QByteArray("KVX+"));
         QCOMPARE(b.mid(880, 255).trimmed(), QByteArray("/dev/ttyUSB0"));
         QCOMPARE(b.mid(1135, 255).trimmed(), QByteArray("prologix:/dev/ttyUSB1"));
         QCOMPARE(b.mid(1390, 1), QByteArray("1"));
-        QCOMPARE(b.mid(1391, 255).trimmed(), QByteArray("10.0.0.7:5025"));
-        QCOMPARE(b.mid(1646, 40).trimmed(), QByteArray("0.0.0.0:8080"));
-        QCOMPARE(b.mid(1686).count('\0') + b.mid(1686).count(' '), 1704 - 1686);
+        QCOMPARE(b.mid(1391, 215).trimmed(), QByteArray("10.0.0.7:5025"));
+        QCOMPARE(b.mid(1606, 40).trimmed(), QByteArray("0.0.0.0:8080"));
+        QCOMPARE(b.mid(1646, 40).trimmed(), QByteArray("postgresql://lab@db:5432/kvx"));
+        QCOMPARE(b.mid(1686, 18).trimmed(), QByteArray("bench-7"));
         OperationRecord back;
         QVERIFY(back.decode(b));
         QCOMPARE(back.reportHeader.trimmed(), r.reportHeader);
@@ -90,6 +93,8 @@ private slots:
         QCOMPARE(back.gpibBackend, r.gpibBackend);
         QCOMPARE(back.lanAddress, r.lanAddress);
         QCOMPARE(back.monitorAddress, r.monitorAddress);
+        QCOMPARE(back.databaseText, r.databaseText);
+        QCOMPARE(back.benchName, r.benchName);
     }
 
     // A record written by another program, with bytes this one does not interpret,

@@ -235,7 +235,7 @@ private slots:
             (QStringList{"0", "3", "1", "3", "V", "soak", "2026-01-05T10:00:02"}));
         run = runWithoutDisplay(inFolder + QStringList{"--list-records"});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz      soak"),
+        QVERIFY2(run.out.contains("2026/01/05 10:00:02         3  V        kHz                    soak"),
                  run.out.constData());
 
         run = runWithoutDisplay(inFolder + QStringList{"--export-record", "0", "--ndjson", "-"});

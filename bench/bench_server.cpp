@@ -1,0 +1,273 @@
+// The lab server under load, against a real PostgreSQL server started for the run
+// (tests/support/PgServer.h, commits durable): storing a sample while 20 benches
+// store one a second each and a client exports a 100,000-sample record; listing
+// 10,000 records; copying a million samples from a bench's SQLite file. Each beside
+// its floor: plain libpq for one sample, psql for the listing and the copy.
+
+#include "PgServer.h"
+#include "RecordStore.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+#include <libpq-fe.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using kvx::test::PgServer;
+
+// One server for every benchmark of the run, made on first use.
+PgServer& server() {
+    static PgServer* s = [] {
+        auto* made = new PgServer(true);
+        if (!made->start())
+            qFatal("the server does not start: %s", qPrintable(made->problem()));
+        return made;
+    }();
+    return *s;
+}
+
+kvx::StoreTarget serverTarget() {
+    kvx::StoreTarget target;
+    QString error;
+    kvx::parseStoreText(server().connectionText(), QString(), &target, &error);
+    return target;
+}
+
+bool psql(const QString& sql) {
+    QByteArray said;
+    const bool done = server().psql({"-c", sql}, &said) == 0;
+    if (!done)
+        qWarning("psql: %s", said.constData());
+    return done;
+}
+
+// The tables, as the program makes them, emptied.
+bool emptyServer() {
+    kvx::RecordStore store(QStringLiteral("bench-schema"));
+    store.setBench(QStringLiteral("bench-schema"));
+    return store.open(serverTarget()) && psql("truncate datamain, datadetail");
+}
+
+double percentile(std::vector<double> values, double p) {
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    return values[std::min(values.size() - 1, size_t(p * double(values.size())))];
+}
+
+double runProcess(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.setStandardOutputFile(QProcess::nullDevice());
+    QElapsedTimer timer;
+    timer.start();
+    process.start(program, arguments);
+    if (!process.waitForFinished(600000) || process.exitCode() != 0) {
+        qWarning("%s failed: %s", qPrintable(program), process.readAllStandardError().constData());
+        return -1.0;
+    }
+    return timer.nsecsElapsed() / 1e9;
+}
+
+constexpr int kBenches = 20;
+constexpr int kSecondsOfLoad = 15;
+
+// A bench's tick: S13 committed on the bench's own connection, as long as it takes.
+void BM_ServerSampleUnderLoad(benchmark::State& state) {
+    if (!emptyServer() ||
+        !psql("insert into datamain (RecNo, Bench) values (1, 'exporter'); insert into datadetail "
+              "select 1, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
+              "from generate_series(0, 99999) s"))
+        return state.SkipWithError("the server cannot be filled");
+    std::vector<double> latencies;
+    for (auto _ : state) {
+        std::atomic<bool> running{true};
+        std::thread exporter([&] {
+            kvx::RecordStore store(QStringLiteral("exporter"));
+            store.setBench(QStringLiteral("exporter"));
+            if (!store.open(serverTarget()))
+                return;
+            while (running)
+                store.streamSamples(QStringLiteral("1"),
+                                    [&](const kvx::StoredSample&) { return running.load(); });
+        });
+        std::vector<std::vector<double>> perBench(kBenches);
+        std::vector<std::thread> benches;
+        for (int b = 0; b < kBenches; ++b)
+            benches.emplace_back([&, b] {
+                kvx::RecordStore store(QStringLiteral("bench-%1").arg(b));
+                store.setBench(QStringLiteral("bench-%1").arg(b));
+                if (!store.open(serverTarget()))
+                    return;
+                const auto start = std::chrono::steady_clock::now() + std::chrono::milliseconds(50 * b);
+                for (int tick = 0; tick < kSecondsOfLoad; ++tick) {
+                    std::this_thread::sleep_until(start + std::chrono::seconds(tick));
+                    QElapsedTimer timer;
+                    timer.start();
+                    if (store.insertSample({tick, "2026/01/05 10:00:00", "1 V", "0 ", "0", tick, 1}))
+                        perBench[size_t(b)].push_back(timer.nsecsElapsed() / 1e6);
+                }
+            });
+        for (std::thread& bench : benches)
+            bench.join();
+        running = false;
+        exporter.join();
+        for (const auto& some : perBench)
+            latencies.insert(latencies.end(), some.begin(), some.end());
+    }
+    state.counters["p99_ms"] = percentile(latencies, 0.99);
+    state.counters["median_ms"] = percentile(latencies, 0.5);
+    state.counters["samples"] = double(latencies.size());
+}
+BENCHMARK(BM_ServerSampleUnderLoad)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+
+// Floor: one insert committed through plain libpq on an idle server.
+void BM_ServerSampleFloorLibpq(benchmark::State& state) {
+    if (!emptyServer())
+        return state.SkipWithError("no server");
+    PGconn* conn = PQconnectdb(QStringLiteral("host=127.0.0.1 port=%1 user=kvx dbname=kvx")
+                                   .arg(server().port())
+                                   .toUtf8()
+                                   .constData());
+    std::vector<double> latencies;
+    int i = 0;
+    for (auto _ : state) {
+        const QByteArray number = QByteArray::number(i++);
+        const char* values[] = {number.constData()};
+        QElapsedTimer timer;
+        timer.start();
+        PGresult* result = PQexecParams(conn,
+                                        "insert into datadetail (recno, SeqNo, RecTime, PVal, SVal, Reason, "
+                                        "Comment, TimeTick, DiffLastTime, NoReply) values "
+                                        "(0, $1, '2026/01/05 10:00:00', '1 V', '0 ', '0', '', 0, 1, 0)",
+                                        1, nullptr, values, nullptr, nullptr, 0);
+        PQclear(result);
+        latencies.push_back(timer.nsecsElapsed() / 1e6);
+    }
+    PQfinish(conn);
+    state.counters["p99_ms"] = percentile(latencies, 0.99);
+    state.counters["median_ms"] = percentile(latencies, 0.5);
+}
+BENCHMARK(BM_ServerSampleFloorLibpq)->Iterations(300)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// 10,000 records of 10 samples each, from 20 benches.
+bool fillRecords() {
+    return emptyServer() &&
+           psql(
+               "insert into datamain select i, '2026/01/05 10:00:00', '2026/01/05 11:00:00', 'record ' || i, "
+               "'V', '', '0', 'bench-' || (i % 20), 'KVX-5130', 'origin-' || i from generate_series(1, "
+               "10000) i; "
+               "insert into datadetail select r, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
+               "from generate_series(1, 10000) r, generate_series(0, 9) s; analyze");
+}
+
+// `kvx5130 --list-records` against the server: the whole command, process and all.
+void BM_ListRecordsOnServer(benchmark::State& state) {
+    if (!fillRecords())
+        return state.SkipWithError("the server cannot be filled");
+    QTemporaryDir folder;
+    for (auto _ : state) {
+        const double seconds =
+            runProcess(QStringLiteral(KVX_APP_BINARY), {"--folder", folder.path(), "--database",
+                                                        server().connectionText(), "--list-records"});
+        if (seconds < 0)
+            return state.SkipWithError("the listing failed");
+        state.SetIterationTime(seconds);
+    }
+}
+BENCHMARK(BM_ListRecordsOnServer)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Floor: psql running the listing's query on the same rows.
+void BM_ListRecordsOnServerFloorPsql(benchmark::State& state) {
+    if (!fillRecords())
+        return state.SkipWithError("the server cannot be filled");
+    for (auto _ : state) {
+        const double seconds = runProcess(
+            PgServer::binary("psql"),
+            {"-h", "127.0.0.1", "-p", QString::number(server().port()), "-U", "kvx", "-d", "kvx", "-X", "-c",
+             "select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno), m.Bench, "
+             "m.Meter, m.Origin, m.RecStyle from datamain m left join datadetail d on d.recno = m.RecNo "
+             "group by m.RecNo order by m.RecNo asc"});
+        if (seconds < 0)
+            return state.SkipWithError("psql failed");
+        state.SetIterationTime(seconds);
+    }
+}
+BENCHMARK(BM_ListRecordsOnServerFloorPsql)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// A bench's SQLite file holding one record of a million samples, and the same rows as
+// the tab-separated text psql's \copy reads.
+struct MillionSamples {
+    QTemporaryDir dir;
+    bool made = false;
+    MillionSamples() {
+        {
+            kvx::RecordStore store(QStringLiteral("million"));
+            store.setBench(QStringLiteral("bench-file"));
+            made = store.open(file()) && store.insertNewHeader({"", "s", "e", "million", "V", "", "0"});
+        }
+        const QString rows =
+            QStringLiteral("with recursive n(i) as (select 0 union all select i + 1 from n where i < 999999) "
+                           "insert into datadetail select 1, i, '2026/01/05 10:00:00', i || ' V', '0 ', '0', "
+                           "'', i, 1, 0 from n");
+        made = made && runProcess(QStringLiteral("sqlite3"), {file(), rows}) >= 0;
+        QProcess dump;
+        dump.setStandardOutputFile(dir.filePath("rows.tsv"));
+        dump.start(QStringLiteral("sqlite3"), {"-separator", "\t", "-nullvalue", "\\N", file(),
+                                               "select * from datadetail order by SeqNo"});
+        made = made && dump.waitForFinished(600000) && dump.exitCode() == 0;
+    }
+    QString file() const { return dir.filePath(QStringLiteral("KVX5130.mdb")); }
+};
+
+MillionSamples& million() {
+    static MillionSamples* made = new MillionSamples;
+    return *made;
+}
+
+// `kvx5130 --copy-records FILE SERVER`: the whole command, into empty tables.
+void BM_CopyMillionSamplesToServer(benchmark::State& state) {
+    if (!million().made)
+        return state.SkipWithError("the file cannot be made");
+    for (auto _ : state) {
+        if (!emptyServer())
+            return state.SkipWithError("no server");
+        const double seconds =
+            runProcess(QStringLiteral(KVX_APP_BINARY), {"--folder", million().dir.path(), "--copy-records",
+                                                        million().file(), server().connectionText()});
+        if (seconds < 0)
+            return state.SkipWithError("the copy failed");
+        state.SetIterationTime(seconds);
+    }
+}
+BENCHMARK(BM_CopyMillionSamplesToServer)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Floor: psql's \copy of the same rows.
+void BM_CopyMillionSamplesToServerFloorPsql(benchmark::State& state) {
+    if (!million().made)
+        return state.SkipWithError("the file cannot be made");
+    for (auto _ : state) {
+        if (!emptyServer())
+            return state.SkipWithError("no server");
+        const double seconds = runProcess(
+            PgServer::binary("psql"),
+            {"-h", "127.0.0.1", "-p", QString::number(server().port()), "-U", "kvx", "-d", "kvx", "-X", "-c",
+             QStringLiteral("\\copy datadetail from '%1'").arg(million().dir.filePath("rows.tsv"))});
+        if (seconds < 0)
+            return state.SkipWithError("psql failed");
+        state.SetIterationTime(seconds);
+    }
+}
+BENCHMARK(BM_CopyMillionSamplesToServerFloorPsql)
+    ->Iterations(3)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
