@@ -1,6 +1,7 @@
 #pragma once
 // The program's command line.
 
+#include "FunctionCatalogue.h"
 #include "SampleExport.h"
 
 #include <QString>
@@ -20,6 +21,8 @@ struct AppOptions {
     QString ndjsonFile;           // --ndjson FILE: its samples as NDJSON
     bool listRecords = false;     // --list-records: list the records and exit
     bool json = false;            // --json: the list as JSON
+    QString sendCommand;          // --send COMMAND: drive the program running on the folder
+    QString sendArgument;         // the text after it (save's description)
     bool helpRequested = false;
     bool versionRequested = false;
     QString error; // non-empty: the command line was refused
@@ -35,6 +38,11 @@ struct LogOptions {
     qint64 durationMs = -1;                  // --duration 10m: time to log (-1: no limit)
     ExportFormat format = ExportFormat::Csv; // --format csv|ndjson
     QString output = QStringLiteral("-");    // --output FILE, "-" for standard output
+    const MeterFunction* function = nullptr; // --function DCV|ACV|...: sent to every meter first
+    double range = 0.0;                      // --range R with it (0: automatic)
+    QString folder;                          // --folder DIR: the program folder (lock, socket, records)
+    bool record = false;                     // --record "description": also saved as a record
+    QString recordDescription;
     bool helpRequested = false;
     QString error;
 };
@@ -48,9 +56,11 @@ QString logUsageText();
 // `arguments` includes the program name first, as argv gives it. The window
 // system's own options (-platform, -display, -style, ...) are let through.
 AppOptions parseAppOptions(const QStringList& arguments);
-// True when the command needs no window system: the record list and exports without a report.
+// True when the command needs no window system: the record list, exports without
+// a report, and --send.
 inline bool runsWithoutWindows(const AppOptions& options) {
-    return options.listRecords || (options.exportRecord >= 0 && options.pdfFile.isEmpty());
+    return options.listRecords || !options.sendCommand.isEmpty() ||
+           (options.exportRecord >= 0 && options.pdfFile.isEmpty());
 }
 QString appUsageText();
 

@@ -1,5 +1,6 @@
 #include "AppRun.h"
 
+#include "ControlSocket.h"
 #include "ExportRecord.h"
 #include "FocusFrameStyle.h"
 #include "FolderLock.h"
@@ -8,6 +9,7 @@
 #include "QuitSignals.h"
 #include "Session.h"
 #include "StatusReports.h"
+#include "WindowCommands.h"
 #include "mdiMain.h"
 
 #include <QApplication>
@@ -89,6 +91,10 @@ bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
 int runRecordCommand(const AppOptions& options) {
     applyOptionsToSession(options);
     QTextStream err(stderr);
+    if (!options.sendCommand.isEmpty()) {
+        QTextStream out(stdout);
+        return sendControlCommand(session().programFolder, options.sendCommand, options.sendArgument, out, err);
+    }
     if (options.listRecords) {
         QTextStream out(stdout);
         return listRecords(options.json, out, err);
@@ -140,6 +146,9 @@ int runApplication(QApplication& app, const AppOptions& options) {
     }
     frame.show();
     frame.activatePanel();
+    serveWindowCommands(folderLock.control(), frame);
+    if (!folderLock.controlProblem().isEmpty())
+        statusReports().report(folderLock.controlProblem());
     if (options.start)
         QTimer::singleShot(0, &frame, [&frame] { frame.startTrace(); });
     if (!options.screenshotFile.isEmpty()) {

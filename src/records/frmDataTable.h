@@ -4,6 +4,7 @@
 // newest reading becomes a sample and stores it in the record database.
 
 #include "Forms.h"
+#include "SampleTimeline.h"
 #include "TraceTableModel.h"
 
 #include <QDateTime>
@@ -68,15 +69,6 @@ protected:
 private:
     void fillSlice();
     void ensureFilled() const;
-    struct SampleTimes {
-        QDateTime base;
-        double clock = 0.0;
-        double runningTotal = 0.0;
-        qint64 timeTick = 0;
-        qint64 diffLastTime = 0;
-        QString recTime;
-    };
-
     void buildControls();
     void layoutControls();
     void setUnitHeadings();
@@ -86,7 +78,6 @@ private:
     std::optional<ReasonText> holdReason(const QString& holdWord);
     void advanceSampleCounter();
     int samplesPerTimedSample() const;
-    SampleTimes timesOfNewSample() const;
     void reportStoreFailure();
     void showMeterUnits();
     void keepNewestInView();
@@ -118,10 +109,7 @@ private:
     qint16 m_sampleCounter = 0;
     qint16 m_autoHoldCount = 0;
     double m_heldReference = kNoReference;
-    // The time columns.
-    double m_runningTotal = 0.0;
-    double m_previousClock = 0.0;
-    QDateTime m_baseDateTime;
+    SampleTimeline m_timeline;
 
     std::function<void(QWidget*)> m_printTrace;
     std::function<void(QWidget*)> m_printGrid;
