@@ -279,6 +279,12 @@ void serveLogCommands(ControlServer& server) {
 int runHeadlessLog(const LogOptions& options) {
     // Nobody is there to answer a box.
     setMessages(std::make_shared<UnattendedMessageService>(false));
+    // With TZ unset the C library looks at /etc/localtime again at every local time
+    // it works out, a dozen file lookups a tick here (the rows' and the command
+    // log's times); named, the zone is read once. A logger started before a change
+    // of the system's zone keeps the old one, as its rows must anyway.
+    if (!qEnvironmentVariableIsSet("TZ"))
+        qputenv("TZ", ":/etc/localtime");
 
     // With a folder the logger holds it, as the window program does, and answers --send.
     static FolderLock folderLock;
