@@ -82,8 +82,9 @@ LogRun runLogger(const QStringList& arguments, const QString& clockRate = {}) {
 }
 
 QStringList tickArguments(const QString& link, const QTemporaryDir& folder, int count) {
-    return {QStringLiteral("--link"),     link,          QStringLiteral("--interval"),
-            QStringLiteral("0"),          QStringLiteral("--count"), QString::number(count),
+    return {QStringLiteral("--link"),     link,
+            QStringLiteral("--interval"), QStringLiteral("0"),
+            QStringLiteral("--count"),    QString::number(count),
             QStringLiteral("--output"),   folder.filePath(QStringLiteral("log.csv"))};
 }
 
@@ -103,7 +104,13 @@ void BM_HeadlessLog(benchmark::State& state) {
     }
 }
 // One sample: the process's start, the connection and the function query alone.
-BENCHMARK(BM_HeadlessLog)->ArgName("samples")->Arg(1)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_HeadlessLog)
+    ->ArgName("samples")
+    ->Arg(1)
+    ->Arg(1000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
 
 void BM_HeadlessLogFloorMinimalClient(benchmark::State& state) {
     const int samples = int(state.range(0));

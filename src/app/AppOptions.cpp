@@ -156,7 +156,8 @@ double rangeNamed(panel::RangeGroup group, const QString& text) {
     const bool number = isNumeric(wanted);
     for (const panel::RangeOption& option : panel::rangeOptions(group)) {
         const bool valueMatches = number && parseLeadingNumber(wanted) == option.value;
-        if (valueMatches || wanted.compare(QString(option.caption).remove(QLatin1Char(' ')), Qt::CaseInsensitive) == 0)
+        if (valueMatches ||
+            wanted.compare(QString(option.caption).remove(QLatin1Char(' ')), Qt::CaseInsensitive) == 0)
             return option.value;
     }
     return -1.0;
@@ -167,9 +168,10 @@ LogOptions readLogTarget(const QCommandLineParser& parser, const QCommandLineOpt
                          const QCommandLineOption& range, const QCommandLineOption& folder,
                          const QCommandLineOption& record, LogOptions options) {
     if (parser.isSet(function) && !(options.function = functionNamed(parser.value(function).trimmed()))) {
-        options.error = QStringLiteral("--function \"%1\" is none of the meter's functions (kvx5130 log --help "
-                                       "lists them)")
-                            .arg(parser.value(function));
+        options.error =
+            QStringLiteral("--function \"%1\" is none of the meter's functions (kvx5130 log --help "
+                           "lists them)")
+                .arg(parser.value(function));
         return options;
     }
     if (parser.isSet(range)) {
@@ -218,7 +220,8 @@ LogOptions parseLogOptions(const QStringList& arguments) {
     const QCommandLineOption range(QStringLiteral("range"), QString(), QStringLiteral("R"));
     const QCommandLineOption folder(QStringLiteral("folder"), QString(), QStringLiteral("DIR"));
     const QCommandLineOption record(QStringLiteral("record"), QString(), QStringLiteral("TEXT"));
-    parser.addOptions({link, interval, count, duration, format, output, help, function, range, folder, record});
+    parser.addOptions(
+        {link, interval, count, duration, format, output, help, function, range, folder, record});
 
     LogOptions options;
     QStringList withoutVerb = arguments;
@@ -314,8 +317,9 @@ AppOptions parseAppOptions(const QStringList& arguments) {
         options.error = QStringLiteral("Unexpected argument: %1").arg(positional.first());
         return options;
     }
-    static const QStringList commands{QStringLiteral("status"), QStringLiteral("start"), QStringLiteral("stop"),
-                                      QStringLiteral("clear"), QStringLiteral("save")};
+    static const QStringList commands{QStringLiteral("status"), QStringLiteral("start"),
+                                      QStringLiteral("stop"), QStringLiteral("clear"),
+                                      QStringLiteral("save")};
     if (parser.isSet(send) && !commands.contains(options.sendCommand)) {
         options.error = QStringLiteral("--send takes status, start, stop, clear or save \"description\"");
         return options;

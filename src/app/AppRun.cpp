@@ -93,7 +93,8 @@ int runRecordCommand(const AppOptions& options) {
     QTextStream err(stderr);
     if (!options.sendCommand.isEmpty()) {
         QTextStream out(stdout);
-        return sendControlCommand(session().programFolder, options.sendCommand, options.sendArgument, out, err);
+        return sendControlCommand(session().programFolder, options.sendCommand, options.sendArgument, out,
+                                  err);
     }
     if (options.listRecords) {
         QTextStream out(stdout);

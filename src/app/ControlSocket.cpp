@@ -1,8 +1,12 @@
 #include "ControlSocket.h"
 
+#include "Services.h"
+#include "WorkingTrace.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QStandardPaths>
@@ -34,6 +38,11 @@ QString controlSocketPath(const QString& folder) {
             .toHex()
             .left(16);
     return QDir(runtime).filePath(QStringLiteral("kvx5130-%1.socket").arg(QString::fromLatin1(name)));
+}
+
+QString statusAnswer() {
+    return QString::fromUtf8(
+        QJsonDocument(workingTrace().statusJson(clock().now())).toJson(QJsonDocument::Compact));
 }
 
 void splitControlLine(const QString& line, QString* command, QString* argument) {
@@ -111,8 +120,8 @@ void ControlServer::runNext() {
         m_handler(command, argument, reply);
 }
 
-int sendControlCommand(const QString& folder, const QString& command, const QString& argument, QTextStream& out,
-                       QTextStream& err) {
+int sendControlCommand(const QString& folder, const QString& command, const QString& argument,
+                       QTextStream& out, QTextStream& err) {
     const QString path = controlSocketPath(folder);
     QLocalSocket socket;
     socket.connectToServer(path);
@@ -130,8 +139,8 @@ int sendControlCommand(const QString& folder, const QString& command, const QStr
     QByteArray answer;
     while (!answer.contains('\n')) {
         if (!socket.waitForReadyRead(kAnswerTimeoutMs)) {
-            err << "kvx5130: the kvx5130 on " << QDir::toNativeSeparators(folder)
-                << " gave no answer to \"" << command << "\" (" << socket.errorString() << ")\n";
+            err << "kvx5130: the kvx5130 on " << QDir::toNativeSeparators(folder) << " gave no answer to \""
+                << command << "\" (" << socket.errorString() << ")\n";
             return 1;
         }
         answer += socket.readAll();

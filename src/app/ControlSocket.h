@@ -64,12 +64,15 @@ private:
     bool m_busy = false;
 };
 
+// The answer to "status": the working trace's status object (WorkingTrace::statusJson) on one line.
+QString statusAnswer();
+
 // Splits "save my description" into the command and the rest.
 void splitControlLine(const QString& line, QString* command, QString* argument);
 
 // The client: sends `command` (and `argument`) to the program on `folder` and
 // writes its answer to `out`, or the reason to `err`. The exit code: 0, or 1.
-int sendControlCommand(const QString& folder, const QString& command, const QString& argument, QTextStream& out,
-                       QTextStream& err);
+int sendControlCommand(const QString& folder, const QString& command, const QString& argument,
+                       QTextStream& out, QTextStream& err);
 
 } // namespace kvx

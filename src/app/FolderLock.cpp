@@ -27,12 +27,13 @@ bool FolderLock::acquire(const QString& folder, QString* refusal) {
     QString application;
     m_lock->getLockInfo(&pid, &host, &application);
     if (refusal)
-        *refusal = QStringLiteral("The program folder %1 is in use by another kvx5130 (process %2 on %3). "
-                                  "Quit that one first, choose another folder with --folder, or drive it with "
-                                  "--send.")
-                       .arg(QDir::toNativeSeparators(folder))
-                       .arg(pid)
-                       .arg(host);
+        *refusal =
+            QStringLiteral("The program folder %1 is in use by another kvx5130 (process %2 on %3). "
+                           "Quit that one first, choose another folder with --folder, or drive it with "
+                           "--send.")
+                .arg(QDir::toNativeSeparators(folder))
+                .arg(pid)
+                .arg(host);
     return false;
 }
 

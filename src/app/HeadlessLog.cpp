@@ -18,7 +18,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -104,8 +103,8 @@ public:
             const bool answered = meter.lastQueryAnswered();
             const QString secondary = meter.ValueSecond();
             // As the front panel stores it: the leading number, 0 and marked when not answered.
-            readings.push_back(
-                {now, parseLeadingNumber(primary), parseLeadingNumber(secondary), readingMissing(answered, primary)});
+            readings.push_back({now, parseLeadingNumber(primary), parseLeadingNumber(secondary),
+                                readingMissing(answered, primary)});
         }
         return readings;
     }
@@ -209,7 +208,8 @@ public:
     }
 
     void take(const TakenReading& reading) {
-        const SampleTimeline::Times t = m_timeline.next(reading.at.time().msecsSinceStartOfDay() / 1000.0, reading.at);
+        const SampleTimeline::Times t =
+            m_timeline.next(reading.at.time().msecsSinceStartOfDay() / 1000.0, reading.at);
         const NewSample sample{m_seqNo,
                                t.recTime,
                                storedReadingText(reading.primary, m_primaryUnit),
@@ -237,8 +237,13 @@ public:
         }
         RecordStore& store = recordStore();
         const std::optional<QString> recNo = store.nextRecordNumber();
-        const RecordHeader header{recNo.value_or(QString()), m_startTime, dateTimeText(clock().now()), description,
-                                  m_primaryUnit, m_secondaryUnit, QStringLiteral("0")};
+        const RecordHeader header{recNo.value_or(QString()),
+                                  m_startTime,
+                                  dateTimeText(clock().now()),
+                                  description,
+                                  m_primaryUnit,
+                                  m_secondaryUnit,
+                                  QStringLiteral("0")};
         if (!recNo || !store.insertHeader(header) || !store.copyTraceToRecord(*recNo)) {
             *error = QStringLiteral("System Error caused by %1:%2")
                          .arg(store.lastError().number, store.lastError().description);
@@ -263,8 +268,7 @@ private:
 void serveLogCommands(ControlServer& server) {
     server.setHandler([](const QString& command, const QString&, const ControlServer::Reply& reply) {
         if (command == QLatin1String("status")) {
-            reply(true, QString::fromUtf8(
-                            QJsonDocument(workingTrace().statusJson(clock().now())).toJson(QJsonDocument::Compact)));
+            reply(true, statusAnswer());
         } else if (command == QLatin1String("stop")) {
             reply(true, QStringLiteral("stopped"));
             QCoreApplication::quit();
@@ -313,7 +317,8 @@ int runHeadlessLog(const LogOptions& options) {
     std::vector<LoggedMeter> meters(size_t(options.links.size()));
     for (qsizetype n = 0; n < options.links.size(); ++n) {
         meters[size_t(n)].link = options.links[n];
-        problem = connect(meters[size_t(n)], spool.filePath(QStringLiteral("meter%1.log").arg(n + 1)), options);
+        problem =
+            connect(meters[size_t(n)], spool.filePath(QStringLiteral("meter%1.log").arg(n + 1)), options);
         if (!problem.isEmpty()) {
             printError(QStringLiteral("--link %1 cannot be opened: %2").arg(options.links[n], problem));
             return 1;

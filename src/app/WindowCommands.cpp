@@ -9,7 +9,6 @@
 #include "WorkingTrace.h"
 #include "mdiMain.h"
 
-#include <QJsonDocument>
 #include <QPointer>
 #include <QTimer>
 
@@ -59,11 +58,6 @@ private:
     std::shared_ptr<CommandMessages> m_messages;
     std::shared_ptr<MessageService> m_previous;
 };
-
-QString statusLine() {
-    return QString::fromUtf8(
-        QJsonDocument(workingTrace().statusJson(clock().now())).toJson(QJsonDocument::Compact));
-}
 
 // A start answers once the trace runs, or with the notice that stopped it (a meter
 // that does not answer: "Communication Error!"), or after the timeout when the
@@ -157,13 +151,13 @@ void save(mdiMain& frame, const QString& description, const ControlServer::Reply
 
 void serveWindowCommands(ControlServer& server, mdiMain& frame) {
     server.setHandler([frame = QPointer<mdiMain>(&frame)](const QString& command, const QString& argument,
-                                                         const ControlServer::Reply& reply) {
+                                                          const ControlServer::Reply& reply) {
         if (!frame) {
             reply(false, QStringLiteral("the program is quitting"));
             return;
         }
         if (command == QLatin1String("status"))
-            reply(true, statusLine());
+            reply(true, statusAnswer());
         else if (command == QLatin1String("start"))
             start(*frame, reply);
         else if (command == QLatin1String("stop"))
@@ -173,8 +167,9 @@ void serveWindowCommands(ControlServer& server, mdiMain& frame) {
         else if (command == QLatin1String("save"))
             save(*frame, argument, reply);
         else
-            reply(false, QStringLiteral("unknown command \"%1\" (status, start, stop, clear, save DESCRIPTION)")
-                             .arg(command));
+            reply(false,
+                  QStringLiteral("unknown command \"%1\" (status, start, stop, clear, save DESCRIPTION)")
+                      .arg(command));
     });
 }
 

@@ -100,12 +100,13 @@ private slots:
         addRow("bad duration", QStringList{"--link", "tcp:h", "--duration", "10 min"}, "refused");
         addRow("zero count", QStringList{"--link", "tcp:h", "--count", "0"}, "refused");
         addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "tcp:h 0 -1 -1 csv -");
-        addRow("interval below a millisecond", QStringList{"--link", "tcp:h", "--interval", "0.0001"}, "refused");
+        addRow("interval below a millisecond", QStringList{"--link", "tcp:h", "--interval", "0.0001"},
+               "refused");
         addRow("range without a function", QStringList{"--link", "tcp:h", "--range", "5"}, "refused");
-        addRow("range of another function", QStringList{"--link", "tcp:h", "--function", "dcv", "--range", "50mA"},
-               "refused");
-        addRow("function without ranges", QStringList{"--link", "tcp:h", "--function", "DIODE", "--range", "5"},
-               "refused");
+        addRow("range of another function",
+               QStringList{"--link", "tcp:h", "--function", "dcv", "--range", "50mA"}, "refused");
+        addRow("function without ranges",
+               QStringList{"--link", "tcp:h", "--function", "DIODE", "--range", "5"}, "refused");
         addRow("function and range", QStringList{"--link", "tcp:h", "--function", "aca", "--range", "50 mA"},
                "tcp:h 1000 -1 -1 csv - ACA@50");
         addRow("unknown function", QStringList{"--link", "tcp:h", "--function", "VDC"}, "refused");
@@ -119,16 +120,17 @@ private slots:
         arguments = QStringList{"kvx5130", "log"} + arguments;
         QVERIFY(isLogCommand(arguments));
         const LogOptions o = parseLogOptions(arguments);
-        QTEST(o.error.isEmpty() ? QStringLiteral("%1 %2 %3 %4 %5 %6")
-                                      .arg(o.links.join(','))
-                                      .arg(o.intervalMs)
-                                      .arg(o.count)
-                                      .arg(o.durationMs)
-                                      .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output) +
-                                      (o.function ? QStringLiteral(" %1@%2").arg(o.function->reply).arg(o.range)
-                                                  : QString())
-                                : QStringLiteral("refused"),
-              "options");
+        QTEST(
+            o.error.isEmpty()
+                ? QStringLiteral("%1 %2 %3 %4 %5 %6")
+                          .arg(o.links.join(','))
+                          .arg(o.intervalMs)
+                          .arg(o.count)
+                          .arg(o.durationMs)
+                          .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output) +
+                      (o.function ? QStringLiteral(" %1@%2").arg(o.function->reply).arg(o.range) : QString())
+                : QStringLiteral("refused"),
+            "options");
     }
 };
 

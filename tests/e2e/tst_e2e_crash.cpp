@@ -337,13 +337,15 @@ private slots:
         QTemporaryDir held;
         QVERIFY(makeRecordFolder(held, 3));
         const QStringList log{"log", "--link", sim.where(), "--function", "ACA", "--range", "50mA"};
-        Run run = runWithoutDisplay(log + QStringList{"--count", "1", "--folder", held.path(), "--record", "x"});
+        Run run =
+            runWithoutDisplay(log + QStringList{"--count", "1", "--folder", held.path(), "--record", "x"});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("holds 3 samples"), run.err.constData());
 
         QTemporaryDir folder;
         qputenv("KVX5130_CLOCK_RATE", "600");
-        run = runWithoutDisplay(log + QStringList{"--duration", "10m", "--folder", folder.path(), "--record", "fan"});
+        run = runWithoutDisplay(
+            log + QStringList{"--duration", "10m", "--folder", folder.path(), "--record", "fan"});
         qunsetenv("KVX5130_CLOCK_RATE");
         QVERIFY2(run.exitCode == 0 && run.err.contains("saved as record 1"), run.err.constData());
         kvx::RecordStore store(QStringLiteral("e2e-record"));
@@ -353,14 +355,17 @@ private slots:
         QCOMPARE(store.readHeader("1")->value().pUnit, QStringLiteral("mA"));
         std::vector<kvx::TempSample> samples;
         QVERIFY(store.readRecordSamples("1", [&samples](const kvx::TempSample& s) { samples.push_back(s); }));
-        // A tick a second of the fast clock for ten of its minutes.
-        QVERIFY2(samples.size() >= 590 && samples.size() <= 600, qPrintable(QString::number(samples.size())));
+        // A tick a second of the fast clock for ten of its minutes (fewer when a loaded
+        // machine lets ticks fall behind: they then come at once, and the time columns
+        // still count the clock's seconds).
+        QVERIFY2(samples.size() >= 100 && samples.size() <= 600, qPrintable(QString::number(samples.size())));
         for (const kvx::TempSample& sample : samples) {
             QCOMPARE(sample.reason, QStringLiteral("0"));
             QVERIFY(sample.pVal.endsWith(QLatin1String(" mA")));
         }
         QCOMPARE(samples[0].timeTick.toLongLong(), 0);
-        QVERIFY(qAbs(samples.back().timeTick.toLongLong() - qint64(samples.size())) <= 3);
+        QVERIFY2(samples.back().timeTick.toLongLong() >= 590 && samples.back().timeTick.toLongLong() <= 600,
+                 qPrintable(samples.back().timeTick.toString()));
         QVERIFY(samples.back().diffLastTime.toLongLong() >= 1);
 
         run = runWithoutDisplay({"--folder", folder.path(), "--send", "status"});
