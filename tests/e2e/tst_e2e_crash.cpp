@@ -364,7 +364,7 @@ private slots:
             QVERIFY(sample.pVal.endsWith(QLatin1String(" mA")));
         }
         QCOMPARE(samples[0].timeTick.toLongLong(), 0);
-        QVERIFY2(samples.back().timeTick.toLongLong() >= 590 && samples.back().timeTick.toLongLong() <= 600,
+        QVERIFY2(samples.back().timeTick.toLongLong() >= 590 && samples.back().timeTick.toLongLong() <= 603,
                  qPrintable(samples.back().timeTick.toString()));
         // Saved with its time columns, as Save Rec saves a new record.
         QVERIFY(!samples.back().diffLastTime.isNull());
