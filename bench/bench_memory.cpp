@@ -5,6 +5,7 @@
 // the process's peak resident set (VmHWM). Goal: at most 100 MB. The floor is the
 // same program on an empty working trace, run in the same benchmark.
 
+#include "ProcessMemory.h"
 #include "RecordStore.h"
 #include "Session.h"
 #include "WorkingTrace.h"
@@ -20,17 +21,7 @@
 
 namespace {
 
-// The peak resident set of a running process in kB, 0 once it is gone.
-qint64 peakResidentKb(qint64 pid) {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    }
-    return 0;
-}
+using benchsupport::peakResidentKb;
 
 void BM_ProgramPeakMemory(benchmark::State& state) {
     const qint64 rows = state.range(0);

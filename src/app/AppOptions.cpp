@@ -4,6 +4,7 @@
 #include <QCommandLineParser>
 
 #include "MonitorServer.h"
+#include "PanelRules.h"
 #include "RecordStore.h"
 #include "ValueRules.h"
 
@@ -67,6 +68,22 @@ Options:
                  database file or a postgresql:// text) under new numbers, with
                  its bench and meter, and exit; a record copied before is left
                  out, so a second run adds nothing. Progress goes to stderr.
+  --send COMMAND [TEXT]
+                 Drive the kvx5130 that runs on the folder (the window program
+                 or a logger) through its socket kvx5130.socket there, print its
+                 answer and exit; exits 1 with a message when none runs there or
+                 the command fails. COMMAND is one of:
+                   status          a JSON object: link, state (LIVE/DEAD),
+                                   function, tracing, samples, last reading,...
+                   start           start a continuous trace ("tracing")
+                   stop            stop it ("stopped")
+                   clear           clear the working trace ("cleared")
+                   save "TEXT"     save the working trace as a record described
+                                   by TEXT, as Save Rec does without its
+                                   questions; answers the record's number
+                 A logger takes status and stop. The socket's protocol: one line
+                 in ("save TEXT"), one line out (JSON or text), "error: WHY" when
+                 the command failed.
   --help         Show this text.
   --version      Show the program's version.
 
@@ -87,7 +104,8 @@ opened again at every tick, and its readings go on once it answers again.
 Options:
   --link TEXT          A meter's connection text (see kvx5130 --help); give it
                        once per meter, in the order of the columns.
-  --interval S         Seconds between ticks (default 1; fractions allowed).
+  --interval S         Seconds between ticks (default 1; fractions allowed; 0:
+                       each tick as soon as the last one is done).
   --count N            Stop after N rows.
   --duration D         Stop after D: seconds, or with a unit, 90s, 10m, 2h.
   --format csv|ndjson  CSV with a heading line (default), or one JSON object
@@ -95,6 +113,24 @@ Options:
   --output FILE        Where the rows go; "-" is standard output (default).
   --http [ADDR:]PORT   Serve the monitor page of the first meter (see
                        kvx5130 --help); read-only.
+  --function F         Set every meter to the function F first: DCV, ACV,
+                       AC+DCV, Hz+ACV, RIPPLE, DCA, ACA, AC+DCA, Hz+ACA, DIODE,
+                       OHM, CAPACITANCE or CONT (the meter's own names).
+  --range R            With --function: its range, as the front panel offers
+                       it (V, mA, kOhm or nF: 0.5, 5, 50, ...), or auto
+                       (default).
+  --record "TEXT"      Also store the trace in the program folder's record
+                       database and save it as a new numbered record described
+                       by TEXT, as Save Rec does in the window program: the first
+                       --link's meter, one sample per tick with reason code 0
+                       (time) and the time columns TimeTick and DiffLastTime. The
+                       working trace of the folder must be empty (the window
+                       program's Clear, or --send clear), and is emptied again
+                       once the record is saved.
+  --folder DIR         The program folder (see kvx5130 --help). With --folder
+                       or --record the logger holds the folder as the window
+                       program does (one program per folder) and answers
+                       kvx5130 --folder DIR --send status|stop.
   --help               Show this text.
 
 CSV columns: Time (ISO 8601 with the UTC offset), Tick, then for each meter n
@@ -143,6 +179,62 @@ void letWindowSystemOptionsThrough(QCommandLineParser& parser) {
     parser.addOption(reverse);
 }
 
+// A function by the meter's name for it, in any case.
+const MeterFunction* functionNamed(const QString& name) {
+    for (const MeterFunction& function : meterFunctions()) {
+        if (name.compare(QLatin1String(function.reply), Qt::CaseInsensitive) == 0)
+            return &function;
+    }
+    return nullptr;
+}
+
+// "auto", an option's value ("50") or its caption ("50mA"); the range, or -1.
+double rangeNamed(panel::RangeGroup group, const QString& text) {
+    const QString wanted = text.simplified().remove(QLatin1Char(' '));
+    const bool number = isNumeric(wanted);
+    for (const panel::RangeOption& option : panel::rangeOptions(group)) {
+        const bool valueMatches = number && parseLeadingNumber(wanted) == option.value;
+        if (valueMatches ||
+            wanted.compare(QString(option.caption).remove(QLatin1Char(' ')), Qt::CaseInsensitive) == 0)
+            return option.value;
+    }
+    return -1.0;
+}
+
+// The logger's --function, --range, --folder and --record.
+LogOptions readLogTarget(const QCommandLineParser& parser, const QCommandLineOption& function,
+                         const QCommandLineOption& range, const QCommandLineOption& folder,
+                         const QCommandLineOption& record, LogOptions options) {
+    if (parser.isSet(function) && !(options.function = functionNamed(parser.value(function).trimmed()))) {
+        options.error =
+            QStringLiteral("--function \"%1\" is none of the meter's functions (kvx5130 log --help "
+                           "lists them)")
+                .arg(parser.value(function));
+        return options;
+    }
+    if (parser.isSet(range)) {
+        // Diode, continuity and ripple send no range, whatever frame the panel shows for them.
+        const DriverCall call = options.function ? options.function->call : DriverCall::Nothing;
+        if (options.function == nullptr || options.function->rangeGroup == FunctionFrame::None ||
+            call == DriverCall::Nothing || call == DriverCall::Diode || call == DriverCall::Continuity) {
+            options.error = QStringLiteral("--range goes with a --function that has ranges");
+            return options;
+        }
+        options.range = rangeNamed(panel::groupOf(options.function->rangeGroup), parser.value(range));
+        if (options.range < 0) {
+            options.error = QStringLiteral("--range \"%1\" is none of the ranges of %2")
+                                .arg(parser.value(range), QLatin1String(options.function->reply));
+            return options;
+        }
+    }
+    options.folder = parser.value(folder);
+    options.record = parser.isSet(record);
+    options.recordDescription = parser.value(record).trimmed();
+    if (!RecordStore::canStore(options.recordDescription))
+        options.error = QStringLiteral("--record: a single quote (') cannot be stored");
+    return options;
+}
+
 } // namespace
 
 bool isLogCommand(const QStringList& arguments) {
@@ -163,7 +255,12 @@ LogOptions parseLogOptions(const QStringList& arguments) {
     const QCommandLineOption output(QStringLiteral("output"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption help(QStringList{QStringLiteral("help"), QStringLiteral("h")});
     const QCommandLineOption http(QStringLiteral("http"), QString(), QStringLiteral("ADDRESS"));
-    parser.addOptions({link, interval, count, duration, format, output, http, help});
+    const QCommandLineOption function(QStringLiteral("function"), QString(), QStringLiteral("F"));
+    const QCommandLineOption range(QStringLiteral("range"), QString(), QStringLiteral("R"));
+    const QCommandLineOption folder(QStringLiteral("folder"), QString(), QStringLiteral("DIR"));
+    const QCommandLineOption record(QStringLiteral("record"), QString(), QStringLiteral("TEXT"));
+    parser.addOptions(
+        {link, interval, count, duration, format, output, http, help, function, range, folder, record});
 
     LogOptions options;
     QStringList withoutVerb = arguments;
@@ -191,8 +288,8 @@ LogOptions parseLogOptions(const QStringList& arguments) {
     if (parser.isSet(interval)) {
         const QString text = parser.value(interval).trimmed();
         const double ms = isNumeric(text) ? parseLeadingNumber(text) * 1000.0 : 0.0;
-        if (!(ms >= 1.0 && ms <= 86400e3))
-            return refuse(QStringLiteral("--interval needs a number of seconds (0.001 to 86400)"));
+        if (!(ms == 0.0 || (ms >= 1.0 && ms <= 86400e3)))
+            return refuse(QStringLiteral("--interval needs a number of seconds (0, or 0.001 to 86400)"));
         options.intervalMs = int(ms);
     }
     if (parser.isSet(count) && parser.isSet(duration))
@@ -218,7 +315,7 @@ LogOptions parseLogOptions(const QStringList& arguments) {
     if (parser.isSet(http) && !(options.error = monitorAddressRefusal(parser.value(http))).isEmpty())
         return options;
     options.http = parser.value(http);
-    return options;
+    return readLogTarget(parser, function, range, folder, record, options);
 }
 
 QString appUsageText() {
@@ -249,9 +346,10 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     const QCommandLineOption bench(QStringLiteral("bench"), QString(), QStringLiteral("NAME"));
     const QCommandLineOption benchFilter(QStringLiteral("bench-filter"), QString(), QStringLiteral("NAME"));
     const QCommandLineOption copyRecords(QStringLiteral("copy-records"), QString(), QStringLiteral("FROM"));
+    const QCommandLineOption send(QStringLiteral("send"), QString(), QStringLiteral("COMMAND"));
     parser.addOptions({folder, link, start, help, version, screenshot, screenshotDelay, exportRecord, pdf,
                        csv, ndjson, listRecords, json, http, httpToken, database, bench, benchFilter,
-                       copyRecords});
+                       copyRecords, send});
     letWindowSystemOptionsThrough(parser);
 
     AppOptions options;
@@ -268,6 +366,10 @@ AppOptions parseAppOptions(const QStringList& arguments) {
             return options;
         }
     }
+    options.sendCommand = parser.value(send).trimmed();
+    // save's description is the one argument that is not an option.
+    if (options.sendCommand == QLatin1String("save") && positional.size() == 1)
+        options.sendArgument = positional.takeFirst().trimmed();
     if (!positional.isEmpty()) {
         options.error = QStringLiteral("Unexpected argument: %1").arg(positional.first());
         return options;
@@ -291,6 +393,17 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     }
     if (parser.isSet(benchFilter) && !parser.isSet(listRecords)) {
         options.error = QStringLiteral("--bench-filter goes with --list-records");
+        return options;
+    }
+    static const QStringList commands{QStringLiteral("status"), QStringLiteral("start"),
+                                      QStringLiteral("stop"), QStringLiteral("clear"),
+                                      QStringLiteral("save")};
+    if (parser.isSet(send) && !commands.contains(options.sendCommand)) {
+        options.error = QStringLiteral("--send takes status, start, stop, clear or save \"description\"");
+        return options;
+    }
+    if (options.sendArgument.contains(QLatin1Char('\n'))) {
+        options.error = QStringLiteral("a description is one line");
         return options;
     }
     options.helpRequested = parser.isSet(help);
@@ -333,6 +446,9 @@ AppOptions parseAppOptions(const QStringList& arguments) {
     } else if (anyFile) {
         options.error = QStringLiteral("--pdf, --csv and --ndjson go with --export-record N");
     }
+    if (options.error.isEmpty() && parser.isSet(send) &&
+        (options.listRecords || parser.isSet(exportRecord) || options.start || parser.isSet(link)))
+        options.error = QStringLiteral("--send goes with --folder only");
     if (options.error.isEmpty() && options.json && !options.listRecords)
         options.error = QStringLiteral("--json goes with --list-records");
     options.http = parser.value(http);

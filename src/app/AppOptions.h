@@ -1,6 +1,7 @@
 #pragma once
 // The program's command line.
 
+#include "FunctionCatalogue.h"
 #include "SampleExport.h"
 
 #include <QString>
@@ -26,6 +27,8 @@ struct AppOptions {
     QString bench;                // --bench NAME: this bench's name for this run
     QString benchFilter;          // --bench-filter NAME: only that bench's records in the list
     QString copyFrom, copyTo;     // --copy-records FROM TO: copy records between stores and exit
+    QString sendCommand;          // --send COMMAND: drive the program running on the folder
+    QString sendArgument;         // the text after it (save's description)
     bool helpRequested = false;
     bool versionRequested = false;
     QString error; // non-empty: the command line was refused
@@ -43,6 +46,11 @@ struct LogOptions {
     QString output = QStringLiteral("-");    // --output FILE, "-" for standard output
     QString http;                            // --http [ADDR:]PORT: serve the monitor page
     QString httpToken;                       // --http-token FILE
+    const MeterFunction* function = nullptr; // --function DCV|ACV|...: sent to every meter first
+    double range = 0.0;                      // --range R with it (0: automatic)
+    QString folder;                          // --folder DIR: the program folder (lock, socket, records)
+    bool record = false;                     // --record "description": also saved as a record
+    QString recordDescription;
     bool helpRequested = false;
     QString error;
 };
@@ -56,9 +64,10 @@ QString logUsageText();
 // `arguments` includes the program name first, as argv gives it. The window
 // system's own options (-platform, -display, -style, ...) are let through.
 AppOptions parseAppOptions(const QStringList& arguments);
-// True when the command needs no window system: the record list and exports without a report.
+// True when the command needs no window system: the record list, exports without
+// a report, and --send.
 inline bool runsWithoutWindows(const AppOptions& options) {
-    return options.listRecords || !options.copyFrom.isEmpty() ||
+    return options.listRecords || !options.copyFrom.isEmpty() || !options.sendCommand.isEmpty() ||
            (options.exportRecord >= 0 && options.pdfFile.isEmpty());
 }
 QString appUsageText();

@@ -1,5 +1,6 @@
 #include "AppRun.h"
 
+#include "ControlSocket.h"
 #include "ExportRecord.h"
 #include "FocusFrameStyle.h"
 #include "FolderLock.h"
@@ -10,6 +11,7 @@
 #include "Session.h"
 #include "StatusReports.h"
 #include "WorkingTrace.h"
+#include "WindowCommands.h"
 #include "mdiMain.h"
 
 #include <QApplication>
@@ -155,6 +157,11 @@ int runRecordCommand(const AppOptions& options) {
     QTextStream err(stderr);
     if (!options.copyFrom.isEmpty())
         return copyRecords(options.copyFrom, options.copyTo, err);
+    if (!options.sendCommand.isEmpty()) {
+        QTextStream out(stdout);
+        return sendControlCommand(session().programFolder, options.sendCommand, options.sendArgument, out,
+                                  err);
+    }
     if (options.listRecords) {
         QTextStream out(stdout);
         return listRecords(options.json, options.benchFilter, out, err);
@@ -207,6 +214,9 @@ int runApplication(QApplication& app, const AppOptions& options) {
     frame.show();
     frame.activatePanel();
     const std::unique_ptr<MonitorServer> monitor = serveMonitorPage(frame, options, attended);
+    serveWindowCommands(folderLock.control(), frame);
+    if (!folderLock.controlProblem().isEmpty())
+        statusReports().report(folderLock.controlProblem());
     if (options.start)
         QTimer::singleShot(0, &frame, [&frame] { frame.startTrace(); });
     if (!options.screenshotFile.isEmpty()) {

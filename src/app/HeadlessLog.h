@@ -7,6 +7,13 @@
 // disk, and the file is put in place when the count or duration is reached or a
 // quit signal arrives. A QCoreApplication must exist; none of the window
 // classes is touched.
+//
+// --function and --range are sent to every meter before the first tick.
+// The first meter's readings feed the working trace (WorkingTrace.h), which a
+// status and a monitor page read. With --folder or --record the logger holds the
+// program folder as the window program does and answers --send status and stop
+// on its socket; --record stores the first meter's readings as a window trace is
+// stored and saves them as a numbered record at the end.
 
 #include "AppOptions.h"
 

@@ -20,11 +20,30 @@ public:
     virtual QDateTime now() const = 0;
     // The runtime's seconds-since-midnight timer (fractional).
     double secondsSinceMidnight() const;
+    // How many of its seconds pass in a second of the wall clock; what paces
+    // itself by this clock (the headless logger) waits that much less.
+    virtual double rate() const { return 1.0; }
 };
 
 class SystemClock final : public Clock {
 public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
+};
+
+// A clock that runs `rate` times as fast as the wall clock, from the wall clock's
+// time when it is made. The process starts with one when the environment names a
+// rate, KVX5130_CLOCK_RATE=N (read once, for the first clock() call): a day-long
+// headless log then takes a day divided by N, for soak tests and benchmarks.
+class FastClock final : public Clock {
+public:
+    explicit FastClock(double rate);
+    QDateTime now() const override;
+    double rate() const override { return m_rate; }
+
+private:
+    QDateTime m_start;
+    qint64 m_startNs;
+    double m_rate;
 };
 
 enum class Answer { Yes, No };
@@ -68,7 +87,8 @@ private:
 Clock& clock();
 void setClock(std::shared_ptr<Clock> c);
 MessageService& messages();
-void setMessages(std::shared_ptr<MessageService> m);
+// Returns the service it replaces, so that a caller can put it back.
+std::shared_ptr<MessageService> setMessages(std::shared_ptr<MessageService> m);
 RandomSource& randomSource();
 
 } // namespace kvx

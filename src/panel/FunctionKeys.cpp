@@ -7,6 +7,7 @@
 #include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
+#include "FunctionCalls.h"
 #include "FunctionCatalogue.h"
 #include "ValueRules.h"
 #include "WorkingTrace.h"
@@ -70,20 +71,6 @@ void frmKVX5130::showRange(double range) {
 
 namespace {
 
-// The range groups are the frames that hold range options.
-RangeGroup groupOf(FunctionFrame frame) {
-    switch (frame) {
-    case FunctionFrame::Current:
-        return RangeGroup::Current;
-    case FunctionFrame::Resistance:
-        return RangeGroup::Resistance;
-    case FunctionFrame::Capacitance:
-        return RangeGroup::Capacitance;
-    default:
-        return RangeGroup::Voltage;
-    }
-}
-
 FunctionFrame frameOf(RangeGroup group) {
     switch (group) {
     case RangeGroup::Current:
@@ -118,48 +105,6 @@ QGroupBox* frmKVX5130::frameBox(FunctionFrame frame) const {
 
 namespace {
 
-void callDriver(clsKVX5310& meter, DriverCall call, double range) {
-    switch (call) {
-    case DriverCall::Nothing:
-        break;
-    case DriverCall::VoltageDC:
-        meter.VoltageDC(range);
-        break;
-    case DriverCall::VoltageAC:
-        meter.VoltageAC(range);
-        break;
-    case DriverCall::VoltageACDC:
-        meter.VoltageACDC(range);
-        break;
-    case DriverCall::CurrentDC:
-        meter.CurrentDC(range);
-        break;
-    case DriverCall::CurrentAC:
-        meter.CurrentAC(range);
-        break;
-    case DriverCall::CurrentACDC:
-        meter.CurrentACDC(range);
-        break;
-    case DriverCall::VoltageFrequency:
-    case DriverCall::CurrentFrequency:
-        // The AC key before it has already been sent; this adds the frequency.
-        meter.SFR();
-        break;
-    case DriverCall::Diode:
-        meter.Diode();
-        break;
-    case DriverCall::Resistance:
-        meter.Resitance(range);
-        break;
-    case DriverCall::Capacitance:
-        meter.Capacitance(range);
-        break;
-    case DriverCall::Continuity:
-        meter.Continuity();
-        break;
-    }
-}
-
 // The function the meter reports after the command, and the unit that goes with it.
 struct FunctionShown {
     QString function;
@@ -175,7 +120,7 @@ struct FunctionShown {
 void frmKVX5130::runFunctionKey(const MeterFunction& function) {
     beginFunction(frameBox(function.frame));
     const bool ranged = function.rangeGroup != FunctionFrame::None;
-    const double range = ranged ? rangeOf(groupOf(function.rangeGroup)) : 0.0;
+    const double range = ranged ? rangeOf(panel::groupOf(function.rangeGroup)) : 0.0;
     if (function.call == DriverCall::Nothing) {
         // Ripple: the meter keeps its present function; only the panel changes.
         if (StatePanel* state = statePanel())
@@ -192,7 +137,7 @@ void frmKVX5130::runFunctionKey(const MeterFunction& function) {
     meterThread().call<FunctionShown>(
         this,
         [call, range](clsKVX5310& meter) {
-            callDriver(meter, call, range);
+            callFunction(meter, call, range);
             FunctionShown shown;
             shown.function = meter.Func();
             shown.secondUnit = meter.sUnitSecond();

@@ -33,6 +33,19 @@ const std::vector<RangeOption>& rangeOptions(RangeGroup group) {
     return capacitance;
 }
 
+RangeGroup groupOf(FunctionFrame frame) {
+    switch (frame) {
+    case FunctionFrame::Current:
+        return RangeGroup::Current;
+    case FunctionFrame::Resistance:
+        return RangeGroup::Resistance;
+    case FunctionFrame::Capacitance:
+        return RangeGroup::Capacitance;
+    default:
+        return RangeGroup::Voltage;
+    }
+}
+
 double rangeValue(RangeGroup group, int index) {
     const auto& options = rangeOptions(group);
     if (index < 0 || index >= static_cast<int>(options.size()))

@@ -4,6 +4,8 @@
 // re-arm rule and the total-time check. The panel calls these; the tests
 // check them by table.
 
+#include "FunctionCatalogue.h"
+
 #include <QDateTime>
 #include <QString>
 #include <vector>
@@ -19,6 +21,9 @@ struct RangeOption {
 
 // The options of one range group, in their on-screen order (index = option index).
 const std::vector<RangeOption>& rangeOptions(RangeGroup group);
+
+// The range group of a function's range frame (the frames that hold range options).
+RangeGroup groupOf(FunctionFrame frame);
 
 // The range an option index stands for; an index outside the group means automatic (0).
 double rangeValue(RangeGroup group, int index);

@@ -1,5 +1,6 @@
 #include "frmDataTable.h"
 
+#include "SampleTimeline.h"
 #include "TraceGrid.h"
 #include "Twips.h"
 
@@ -37,43 +38,6 @@ constexpr int kWidthLeftForBorder = 260;
 constexpr int kGridLeft = 120;
 
 const int kColumnWidths[] = {1600, 1600, 1600, 1650, 1600, 2400};
-
-// The reason code each reason text is stored with.
-QString reasonCode(ReasonText reason) {
-    switch (reason) {
-    case ReasonText::Time:
-        return QStringLiteral("0");
-    case ReasonText::OverMax:
-        return QStringLiteral("1");
-    case ReasonText::BelowMin:
-        return QStringLiteral("2");
-    case ReasonText::MatchLevel:
-    case ReasonText::MatchRebuilt:
-        return QStringLiteral("3");
-    case ReasonText::MatchPercent:
-        return QStringLiteral("4");
-    case ReasonText::None:
-        break;
-    }
-    return QString();
-}
-
-// Whole seconds as the time columns show them: halves away from zero.
-qint64 wholeSeconds(double seconds) {
-    return std::llround(seconds);
-}
-
-// The wall-clock date and time of `when` to the whole second, as a plain calendar
-// value: sample times count on from it the way the seconds-of-day clock does,
-// so a daylight-saving change does not shift them by an hour.
-QDateTime wallClockToWholeSecond(const QDateTime& when) {
-    const QTime time = when.time();
-    return QDateTime(when.date(), QTime(time.hour(), time.minute(), time.second()), Qt::UTC);
-}
-
-QString readingText(double value, const QString& unit) {
-    return numberToText(value) + QStringLiteral(" ") + unit;
-}
 
 // A hint beside a text field, shown while its text holds a single quote: the
 // record database refuses such a text, so the operator learns it while typing.
@@ -348,9 +312,7 @@ void frmDataTable::ClearData() {
     }
     m_heldReference = kNoReference;
     m_autoHoldCount = 0;
-    m_runningTotal = 0.0;
-    m_previousClock = 0.0;
-    m_baseDateTime = QDateTime();
+    m_timeline.reset();
 }
 
 int frmDataTable::filterIndex() const {
@@ -463,27 +425,6 @@ std::optional<ReasonText> frmDataTable::decideReason() {
     return holdReason(state ? trimBlanks(state->mathText()) : QString());
 }
 
-frmDataTable::SampleTimes frmDataTable::timesOfNewSample() const {
-    SampleTimes t;
-    t.clock = session().lastReadingTime;
-    if (!m_baseDateTime.isValid()) {
-        // The first sample of the trace fixes the moment the running total counts from.
-        t.base = wallClockToWholeSecond(clock().now());
-        t.runningTotal = m_runningTotal;
-        t.diffLastTime = 0;
-    } else {
-        // The seconds-of-day clock starts again at midnight; the gap does not, so the
-        // running total (TimeTick) goes on past a day and the date moves on with it.
-        t.base = m_baseDateTime;
-        const double gap = secondsOfDayBetween(m_previousClock, t.clock);
-        t.diffLastTime = wholeSeconds(gap);
-        t.runningTotal = m_runningTotal + gap;
-    }
-    t.timeTick = wholeSeconds(t.runningTotal);
-    t.recTime = dateTimeText(t.base.addSecs(wholeSeconds(t.runningTotal)));
-    return t;
-}
-
 void frmDataTable::reportStoreFailure() {
     // The polling cycle stores a sample every second: one message for a run of failures.
     if (m_storeFailureReported)
@@ -507,9 +448,9 @@ void frmDataTable::AppendData() {
     ensureFilled();
     const qint64 seqNo = m_model.size();
 
-    const SampleTimes t = timesOfNewSample();
-    const QString pVal = readingText(dValuePrimary, m_units.sUnitPrimary());
-    const QString sVal = readingText(dValueSecond, m_units.sUnitSecond());
+    const SampleTimeline::Times t = m_timeline.next(session().lastReadingTime, clock().now());
+    const QString pVal = storedReadingText(dValuePrimary, m_units.sUnitPrimary());
+    const QString sVal = storedReadingText(dValueSecond, m_units.sUnitSecond());
     // The writer thread stores it; only a full queue refuses it. The times move on
     // only with a taken sample, so the next one measures its gap from the last taken.
     if (!workingTrace().store(
@@ -518,9 +459,7 @@ void frmDataTable::AppendData() {
         return;
     }
     m_storeFailureReported = false;
-    m_baseDateTime = t.base;
-    m_runningTotal = t.runningTotal;
-    m_previousClock = t.clock;
+    m_timeline.take(t);
 
     m_model.appendRow(seqNo, t.recTime, pVal, sVal, *reason, noReply);
     // A trace started before the meter told its function (--start) would otherwise

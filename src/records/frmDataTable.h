@@ -5,6 +5,7 @@
 
 #include "Forms.h"
 #include "MeterUnits.h"
+#include "SampleTimeline.h"
 #include "TraceTableModel.h"
 
 #include <QDateTime>
@@ -70,15 +71,6 @@ protected:
 private:
     void fillSlice();
     void ensureFilled() const;
-    struct SampleTimes {
-        QDateTime base;
-        double clock = 0.0;
-        double runningTotal = 0.0;
-        qint64 timeTick = 0;
-        qint64 diffLastTime = 0;
-        QString recTime;
-    };
-
     void buildControls();
     void layoutControls();
     void setUnitHeadings();
@@ -88,7 +80,6 @@ private:
     std::optional<ReasonText> holdReason(const QString& holdWord);
     void advanceSampleCounter();
     int samplesPerTimedSample() const;
-    SampleTimes timesOfNewSample() const;
     void reportStoreFailure();
     void showMeterUnits();
     void keepNewestInView();
@@ -121,10 +112,7 @@ private:
     qint16 m_sampleCounter = 0;
     qint16 m_autoHoldCount = 0;
     double m_heldReference = kNoReference;
-    // The time columns.
-    double m_runningTotal = 0.0;
-    double m_previousClock = 0.0;
-    QDateTime m_baseDateTime;
+    SampleTimeline m_timeline;
 
     std::function<void(QWidget*)> m_printTrace;
     std::function<void(QWidget*)> m_printGrid;

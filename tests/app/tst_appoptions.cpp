@@ -27,7 +27,8 @@ QStringList described(const AppOptions& o) {
             "database=" + o.database,
             "bench=" + o.bench,
             "filter=" + o.benchFilter,
-            "copy=" + o.copyFrom + ">" + o.copyTo};
+            "copy=" + o.copyFrom + ">" + o.copyTo,
+            "send=" + o.sendCommand + "|" + o.sendArgument};
 }
 
 // The options that differ from a bare command line's, or "refused".
@@ -91,6 +92,12 @@ private slots:
                "list=1 filter=b7");
         addRow("copy", QStringList{"--copy-records", "a.mdb", "postgresql://lab/kvx"},
                "copy=a.mdb>postgresql://lab/kvx");
+        addRow("send save", QStringList{"--folder", "/tmp/x", "--send", "save", "fan test"},
+               "folder=/tmp/x send=save|fan test");
+        addRow("send status", QStringList{"--send", "status"}, "send=status|");
+        addRow("send status with text", QStringList{"--send", "status", "x"}, "refused");
+        addRow("send an unknown command", QStringList{"--send", "quit"}, "refused");
+        addRow("send with start", QStringList{"--send", "stop", "--start"}, "refused");
     }
 
     void parse() {
@@ -117,7 +124,18 @@ private slots:
                "refused");
         addRow("bad duration", QStringList{"--link", "tcp:h", "--duration", "10 min"}, "refused");
         addRow("zero count", QStringList{"--link", "tcp:h", "--count", "0"}, "refused");
-        addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "refused");
+        addRow("zero interval", QStringList{"--link", "tcp:h", "--interval", "0"}, "tcp:h 0 -1 -1 csv -");
+        addRow("interval below a millisecond", QStringList{"--link", "tcp:h", "--interval", "0.0001"},
+               "refused");
+        addRow("range without a function", QStringList{"--link", "tcp:h", "--range", "5"}, "refused");
+        addRow("range of another function",
+               QStringList{"--link", "tcp:h", "--function", "dcv", "--range", "50mA"}, "refused");
+        addRow("function without ranges",
+               QStringList{"--link", "tcp:h", "--function", "DIODE", "--range", "5"}, "refused");
+        addRow("function and range", QStringList{"--link", "tcp:h", "--function", "aca", "--range", "50 mA"},
+               "tcp:h 1000 -1 -1 csv - ACA@50");
+        addRow("unknown function", QStringList{"--link", "tcp:h", "--function", "VDC"}, "refused");
+        addRow("quote in a record", QStringList{"--link", "tcp:h", "--record", "it's"}, "refused");
         addRow("other format", QStringList{"--link", "tcp:h", "--format", "xml"}, "refused");
         addRow("window option", QStringList{"--link", "tcp:h", "--start"}, "refused");
         addRow("monitor page", QStringList{"--link", "tcp:h", "--http", "0"}, "tcp:h 1000 -1 -1 csv -");
@@ -129,14 +147,17 @@ private slots:
         arguments = QStringList{"kvx5130", "log"} + arguments;
         QVERIFY(isLogCommand(arguments));
         const LogOptions o = parseLogOptions(arguments);
-        QTEST(o.error.isEmpty() ? QStringLiteral("%1 %2 %3 %4 %5 %6")
-                                      .arg(o.links.join(','))
-                                      .arg(o.intervalMs)
-                                      .arg(o.count)
-                                      .arg(o.durationMs)
-                                      .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output)
-                                : QStringLiteral("refused"),
-              "options");
+        QTEST(
+            o.error.isEmpty()
+                ? QStringLiteral("%1 %2 %3 %4 %5 %6")
+                          .arg(o.links.join(','))
+                          .arg(o.intervalMs)
+                          .arg(o.count)
+                          .arg(o.durationMs)
+                          .arg(o.format == ExportFormat::Ndjson ? "ndjson" : "csv", o.output) +
+                      (o.function ? QStringLiteral(" %1@%2").arg(o.function->reply).arg(o.range) : QString())
+                : QStringLiteral("refused"),
+            "options");
     }
 };
 

@@ -317,6 +317,53 @@ private slots:
         QCOMPARE(marks.size(), 40);
         QVERIFY2(QRegularExpression(QStringLiteral("^0+1+0+1+")).match(marks).hasMatch(), qPrintable(marks));
     }
+
+    // --record: the first meter's readings saved as a record, with the reason code and
+    // time columns of a window trace, on a clock 600 times as fast; a working trace that
+    // holds samples is not replaced; --send finds nothing on a folder nobody holds.
+    void headlessLogRecord() {
+        kvx::test::SimProcess sim({QStringLiteral("--tcp"), QStringLiteral("0")});
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        QTemporaryDir held;
+        QVERIFY(makeRecordFolder(held, 3));
+        const QStringList log{"log", "--link", sim.where(), "--function", "ACA", "--range", "50mA"};
+        Run run =
+            runWithoutDisplay(log + QStringList{"--count", "1", "--folder", held.path(), "--record", "x"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("holds 3 samples"), run.err.constData());
+
+        QTemporaryDir folder;
+        qputenv("KVX5130_CLOCK_RATE", "600");
+        run = runWithoutDisplay(
+            log + QStringList{"--duration", "10m", "--folder", folder.path(), "--record", "fan"});
+        qunsetenv("KVX5130_CLOCK_RATE");
+        QVERIFY2(run.exitCode == 0 && run.err.contains("saved as record 1"), run.err.constData());
+        kvx::RecordStore store(QStringLiteral("e2e-record"));
+        QVERIFY(store.open(folder.filePath(QStringLiteral("KVX5130.mdb"))));
+        QCOMPARE(store.countSamples(), std::optional<qint64>(0));
+        QCOMPARE(store.readHeader("1")->value().comment, QStringLiteral("fan"));
+        QCOMPARE(store.readHeader("1")->value().pUnit, QStringLiteral("mA"));
+        std::vector<kvx::TempSample> samples;
+        QVERIFY(store.readRecordSamples("1", [&samples](const kvx::TempSample& s) { samples.push_back(s); }));
+        // A tick a second of the fast clock for ten of its minutes (fewer when a loaded
+        // machine lets ticks fall behind: they then come at once, and the time columns
+        // still count the clock's seconds).
+        QVERIFY2(samples.size() >= 100 && samples.size() <= 600, qPrintable(QString::number(samples.size())));
+        for (const kvx::TempSample& sample : samples) {
+            QCOMPARE(sample.reason, QStringLiteral("0"));
+            QVERIFY(sample.pVal.endsWith(QLatin1String(" mA")));
+        }
+        QCOMPARE(samples[0].timeTick.toLongLong(), 0);
+        QVERIFY2(samples.back().timeTick.toLongLong() >= 590 && samples.back().timeTick.toLongLong() <= 603,
+                 qPrintable(samples.back().timeTick.toString()));
+        // Saved with its time columns, as Save Rec saves a new record.
+        QVERIFY(!samples.back().diffLastTime.isNull());
+
+        run = runWithoutDisplay({"--folder", folder.path(), "--send", "status"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("no kvx5130 runs on the folder"), run.err.constData());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCrash)
