@@ -111,6 +111,8 @@ Options:
   --format csv|ndjson  CSV with a heading line (default), or one JSON object
                        per line.
   --output FILE        Where the rows go; "-" is standard output (default).
+                       When stderr is a terminal the rows do not go to, a line
+                       there tells the rows so far and the time elapsed.
   --http [ADDR:]PORT   Serve the monitor page of the first meter (see
                        kvx5130 --help); read-only.
   --function F         Set every meter to the function F first: DCV, ACV,

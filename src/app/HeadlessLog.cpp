@@ -19,12 +19,14 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTimer>
 
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 namespace kvx {
@@ -279,6 +281,51 @@ void serveLogCommands(ControlServer& server) {
     });
 }
 
+// One line on a terminal's stderr that tells how far a log is: rows so far, time
+// elapsed and, with --count, how many are to come. Rewritten in place at most five
+// times a second; nothing when stderr is not a terminal, or when the rows go to the
+// same terminal, where the two would mix.
+class ProgressLine {
+public:
+    explicit ProgressLine(const LogOptions& options)
+        : m_count(options.count),
+          m_shown(isatty(fileno(stderr)) &&
+                  !(ExportOutput::isStream(options.output) && isatty(fileno(stdout)))) {
+        m_sinceShown.start();
+    }
+    ~ProgressLine() {
+        if (m_drawn)
+            std::fputc('\n', stderr);
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    // `last`: the log ends here, and its final count is shown whatever the time.
+    void rowsWritten(qint64 rows, qint64 elapsedMs, bool last) {
+        if (!m_shown || (m_drawn && !last && m_sinceShown.elapsed() < 200))
+            return;
+        m_sinceShown.restart();
+        m_drawn = true;
+        const QString of = m_count > 0 ? QStringLiteral(" of %1").arg(m_count) : QString();
+        std::fprintf(stderr, "\rkvx5130 log: %lld rows%s, %s elapsed ", static_cast<long long>(rows),
+                     qPrintable(of), qPrintable(elapsedText(elapsedMs / 1000)));
+        std::fflush(stderr);
+    }
+
+private:
+    static QString elapsedText(qint64 seconds) {
+        return QStringLiteral("%1:%2:%3")
+            .arg(seconds / 3600)
+            .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+            .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    }
+
+    qint64 m_count;
+    bool m_shown;
+    bool m_drawn = false;
+    QElapsedTimer m_sinceShown;
+};
+
 } // namespace
 
 int runHeadlessLog(const LogOptions& options) {
@@ -353,6 +400,7 @@ int runHeadlessLog(const LogOptions& options) {
     QTimer timer;
     timer.setTimerType(Qt::PreciseTimer);
     timer.setSingleShot(true);
+    ProgressLine progress(options);
     const auto onTick = [&] {
         const TickReadings readings = rows.read();
         rows.appendTick(tick++, readings, &buffer);
@@ -365,6 +413,7 @@ int runHeadlessLog(const LogOptions& options) {
         const qint64 dueMs = tick * options.intervalMs;
         const bool done = (options.count > 0 && tick >= options.count) ||
                           (options.durationMs > 0 && qMax(dueMs, elapsedMs) >= options.durationMs);
+        progress.rowsWritten(tick, elapsedMs, done || !written);
         if (!written || done) {
             QCoreApplication::quit();
             return;

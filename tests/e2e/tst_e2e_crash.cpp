@@ -12,6 +12,9 @@
 #include <QtSql>
 #include <QtTest>
 #include <csignal>
+#include <fcntl.h>
+#include <pty.h>
+#include <unistd.h>
 
 namespace {
 
@@ -282,10 +285,15 @@ private slots:
         // The socket's meter falls silent after its first twelve commands.
         QVERIFY(meters(int(lines.size()) - 1)[1].toObject().value("noReply").toBool());
 
-        // No count: SIGINT ends it between rows, the file complete.
+        // No count: SIGINT ends it between rows, the file complete. Its stderr is a
+        // terminal, where a line tells how far it got.
         const QTemporaryDir folder;
         const QString file = folder.filePath("log.csv");
+        int terminal = -1, terminalSide = -1;
+        QVERIFY(::openpty(&terminal, &terminalSide, nullptr, nullptr, nullptr) == 0);
+        ::fcntl(terminal, F_SETFL, O_NONBLOCK);
         QProcess app;
+        app.setChildProcessModifier([terminalSide] { ::dup2(terminalSide, STDERR_FILENO); });
         app.start(QStringLiteral(KVX_APP_BINARY),
                   links.mid(0, 3) + QStringList{"--interval", "0.02", "--output", file});
         QVERIFY(app.waitForStarted());
@@ -297,6 +305,11 @@ private slots:
         QVERIFY(
             csv.startsWith("Time,Tick,M1Primary,M1PrimaryUnit,M1Secondary,M1SecondaryUnit,M1NoReply\r\n"));
         QVERIFY(csv.endsWith("\r\n"));
+        ::close(terminalSide);
+        char shown[4096];
+        const QByteArray progress(shown, int(qMax<ssize_t>(0, ::read(terminal, shown, sizeof shown))));
+        ::close(terminal);
+        QVERIFY2(progress.contains(" rows, 0:00:0"), progress.constData());
 
         run = runWithoutDisplay(
             {"log", "--link", "serial:" + folder.filePath("no-such-device"), "--count", "1"});
