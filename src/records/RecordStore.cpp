@@ -1090,13 +1090,28 @@ sqlite3* engineHandle(const QString& connectionName) {
 
 } // namespace
 
+namespace {
+
+// What an export reads: the working trace, or a saved record with its number bound
+// the way SQLite and the server mark it.
+const char* const kStreamSelects[] = {
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datatemp "
+    "order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = ? order by SeqNo asc",
+    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
+    "where recno = $1 order by SeqNo asc",
+};
+
+} // namespace
+
 bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (!settleWriter())
         return false;
     if (m_target.server)
-        return streamSamplesOfServer(QString(), [&](const StoredSample& s) {
+        return streamSamplesOfServer(kStreamSelects[0], {}, [&](const StoredSample& s) {
             values->push_back(parseLeadingNumber(std::string_view(s.pVal.data(), size_t(s.pVal.size()))));
             if (s.noReply)
                 noReplyRows->push_back(qint32(values->size() - 1));
@@ -1135,16 +1150,6 @@ namespace kvx {
 
 namespace {
 
-// What an export reads: the working trace, or a saved record with its number bound
-// the way SQLite and the server mark it.
-const char* const kStreamSelects[] = {
-    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datatemp "
-    "order by SeqNo asc",
-    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
-    "where recno = ? order by SeqNo asc",
-    "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply from datadetail "
-    "where recno = $1 order by SeqNo asc",
-};
 
 // A row of one of those selects, from the engine's texts (`text`) and nullable numbers (`time`).
 template <class Text, class Time>
@@ -1178,8 +1183,11 @@ bool RecordStore::streamSamples(const QString& recNo, const std::function<bool(c
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (recNo.isEmpty() && !settleWriter())
         return false;
-    if (m_target.server)
-        return streamSamplesOfServer(recNo, each);
+    if (m_target.server) {
+        if (recNo.isEmpty())
+            return streamSamplesOfServer(kStreamSelects[0], {}, each);
+        return streamSamplesOfServer(kStreamSelects[2], {recNo.toUtf8()}, each);
+    }
     sqlite3* db = engineHandle(m_connectionName);
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
@@ -1224,6 +1232,11 @@ bool RecordStore::streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
                                            const std::function<bool(const StoredSample&)>& each) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (m_target.server)
+        return streamSamplesOfServer(
+            "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+            "from datatemp where SeqNo >= $1 order by SeqNo asc limit $2",
+            {QByteArray::number(firstSeqNo), QByteArray::number(maxRows)}, each);
     sqlite3* db = engineHandle(m_connectionName);
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
@@ -1436,7 +1449,7 @@ std::optional<qint64> serverTime(const PGresult* row, int column) {
 
 } // namespace
 
-bool RecordStore::streamSamplesOfServer(const QString& recNo,
+bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByteArray>& parameters,
                                         const std::function<bool(const StoredSample&)>& each) {
     // Through libpq one row at a time, so that a long record is never held whole.
     PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
@@ -1444,10 +1457,10 @@ bool RecordStore::streamSamplesOfServer(const QString& recNo,
         conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
     if (!conn)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
-    const QByteArray number = recNo.toUtf8();
-    const char* const values[] = {number.constData()};
-    const char* const text = kStreamSelects[recNo.isEmpty() ? 0 : 2];
-    if (!PQsendQueryParams(conn, text, recNo.isEmpty() ? 0 : 1, nullptr, values, nullptr, nullptr, 0) ||
+    std::vector<const char*> values;
+    for (const QByteArray& parameter : parameters)
+        values.push_back(parameter.constData());
+    if (!PQsendQueryParams(conn, text, int(values.size()), nullptr, values.data(), nullptr, nullptr, 0) ||
         !PQsetSingleRowMode(conn)) {
         const QString problem = serverError(conn);
         drainResults(conn);

@@ -374,7 +374,9 @@ private:
     bool reconnectIfBroken();
     bool writeCopiedSamples(RecordStore& source, const QString& sourceRecNo, const QString& recNo,
                             const std::function<void(qint64)>& progress);
-    bool streamSamplesOfServer(const QString& recNo, const std::function<bool(const StoredSample&)>& each);
+    // A select of sample rows in the order of `kStreamSelects`, with its $n parameters.
+    bool streamSamplesOfServer(const char* text, const std::vector<QByteArray>& parameters,
+                               const std::function<bool(const StoredSample&)>& each);
 
     QString m_connectionName;
     StoreTarget m_target;

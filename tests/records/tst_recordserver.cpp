@@ -58,6 +58,10 @@ QStringList transcript(RecordStore& s) {
         out << "export " + QString::fromUtf8(t.pVal) + '|' + QString::number(t.timeTick.value_or(-1));
         return true;
     }));
+    said("page", s.streamWorkingSamplesFrom(2, 2, [&](const StoredSample& t) {
+        out << "page " + QString::number(t.seqNo);
+        return true;
+    }));
     return out;
 }
 
@@ -84,6 +88,7 @@ private slots:
         QCOMPARE(transcript(recordStore()), onFile);
         // The rules both follow: numbers from 1, an update drops the time columns,
         // the filter of code 3 leaves code 4 out.
+        QCOMPARE(onFile.filter("page "), (QStringList{"page 2", "page 3"}));
         QVERIFY(onFile.contains("S8 2|second, updated|bench-a") && onFile.contains("export 4 V|4") &&
                 onFile.contains("S14/0 2|2026/11/25 10:00:02|2 V|2|note|-|0"));
         QCOMPARE(onFile.filter("S14/3 "), QStringList{"S14/3 3|2026/11/25 10:00:03|3 V|3||-|1"});
