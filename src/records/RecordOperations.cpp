@@ -4,6 +4,7 @@
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 
 namespace kvx {
 
@@ -196,6 +197,7 @@ bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times) {
         showError();
         return false;
     }
+    workingTrace().restart();
     if (forms().dataTable)
         forms().dataTable->refreshRows();
     if (forms().graph)

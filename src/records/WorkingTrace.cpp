@@ -77,12 +77,19 @@ void WorkingTrace::noteReading(const TakenReading& reading) {
 bool WorkingTrace::store(const NewSample& sample) {
     if (!recordStore().queueSample(sample))
         return false;
-    ++m_samples;
+    if (m_samples)
+        ++*m_samples;
     emit sampleStored({sample, m_primaryUnit, m_secondaryUnit});
     return true;
 }
 
-void WorkingTrace::restart(qint64 samples) {
+qint64 WorkingTrace::samples() const {
+    if (!m_samples)
+        m_samples = recordStore().countSamples(); // stays unknown when the store cannot tell
+    return m_samples.value_or(0);
+}
+
+void WorkingTrace::restart(std::optional<qint64> samples) {
     m_samples = samples;
     emit restarted();
 }
@@ -92,7 +99,7 @@ QJsonObject WorkingTrace::statusJson(const QDateTime& now) const {
                        {"state", m_live ? "LIVE" : "DEAD"},
                        {"function", m_function},
                        {"tracing", m_tracing},
-                       {"samples", m_samples},
+                       {"samples", samples()},
                        {"matches", m_statistics.matchCount},
                        {"limit_low", numberOrNull(m_limitLow)},
                        {"limit_high", numberOrNull(m_limitHigh)}};

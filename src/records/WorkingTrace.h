@@ -50,8 +50,9 @@ public:
     void noteReading(const TakenReading& reading);
     // Hands the sample to the store writer; false only when its queue is full.
     bool store(const NewSample& sample);
-    // The working trace was emptied or replaced and now holds `samples` rows.
-    void restart(qint64 samples);
+    // The working trace was emptied or replaced and now holds `samples` rows; when
+    // not given, as many as the store counts the first time samples() is asked.
+    void restart(std::optional<qint64> samples = std::nullopt);
 
     // --- Read by watchers ---
     QString link() const { return m_link; }
@@ -60,7 +61,9 @@ public:
     QString primaryUnit() const { return m_primaryUnit; }
     QString secondaryUnit() const { return m_secondaryUnit; }
     bool tracing() const { return m_tracing; }
-    qint64 samples() const { return m_samples; }
+    // The samples in the working trace. The trace found at start-up, or loaded, is
+    // counted in the store only when first asked, not on the way to the first window.
+    qint64 samples() const;
     std::optional<TakenReading> lastReading() const { return m_last; }
     const TraceStatistics& statistics() const { return m_statistics; }
     // The status object of `--send status` and the monitor page:
@@ -86,7 +89,7 @@ private:
     std::optional<double> m_limitLow, m_limitHigh;
     bool m_tracing = false;
     QDateTime m_startedAt;
-    qint64 m_samples = 0;
+    mutable std::optional<qint64> m_samples; // unknown until counted
     std::optional<TakenReading> m_last;
     TraceStatistics m_statistics;
 };

@@ -353,9 +353,6 @@ void frmDataTable::refreshRows() {
                           recordStore().lastError().description);
         return;
     }
-    // The rows shown may be a filter's; the working trace holds them all.
-    if (const std::optional<qint64> samples = recordStore().countSamples())
-        workingTrace().restart(*samples);
     fillSlice();
 }
 

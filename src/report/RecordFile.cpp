@@ -4,6 +4,7 @@
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
+#include "WorkingTrace.h"
 
 #include "RecordFileReader.h"
 
@@ -266,6 +267,7 @@ bool RecordFile::openAsWorkingTrace(const QString& path, const Progress& progres
     setField(RecordField::SUnit, header.sUnit);
     if (forms().panel)
         forms().panel->setSampleStyle(sampleStyleIndex(header.recStyle));
+    workingTrace().restart();
     if (forms().dataTable)
         forms().dataTable->refreshRows();
     if (forms().graph)
