@@ -2,7 +2,7 @@
 
 #include "DisplayColors.h"
 #include "DisplayFormat.h"
-#include "MeterScales.h"
+#include "ValueRules.h"
 
 #include <QFontDatabase>
 #include <QPainter>
