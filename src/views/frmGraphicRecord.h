@@ -65,6 +65,7 @@ public:
     void ScaleYAxis(double peak) override;
     void setLiveTrace(bool on) override;
     QWidget* plotWidget() override;
+    std::optional<GraphShown> shown() const override;
 
     // The store ReDraw reads; the application's one connection unless a test hands another.
     void setRecordStore(RecordStore* store) { m_store = store; }
