@@ -53,8 +53,8 @@ std::optional<double> fieldNumber(const QLineEdit* field) {
 
 } // namespace
 
-frmGraphicRecord::frmGraphicRecord(const MeterUnits& units, QWidget* parent)
-    : QWidget(parent), m_units(units) {
+frmGraphicRecord::frmGraphicRecord(const MeterUnits& units, RecordStore& store, QWidget* parent)
+    : QWidget(parent), m_units(units), m_store(store) {
     setObjectName(QStringLiteral("frmGraphicRecord"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Graphic Record"));
@@ -244,10 +244,6 @@ std::optional<GraphShown> frmGraphicRecord::shown() const {
             m_plot->yAxis->range().upper};
 }
 
-RecordStore& frmGraphicRecord::store() {
-    return m_store ? *m_store : recordStore();
-}
-
 void frmGraphicRecord::setValueText(const QString& text) {
     m_value->setText(text);
 }
@@ -394,7 +390,7 @@ void frmGraphicRecord::ShowGraph() {
 }
 
 void frmGraphicRecord::ReDraw() {
-    RecordStore& records = store();
+    RecordStore& records = m_store;
     std::vector<double> values;
     // Room for the rows there are; the numbers the rows carry decide nothing here.
     if (const auto count = records.countSamples(); count && *count > 0)

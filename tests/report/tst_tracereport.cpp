@@ -57,8 +57,8 @@ private slots:
     void pagesOfA200SampleReport() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table(driverUnits());
-        frmGraphicRecord graph(driverUnits());
+        frmDataTable table(driverUnits(), recordStore());
+        frmGraphicRecord graph(driverUnits(), recordStore());
         // Settings fields come padded with blanks, as the operation record keeps them.
         session().operation.reportHeader = fixedText(QStringLiteral("Lab 3 Ripple Test"), 255);
         QImage logo(120, 60, QImage::Format_RGB32);
@@ -145,7 +145,7 @@ private slots:
         QFETCH(QString, shown);
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table(driverUnits());
+        frmDataTable table(driverUnits(), recordStore());
         setHeaderFields(table, makeHeader(QStringLiteral("7")));
         QVERIFY(recordStore().replaceTrace(makeSamples(samples)));
         table.findChild<QComboBox*>(QStringLiteral("CmbSample"))->setCurrentIndex(filter);
@@ -186,7 +186,7 @@ private slots:
                              "Total Time:0:3:20"};
         QCOMPARE(hidden.content().graph->statistics(), expected);
 
-        frmGraphicRecord graph(driverUnits());
+        frmGraphicRecord graph(driverUnits(), recordStore());
         graph.setLimHighText(QStringLiteral("4"));
         graph.setLimLowText(QStringLiteral("2"));
         QVERIFY(recordStore().replaceTrace(rows));

@@ -26,7 +26,7 @@ private slots:
         session().programFolder = QStringLiteral("/opt/kvx");
         m_messages = std::make_shared<ScriptedMessageService>();
         setMessages(m_messages);
-        m_table = std::make_unique<frmDataTable>(driverUnits()); // its sampling field starts at "1"
+        m_table = std::make_unique<frmDataTable>(driverUnits(), recordStore()); // its sampling field starts at "1"
         m_dialog = new frmSetting;
         m_dialog->show();
     }
