@@ -1,6 +1,5 @@
 #include "Link.h"
 
-
 namespace kvx {
 
 bool Link::fail(int number, const QString& text, QString* error) {

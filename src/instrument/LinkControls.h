@@ -13,8 +13,8 @@
 // running trace picks up again once the device is back.
 
 #include "Link.h"
-#include "SerialLink.h"
 #include "SerialFraming.h"
+#include "SerialLink.h"
 
 #include <QString>
 #include <memory>

@@ -39,27 +39,26 @@ bool readTarget(const LinkScheme& scheme, const QString& rest, ConnectionTarget*
     parsed.scheme = QLatin1String(scheme.name);
     parsed.method = QLatin1String(scheme.method);
     QString place = rest;
+    int address = -1;
+    bool addressRead = true;
     if (scheme.takesAddress) {
         const int colon = rest.lastIndexOf(QLatin1Char(':'));
         if (colon <= 0)
             return refuseForm(scheme, error);
-        bool read = false;
-        const int address = rest.mid(colon + 1).trimmed().toInt(&read);
+        address = rest.mid(colon + 1).trimmed().toInt(&addressRead);
         place = rest.left(colon);
-        QString why;
-        if (!scheme.readPlace(place, &parsed, &why))
-            return why.isEmpty() ? refuseForm(scheme, error) : refuse(why, error);
-        if (!read || !isGpibAddress(address))
+    }
+    QString why;
+    if (!scheme.readPlace(place, &parsed, &why))
+        return why.isEmpty() ? refuseForm(scheme, error) : refuse(why, error);
+    if (scheme.takesAddress) {
+        if (!addressRead || !isGpibAddress(address))
             return refuse(QStringLiteral("GPIB address %1 is outside %2 to %3")
-                              .arg(read ? address : -1)
+                              .arg(addressRead ? address : -1)
                               .arg(kFirstGpibAddress)
                               .arg(kLastGpibAddress),
                           error);
         parsed.gpibAddress = static_cast<qint16>(address);
-    } else {
-        QString why;
-        if (!scheme.readPlace(place, &parsed, &why))
-            return why.isEmpty() ? refuseForm(scheme, error) : refuse(why, error);
     }
     *target = parsed;
     return true;
@@ -69,19 +68,19 @@ bool readTarget(const LinkScheme& scheme, const QString& rest, ConnectionTarget*
 
 const std::vector<LinkScheme>& linkSchemes() {
     static const std::vector<LinkScheme> schemes = {
-        {"gpib", "GPIB", "GPIB", "gpib:<board>:<address>", "linux-gpib board", QStringLiteral("board number"), "0",
-         LinkPlaces::Boards, true, false, LinuxGpibLink::readPlace, LinuxGpibLink::make},
+        {"serial", "RS232", "serial", "serial:<device>[@<baud>]", "", QString(), "",
+         LinkPlaces::SerialDevices, false, false, SerialLink::readPlace, SerialLink::make},
+        {"gpib", "GPIB", "GPIB", "gpib:<board>:<address>", "linux-gpib board", QStringLiteral("board number"),
+         "0", LinkPlaces::Boards, true, false, LinuxGpibLink::readPlace, LinuxGpibLink::make},
         {"prologix", "GPIB", "\"++\" controller", "prologix:<device>:<address>",
-         "\"++\" controller, serial device", QStringLiteral("/dev/ttyUSB0"), "", LinkPlaces::SerialDevices, true, false,
-         PrologixLink::readSerialPlace, PrologixLink::makeSerial},
+         "\"++\" controller, serial device", QStringLiteral("/dev/ttyUSB0"), "", LinkPlaces::SerialDevices,
+         true, false, PrologixLink::readSerialPlace, PrologixLink::makeSerial},
         {"prologix-tcp", "GPIB", "\"++\" controller", "prologix-tcp:<host>:<port>:<address>",
-         "\"++\" controller, TCP", QStringLiteral("host:1234"), "", LinkPlaces::Typed, true, false, PrologixLink::readTcpPlace,
-         PrologixLink::makeTcp},
+         "\"++\" controller, TCP", QStringLiteral("host:1234"), "", LinkPlaces::Typed, true, false,
+         PrologixLink::readTcpPlace, PrologixLink::makeTcp},
         {"tcp", "GPIB", "LAN", "tcp:<host>[:<port>]", "LAN socket (raw SCPI)",
-         QStringLiteral("host:%1").arg(kScpiSocketPort), "",
-         LinkPlaces::Typed, false, true, TcpLink::readPlace, TcpLink::make},
-        {"serial", "RS232", "serial", "serial:<device>[@<baud>]", "", QString(), "", LinkPlaces::SerialDevices, false,
-         false, SerialLink::readPlace, SerialLink::make},
+         QStringLiteral("host:%1").arg(kScpiSocketPort), "", LinkPlaces::Typed, false, true,
+         TcpLink::readPlace, TcpLink::make},
     };
     return schemes;
 }

@@ -33,7 +33,7 @@ struct LinkScheme {
     std::unique_ptr<Link> (*make)(const ConnectionTarget& target, const SerialFraming& framing);
 };
 
-// Every connection kind; the GPIB control's in the Setting dialog's order.
+// Every connection kind, serial first; the GPIB control's in the Setting dialog's order.
 const std::vector<LinkScheme>& linkSchemes();
 // The row of a scheme name (any case); null when there is none.
 const LinkScheme* linkScheme(const QString& name);

@@ -16,7 +16,7 @@ constexpr int kErrorDriver = 0;  // EDVR
 constexpr int kErrorAborted = 6; // EABO
 constexpr long kReadChunk = 1024;
 constexpr int kLongestReply = 1 << 20;
-constexpr int kLastBoard = 15;    // the library's board indexes
+constexpr int kLastBoard = 15; // the library's board indexes
 
 const char* const kDefaultLibrary = "libgpib.so.0";
 

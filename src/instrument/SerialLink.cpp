@@ -36,8 +36,8 @@ bool SerialLink::readPlace(const QString& text, ConnectionTarget* target, QStrin
 }
 
 std::unique_ptr<Link> SerialLink::make(const ConnectionTarget& target, const SerialFraming& framing) {
-    return std::make_unique<SerialLink>(target.where, target.baudRate > 0 ? target.baudRate : kDefaultBaudRate,
-                                        framing);
+    return std::make_unique<SerialLink>(target.where,
+                                        target.baudRate > 0 ? target.baudRate : kDefaultBaudRate, framing);
 }
 
 QString SerialLink::connectionText() const {

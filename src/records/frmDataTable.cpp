@@ -302,8 +302,7 @@ void frmDataTable::ClearData() {
     m_sampleCounter = 0;
     workingTrace().restart(0);
     if (!m_store.clearTrace())
-        messages().notice(m_store.lastError().number + QStringLiteral(":") +
-                          m_store.lastError().description);
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
     txtRecno->clear();
     showMeterUnits();
     txtDataDesc->clear();
@@ -350,8 +349,7 @@ void frmDataTable::filterChanged() {
 // million samples fills in while the windows are already shown and usable.
 void frmDataTable::refreshRows() {
     if (!m_model.startFill(filterIndex())) {
-        messages().notice(m_store.lastError().number + QStringLiteral(":") +
-                          m_store.lastError().description);
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
         return;
     }
     fillSlice();
@@ -510,8 +508,7 @@ void frmDataTable::acceptComment() {
     // The sample is found by its time text, so every sample of that second takes the comment.
     if (!m_store.updateSampleComment(comment, recTime)) {
         // Left open so that the text can be corrected (a single quote cannot be stored).
-        messages().notice(m_store.lastError().number + QStringLiteral(":") +
-                          m_store.lastError().description);
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
         return;
     }
     m_model.setCommentWhereTime(recTime, comment);

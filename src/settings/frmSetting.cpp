@@ -1,12 +1,12 @@
 #include "frmSetting.h"
 
 #include "Forms.h"
+#include "LinkSchemes.h"
+#include "MeterThread.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
-#include "MeterThread.h"
-#include "LinkSchemes.h"
 #include "clsKVX5310.h"
 
 #include <QAbstractItemView>
@@ -253,8 +253,9 @@ QGroupBox* frmSetting::buildRecording() {
     form->addRow(QStringLiteral("Time(s) : "), timeLine);
     txtMonitor = named(new QLineEdit(fraRecSet), "txtMonitor");
     txtMonitor->setPlaceholderText(QStringLiteral("off"));
-    txtMonitor->setToolTip(QStringLiteral("Serve the monitor page at [ADDRESS:]PORT (8080 is this computer only, "
-                                          "0.0.0.0:8080 every network) from the next start; empty: off"));
+    txtMonitor->setToolTip(
+        QStringLiteral("Serve the monitor page at [ADDRESS:]PORT (8080 is this computer only, "
+                       "0.0.0.0:8080 every network) from the next start; empty: off"));
     form->addRow(QStringLiteral("Monitor page : "), txtMonitor);
     return fraRecSet;
 }
@@ -404,8 +405,9 @@ void frmSetting::backendChanged() {
 }
 
 const LinkScheme& frmSetting::chosenScheme() const {
+    // The list holds only the registry's GPIB schemes, and always one is chosen.
     const LinkScheme* scheme = linkScheme(cboGpibBackend->currentData().toString());
-    return scheme ? *scheme : linkSchemes().front();
+    return scheme ? *scheme : *linkScheme(cboGpibBackend->itemData(0).toString());
 }
 
 QString frmSetting::chosenBackend() const {

@@ -35,7 +35,7 @@ QString amplitudeText(double first, double second) {
     return numberToText(roundToSignificant(std::fabs(second - first), 12));
 }
 
-constexpr int kReplotIntervalMs = 40;   // at most 25 repaints a second
+constexpr int kReplotIntervalMs = 40; // at most 25 repaints a second
 constexpr int kDemoIntervalMs = 1000;
 constexpr double kCursorGrabPixels = 8.0;
 
@@ -236,12 +236,12 @@ QWidget* frmGraphicRecord::plotWidget() {
 
 std::optional<GraphShown> frmGraphicRecord::shown() const {
     return GraphShown{{m_pnlMax->text(), m_pnlMin->text(), m_pnlStdCount->text(), m_pnlTotCount->text(),
-             m_pnlTotTimes->text()},
-            m_limHigh->text(),
-            m_limLow->text(),
-            m_rel->text(),
-            m_plot->yAxis->range().lower,
-            m_plot->yAxis->range().upper};
+                       m_pnlTotTimes->text()},
+                      m_limHigh->text(),
+                      m_limLow->text(),
+                      m_rel->text(),
+                      m_plot->yAxis->range().lower,
+                      m_plot->yAxis->range().upper};
 }
 
 void frmGraphicRecord::setValueText(const QString& text) {

@@ -278,7 +278,7 @@ private slots:
             QTest::newRow(text) << text << canonical << link;
         };
         row("serial:/tmp/a@b@115200", "serial:/tmp/a@b@115200", "serial:/tmp/a@b@115200"); // the last @
-        row(" SERIAL:/dev/pts/3 ", "serial:/dev/pts/3", "serial:/dev/pts/3@9600"); // the rate stays
+        row(" SERIAL:/dev/pts/3 ", "serial:/dev/pts/3", "serial:/dev/pts/3@9600");         // the rate stays
         row("serial:/dev/ttyS0@fast", "the baud rate after '@' must be a positive whole number", "");
         row("serial:@9600", "a serial connection needs a device, e.g. serial:/dev/ttyUSB0@9600", "");
         row("gpib: 1 :30", "gpib:1:30", "gpib:1:30");
@@ -287,11 +287,13 @@ private slots:
         row("prologix:/dev/ttyUSB0:7", "prologix:/dev/ttyUSB0:7", "prologix:/dev/ttyUSB0:7");
         row("prologix::7", "a \"++\" controller connection reads prologix:<device>:<address>", "");
         row("prologix-tcp:10.0.0.5:1234:7", "prologix-tcp:10.0.0.5:1234:7", "prologix-tcp:10.0.0.5:1234:7");
-        row("prologix-tcp:10.0.0.5:7", "a \"++\" controller connection reads "
-                                       "prologix-tcp:<host>:<port>:<address>", "");
+        row("prologix-tcp:10.0.0.5:7",
+            "a \"++\" controller connection reads "
+            "prologix-tcp:<host>:<port>:<address>",
+            "");
         row("tcp:meter.lab", "tcp:meter.lab:5025", "tcp:meter.lab:5025");
         row("tcp:meter.lab:0", "a LAN connection reads tcp:<host>[:<port>]", "");
-        row("usb:1", "unknown connection kind \"usb\" (gpib, prologix, prologix-tcp, tcp, serial)", "");
+        row("usb:1", "unknown connection kind \"usb\" (serial, gpib, prologix, prologix-tcp, tcp)", "");
     }
     void connectionText() {
         QFETCH(QString, text);

@@ -123,7 +123,8 @@ private slots:
         waitForBackgroundTasks();
         QCOMPARE(pdfPageText(background, 1), first);
         QCOMPARE(pdfPageText(background, pages), pdfPageText(pdf, pages));
-        QVERIFY(!report->writePdf(fx.path(QStringLiteral("stopped.pdf")), nullptr, [](int, int) { return false; }));
+        QVERIFY(!report->writePdf(fx.path(QStringLiteral("stopped.pdf")), nullptr,
+                                  [](int, int) { return false; }));
         QVERIFY(!QFile::exists(fx.path(QStringLiteral("stopped.pdf"))));
     }
 

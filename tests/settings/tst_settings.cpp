@@ -4,9 +4,9 @@
 
 #include "DataRows.h"
 #include "Forms.h"
-#include "TestServices.h"
 #include "Session.h"
 #include "SimProcess.h"
+#include "TestServices.h"
 #include "clsKVX5310.h"
 #include "frmDataTable.h"
 #include "frmSetting.h"
@@ -26,7 +26,8 @@ private slots:
         session().programFolder = QStringLiteral("/opt/kvx");
         m_messages = std::make_shared<ScriptedMessageService>();
         setMessages(m_messages);
-        m_table = std::make_unique<frmDataTable>(driverUnits(), recordStore()); // its sampling field starts at "1"
+        m_table =
+            std::make_unique<frmDataTable>(driverUnits(), recordStore()); // its sampling field starts at "1"
         m_dialog = new frmSetting;
         m_dialog->show();
     }
@@ -180,15 +181,15 @@ private slots:
 
         // The logo name is trimmed; the folder is stored untrimmed, after it, so its leading blanks stay.
         const OperationRecord& op = session().operation;
-        QCOMPARE(
-            (QStringList{QString::number(op.comPort), QString::number(op.baudRate),
-                         QString::number(op.gpibAddress), op.samplingInterval.trimmed(),
-                         op.totalTime.trimmed(), op.reportHeader.trimmed(), op.logoFile.left(17),
-                         op.snapshotFolder.trimmed(), op.snapshotFolder.left(2), op.serialFlag + op.gpibFlag,
-                         op.serialDevice, op.gpibBackend, op.lanFlag, op.databaseText + '|' + op.benchName, op.monitorAddress}),
-            (QStringList{"4", "2400", "22", "10", "Continuous", "Line 4 burn-in", "/opt/kvx/logo.jpg",
-                         "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0",
-                         "postgresql://kvx@lab/kvx|bench 7", "0.0.0.0:8080"}));
+        QCOMPARE((QStringList{QString::number(op.comPort), QString::number(op.baudRate),
+                              QString::number(op.gpibAddress), op.samplingInterval.trimmed(),
+                              op.totalTime.trimmed(), op.reportHeader.trimmed(), op.logoFile.left(17),
+                              op.snapshotFolder.trimmed(), op.snapshotFolder.left(2),
+                              op.serialFlag + op.gpibFlag, op.serialDevice, op.gpibBackend, op.lanFlag,
+                              op.databaseText + '|' + op.benchName, op.monitorAddress}),
+                 (QStringList{"4", "2400", "22", "10", "Continuous", "Line 4 burn-in", "/opt/kvx/logo.jpg",
+                              "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0",
+                              "postgresql://kvx@lab/kvx|bench 7", "0.0.0.0:8080"}));
     }
 
     // A store text with a password is refused: it never reaches the operation file.
