@@ -98,8 +98,9 @@ public:
     virtual double GetRandomValue() = 0;
     virtual void ScaleYAxis(double peak) = 0;
     virtual void setLiveTrace(bool on) = 0;
-    // The plot widget, for snapshots.
+    // The plot widget and the unit of its readings, for snapshots.
     virtual QWidget* plotWidget() = 0;
+    virtual QString unit() const { return QString(); }
     // None when there is no window to follow (a stand-in).
     virtual std::optional<GraphShown> shown() const { return std::nullopt; }
 };

@@ -66,6 +66,7 @@ public:
     void ScaleYAxis(double peak) override;
     void setLiveTrace(bool on) override;
     QWidget* plotWidget() override;
+    QString unit() const override { return m_units.sUnitPrimary(); }
     std::optional<GraphShown> shown() const override;
 
     // Text, grid, marker, background, play, trace and frame colours (see ColorSlot).
