@@ -186,9 +186,24 @@ QString toDialect(const QString& formatStatement, Dialect dialect) {
         sql = m.captured(1) + " (" + columns.join(QLatin1Char(',')) + ") " + m.captured(2) + m.captured(3) +
               m.captured(4);
     }
-    if (dialect == Dialect::Postgres) {
+    if (dialect != Dialect::Sqlite) {
         sql.replace(bracketed, QStringLiteral("\"\\1\""));
         sql.replace(selectedNumber, QStringLiteral("cast(? as bigint)\\1"));
+    }
+    if (dialect == Dialect::PostgresLibpq) {
+        // Each "?" outside a quoted text becomes "$1", "$2", ... in order.
+        QString numbered;
+        bool quoted = false;
+        int parameter = 0;
+        for (const QChar c : std::as_const(sql)) {
+            if (c == QLatin1Char('\''))
+                quoted = !quoted;
+            if (c == QLatin1Char('?') && !quoted)
+                numbered += QLatin1Char('$') + QString::number(++parameter);
+            else
+                numbered += c;
+        }
+        sql = numbered;
     }
     return sql;
 }
@@ -222,7 +237,11 @@ const char* const kServerSchema[] = {
     "create table if not exists public.datadetail (recno bigint, SeqNo bigint, RecTime text, PVal text, "
     "SVal text, Reason text, Comment text, TimeTick bigint, DiffLastTime bigint, "
     "NoReply integer not null default 0)",
-    "create index if not exists datadetail_recno on public.datadetail (recno)",
+    // A record's samples are read in sample order straight from this index: an export
+    // of a long record neither sorts nor spills a sort to disk beside the benches'
+    // commits. It serves every look-up by record number, which had an index of its own.
+    "create index if not exists datadetail_recno_seqno on public.datadetail (recno, SeqNo)",
+    "drop index if exists public.datadetail_recno",
     "create index if not exists datamain_bench on public.datamain (Bench)",
     "create schema if not exists %1",
     "create table if not exists %1.datatemp (rowid bigint generated always as identity, SeqNo bigint, "
@@ -447,6 +466,10 @@ QString prepareServer(QSqlDatabase& db, const QString& bench) {
     return startServerSession(db, bench);
 }
 
+// The names of the statements prepared on a server session, kept on the driver of its
+// connection; openStoreConnection forgets them whenever it makes a new session.
+const char* const kPreparedOnSession = "kvxPreparedOnSession";
+
 // The engine's own handle of a server connection (the Qt driver sits on libpq).
 PGconn* serverHandle(const QSqlDatabase& db) {
     const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
@@ -532,6 +555,7 @@ QString openStoreConnection(const QString& connectionName, const StoreTarget& ta
     db.close();
     if (!db.open())
         return db.lastError().text().trimmed();
+    db.driver()->setProperty(kPreparedOnSession, QVariant());
     if (target.server)
         return role == StoreRole::Main ? prepareServer(db, bench) : startServerSession(db, bench);
     if (role == StoreRole::Writer)
@@ -1493,6 +1517,93 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
         return fail(QStringLiteral("0"), problem);
     m_lastError = {};
     return !stopped;
+}
+
+namespace {
+
+// Runs `statement` on the server session of `db` as the prepared statement `name`,
+// which is prepared the first time the session runs it: from then on it costs one
+// round trip, without the statement's text or a plan. Empty text, or why it failed.
+QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& statement) {
+    PGconn* conn = serverHandle(db);
+    if (!conn)
+        return QStringLiteral("the record database is not a server");
+    QStringList prepared = db.driver()->property(kPreparedOnSession).toStringList();
+    if (!prepared.contains(QLatin1String(name))) {
+        PGresult* made = PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
+                                   int(statement.values.size()), nullptr);
+        const bool done = PQresultStatus(made) == PGRES_COMMAND_OK;
+        PQclear(made);
+        if (!done)
+            return serverError(conn);
+        db.driver()->setProperty(kPreparedOnSession, prepared << QLatin1String(name));
+    }
+    std::vector<QByteArray> texts;
+    texts.reserve(size_t(statement.values.size()));
+    std::vector<const char*> values;
+    for (const QVariant& value : statement.values) {
+        texts.push_back(value.toString().toUtf8());
+        values.push_back(value.isNull() ? nullptr : texts.back().constData());
+    }
+    PGresult* result =
+        PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
+    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    return done ? QString() : serverError(conn);
+}
+
+// A statement that takes no value, through libpq.
+QString runPlain(PGconn* conn, const char* text) {
+    PGresult* result = PQexec(conn, text);
+    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    return done ? QString() : serverError(conn);
+}
+
+QString storeSamplesOnServer(const QSqlDatabase& db, const std::vector<NewSample>& samples) {
+    if (samples.size() == 1)
+        return runPrepared(db, "kvx_s13", statements::S13(samples.front()));
+    PGconn* conn = serverHandle(db);
+    if (!conn)
+        return QStringLiteral("the record database is not a server");
+    QString problem = runPlain(conn, "begin");
+    for (auto sample = samples.begin(); problem.isEmpty() && sample != samples.end(); ++sample)
+        problem = runPrepared(db, "kvx_s13", statements::S13(*sample));
+    if (problem.isEmpty())
+        problem = runPlain(conn, "commit");
+    if (!problem.isEmpty() && PQtransactionStatus(conn) != PQTRANS_IDLE)
+        runPlain(conn, "rollback");
+    return problem;
+}
+
+} // namespace
+
+QString storeSamples(const QString& connectionName, const StoreTarget& target,
+                     const std::vector<NewSample>& samples) {
+    QSqlDatabase db = QSqlDatabase::database(connectionName, false);
+    if (samples.empty())
+        return QString();
+    if (target.server)
+        return storeSamplesOnServer(db, samples);
+    QSqlQuery query(db);
+    const auto failed = [&](const QSqlError& error) {
+        query.finish();
+        if (db.isOpen())
+            db.rollback();
+        return error.databaseText().isEmpty() ? error.text().trimmed() : error.databaseText();
+    };
+    if (!db.transaction())
+        return failed(db.lastError());
+    if (!query.prepare(toDialect(statements::S13(samples.front()).text, Dialect::Sqlite)))
+        return failed(query.lastError());
+    for (const NewSample& sample : samples) {
+        for (const QVariant& value : statements::S13(sample).values)
+            query.addBindValue(value);
+        if (!query.exec())
+            return failed(query.lastError());
+    }
+    query.finish();
+    return db.commit() ? QString() : failed(db.lastError());
 }
 
 } // namespace kvx
