@@ -480,6 +480,10 @@ PGconn* serverHandle(const QSqlDatabase& db) {
     return *static_cast<PGconn* const*>(handle.constData());
 }
 
+QString serverError(PGconn* conn) {
+    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
+}
+
 } // namespace
 
 QString StoreTarget::displayName() const {
@@ -1291,15 +1295,44 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
         {}};
     if (!bench.isEmpty())
         summaries.values << bench;
+    std::vector<RecordSummary> rows;
+    const auto keep = [&rows](const auto& text) {
+        rows.push_back({{text(0), text(1), text(2), text(3), text(4), text(5), text(10)},
+                        text(6).toLongLong(),
+                        {text(7), text(8), text(9)}});
+    };
+    if (m_target.server && isOpen()) {
+        // Through libpq as one result: the rows are counted before they are kept, and
+        // no value of ten thousand headers goes through a QVariant.
+        PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+        if (conn && PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
+            conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+        const QByteArray benchText = bench.toUtf8();
+        const char* values[] = {benchText.constData()};
+        PGresult* result =
+            conn ? PQexecParams(conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
+                                int(summaries.values.size()), nullptr, values, nullptr, nullptr, 0)
+                 : nullptr;
+        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
+            PQclear(result);
+            fail(QStringLiteral("0"), conn ? serverError(conn) : QStringLiteral("the record database is not a server"));
+            return std::nullopt;
+        }
+        rows.reserve(size_t(PQntuples(result)));
+        for (int row = 0; row < PQntuples(result); ++row)
+            keep([&](int column) {
+                return PQgetisnull(result, row, column)
+                           ? QString()
+                           : QString::fromUtf8(PQgetvalue(result, row, column), PQgetlength(result, row, column));
+            });
+        PQclear(result);
+        m_lastError = {};
+        return rows;
+    }
     if (!run(query, summaries, Queued::Ignore))
         return std::nullopt;
-    std::vector<RecordSummary> rows;
     while (query.next())
-        rows.push_back(
-            {{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3)),
-              textOf(query.value(4)), textOf(query.value(5)), textOf(query.value(10))},
-             query.value(6).toLongLong(),
-             {textOf(query.value(7)), textOf(query.value(8)), textOf(query.value(9))}});
+        keep([&query](int column) { return textOf(query.value(column)); });
     return rows;
 }
 
@@ -1332,10 +1365,6 @@ void appendCopyTime(QByteArray* line, const std::optional<qint64>& value) {
         line->append(QByteArray::number(*value));
     else
         line->append("\\N");
-}
-
-QString serverError(PGconn* conn) {
-    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
 }
 
 // Reads what the server still sends for the statement in progress.
