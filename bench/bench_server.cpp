@@ -94,10 +94,11 @@ PGconn* connectLibpq() {
                                    .arg(server().port())
                                    .toUtf8()
                                    .constData());
-    PQclear(PQprepare(conn, "floor",
-                      "insert into floortemp (SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, "
-                      "DiffLastTime, NoReply) values ($1, '2026/01/05 10:00:00', '1 V', '0 ', '0', '', $1, 1, 0)",
-                      1, nullptr));
+    PQclear(
+        PQprepare(conn, "floor",
+                  "insert into floortemp (SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, "
+                  "DiffLastTime, NoReply) values ($1, '2026/01/05 10:00:00', '1 V', '0 ', '0', '', $1, 1, 0)",
+                  1, nullptr));
     return conn;
 }
 
@@ -116,8 +117,7 @@ bool insertWithLibpq(PGconn* conn, int seqNo) {
 // exports a 100,000-sample record over and over as `--export-record` reads it. The
 // latency of every tick that stored its sample, the ticks that failed and the
 // exports done go into the state's counters.
-template <class MakeBench>
-void runLabLoad(benchmark::State& state, const MakeBench& makeBench) {
+template <class MakeBench> void runLabLoad(benchmark::State& state, const MakeBench& makeBench) {
     if (!emptyServer() || !makeFloorTrace() ||
         !psql("insert into datamain (RecNo, Bench) values (1, 'exporter'); insert into datadetail "
               "select 1, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
@@ -136,7 +136,8 @@ void runLabLoad(benchmark::State& state, const MakeBench& makeBench) {
             }
             while (running) {
                 exporting = true;
-                if (store.streamSamples(QStringLiteral("1"), [&](const kvx::StoredSample&) { return running.load(); }))
+                if (store.streamSamples(QStringLiteral("1"),
+                                        [&](const kvx::StoredSample&) { return running.load(); }))
                     ++exports;
             }
         });

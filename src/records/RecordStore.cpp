@@ -1315,15 +1315,16 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
                  : nullptr;
         if (PQresultStatus(result) != PGRES_TUPLES_OK) {
             PQclear(result);
-            fail(QStringLiteral("0"), conn ? serverError(conn) : QStringLiteral("the record database is not a server"));
+            fail(QStringLiteral("0"),
+                 conn ? serverError(conn) : QStringLiteral("the record database is not a server"));
             return std::nullopt;
         }
         rows.reserve(size_t(PQntuples(result)));
         for (int row = 0; row < PQntuples(result); ++row)
             keep([&](int column) {
-                return PQgetisnull(result, row, column)
-                           ? QString()
-                           : QString::fromUtf8(PQgetvalue(result, row, column), PQgetlength(result, row, column));
+                return PQgetisnull(result, row, column) ? QString()
+                                                        : QString::fromUtf8(PQgetvalue(result, row, column),
+                                                                            PQgetlength(result, row, column));
             });
         PQclear(result);
         m_lastError = {};
@@ -1577,8 +1578,7 @@ QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& s
         texts.push_back(value.toString().toUtf8());
         values.push_back(value.isNull() ? nullptr : texts.back().constData());
     }
-    PGresult* result =
-        PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
+    PGresult* result = PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
     const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
     PQclear(result);
     return done ? QString() : serverError(conn);
