@@ -2,7 +2,8 @@
 // (tests/support/PgServer.h, commits durable): storing a sample while 20 benches
 // store one a second each and a client exports a 100,000-sample record; listing
 // 10,000 records; copying a million samples from a bench's SQLite file. Each beside
-// its floor: plain libpq for one sample, psql for the listing and the copy.
+// its floor: plain libpq for one sample (under the same load and on the idle server),
+// psql for the listing and the copy. The server runs with its default settings.
 
 #include "PgServer.h"
 #include "RecordStore.h"
