@@ -237,11 +237,11 @@ const char* const kServerSchema[] = {
     "create table if not exists public.datadetail (recno bigint, SeqNo bigint, RecTime text, PVal text, "
     "SVal text, Reason text, Comment text, TimeTick bigint, DiffLastTime bigint, "
     "NoReply integer not null default 0)",
+    "create index if not exists datadetail_recno on public.datadetail (recno)",
     // A record's samples are read in sample order straight from this index: an export
     // of a long record neither sorts nor spills a sort to disk beside the benches'
-    // commits. It serves every look-up by record number, which had an index of its own.
+    // commits. The index above stays: benches of an earlier version make it again.
     "create index if not exists datadetail_recno_seqno on public.datadetail (recno, SeqNo)",
-    "drop index if exists public.datadetail_recno",
     "create index if not exists datamain_bench on public.datamain (Bench)",
     "create schema if not exists %1",
     "create table if not exists %1.datatemp (rowid bigint generated always as identity, SeqNo bigint, "
