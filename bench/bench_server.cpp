@@ -114,10 +114,11 @@ bool insertWithLibpq(PGconn* conn, int seqNo) {
 }
 
 // The lab's load: 20 benches, each storing one sample a second for kSecondsOfLoad
-// seconds (`tick(bench, seqNo)` stores it, on a thread per bench), while a client
-// exports a 100,000-sample record over and over as `--export-record` reads it. The
-// latency of every tick that stored its sample, the ticks that failed and the
-// exports done go into the state's counters.
+// seconds on a thread of its own (`makeBench(b)` gives bench b's tick, which stores
+// one sample and answers true once it is committed), while a client exports a
+// 100,000-sample record over and over as `--export-record` reads it. The latency of
+// every tick that stored its sample, the ticks that failed and the exports done go
+// into the state's counters.
 template <class MakeBench> void runLabLoad(benchmark::State& state, const MakeBench& makeBench) {
     if (!emptyServer() || !makeFloorTrace() ||
         !psql("insert into datamain (RecNo, Bench) values (1, 'exporter'); insert into datadetail "
@@ -148,7 +149,7 @@ template <class MakeBench> void runLabLoad(benchmark::State& state, const MakeBe
         std::vector<std::thread> benches;
         for (int b = 0; b < kBenches; ++b)
             benches.emplace_back([&, b] {
-                // Stores sample `seqNo`, true once it is committed; made, used and let go on this thread.
+                // Made, used and let go on this thread, as a bench's connections are.
                 const std::function<bool(int)> tick = makeBench(b);
                 // A trace's first sample also connects the writer, once a trace: it is not
                 // one of the ticks measured.
