@@ -8,6 +8,7 @@
 #include "PgServer.h"
 #include "RecordStore.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -20,20 +21,24 @@
 #include <functional>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace {
 
 using kvx::test::PgServer;
 
-// One server for every benchmark of the run, made on first use.
+// One server for every benchmark of the run, made on first use, stopped and its
+// folder removed as the application ends (a server left running outlives the run).
+PgServer* g_server = nullptr;
+
 PgServer& server() {
-    static PgServer* s = [] {
-        auto* made = new PgServer(true);
-        if (!made->start())
-            qFatal("the server does not start: %s", qPrintable(made->problem()));
-        return made;
-    }();
-    return *s;
+    if (!g_server) {
+        g_server = new PgServer(true);
+        qAddPostRoutine([] { delete std::exchange(g_server, nullptr); });
+        if (!g_server->start())
+            qFatal("the server does not start: %s", qPrintable(g_server->problem()));
+    }
+    return *g_server;
 }
 
 kvx::StoreTarget serverTarget() {
