@@ -2,11 +2,13 @@
 // (tests/support/PgServer.h, commits durable): storing a sample while 20 benches
 // store one a second each and a client exports a 100,000-sample record; listing
 // 10,000 records; copying a million samples from a bench's SQLite file. Each beside
-// its floor: plain libpq for one sample, psql for the listing and the copy.
+// its floor: plain libpq for one sample (under the same load and on the idle server),
+// psql for the listing and the copy. The server runs with its default settings.
 
 #include "PgServer.h"
 #include "RecordStore.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -16,22 +18,27 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace {
 
 using kvx::test::PgServer;
 
-// One server for every benchmark of the run, made on first use.
+// One server for every benchmark of the run, made on first use, stopped and its
+// folder removed as the application ends (a server left running outlives the run).
+PgServer* g_server = nullptr;
+
 PgServer& server() {
-    static PgServer* s = [] {
-        auto* made = new PgServer(true);
-        if (!made->start())
-            qFatal("the server does not start: %s", qPrintable(made->problem()));
-        return made;
-    }();
-    return *s;
+    if (!g_server) {
+        g_server = new PgServer(true);
+        qAddPostRoutine([] { delete std::exchange(g_server, nullptr); });
+        if (!g_server->start())
+            qFatal("the server does not start: %s", qPrintable(g_server->problem()));
+    }
+    return *g_server;
 }
 
 kvx::StoreTarget serverTarget() {
@@ -77,42 +84,91 @@ double runProcess(const QString& program, const QStringList& arguments) {
 }
 
 constexpr int kBenches = 20;
-constexpr int kSecondsOfLoad = 15;
+constexpr int kSecondsOfLoad = 30;
 
-// A bench's tick: S13 committed on the bench's own connection, as long as it takes.
-void BM_ServerSampleUnderLoad(benchmark::State& state) {
-    if (!emptyServer() ||
+// The floors' own working trace, made like a bench's (columns, row number, index).
+bool makeFloorTrace() {
+    return psql("drop table if exists floortemp; create table floortemp (rowid bigint generated always as "
+                "identity, SeqNo bigint, RecTime text, PVal text, SVal text, Reason text, Comment text, "
+                "TimeTick bigint, DiffLastTime bigint, NoReply integer not null default 0); "
+                "create index on floortemp (SeqNo)");
+}
+
+// A connection of plain libpq with the floors' insert prepared on it.
+PGconn* connectLibpq() {
+    PGconn* conn = PQconnectdb(QStringLiteral("host=127.0.0.1 port=%1 user=kvx dbname=kvx")
+                                   .arg(server().port())
+                                   .toUtf8()
+                                   .constData());
+    PQclear(
+        PQprepare(conn, "floor",
+                  "insert into floortemp (SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, "
+                  "DiffLastTime, NoReply) values ($1, '2026/01/05 10:00:00', '1 V', '0 ', '0', '', $1, 1, 0)",
+                  1, nullptr));
+    return conn;
+}
+
+// One sample as plain libpq stores it, committed: the floor of a bench's tick.
+bool insertWithLibpq(PGconn* conn, int seqNo) {
+    const QByteArray number = QByteArray::number(seqNo);
+    const char* values[] = {number.constData()};
+    PGresult* result = PQexecPrepared(conn, "floor", 1, values, nullptr, nullptr, 0);
+    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    return done;
+}
+
+// The lab's load: 20 benches, each storing one sample a second for kSecondsOfLoad
+// seconds on a thread of its own (`makeBench(b)` gives bench b's tick, which stores
+// one sample and answers true once it is committed), while a client exports a
+// 100,000-sample record over and over as `--export-record` reads it. The latency of
+// every tick that stored its sample, the ticks that failed and the exports done go
+// into the state's counters.
+template <class MakeBench> void runLabLoad(benchmark::State& state, const MakeBench& makeBench) {
+    if (!emptyServer() || !makeFloorTrace() ||
         !psql("insert into datamain (RecNo, Bench) values (1, 'exporter'); insert into datadetail "
               "select 1, s, '2026/01/05 10:00:00', s || ' V', '0 ', '0', '', s, 1, 0 "
-              "from generate_series(0, 99999) s"))
+              "from generate_series(0, 99999) s; analyze"))
         return state.SkipWithError("the server cannot be filled");
     std::vector<double> latencies;
+    std::atomic<int> failed{0}, exports{0};
     for (auto _ : state) {
-        std::atomic<bool> running{true};
+        std::atomic<bool> running{true}, exporting{false};
         std::thread exporter([&] {
             kvx::RecordStore store(QStringLiteral("exporter"));
             store.setBench(QStringLiteral("exporter"));
-            if (!store.open(serverTarget()))
+            if (!store.open(serverTarget())) {
+                exporting = true; // no export: the counter says so
                 return;
-            while (running)
-                store.streamSamples(QStringLiteral("1"),
-                                    [&](const kvx::StoredSample&) { return running.load(); });
+            }
+            while (running) {
+                exporting = true;
+                if (store.streamSamples(QStringLiteral("1"),
+                                        [&](const kvx::StoredSample&) { return running.load(); }))
+                    ++exports;
+            }
         });
+        while (!exporting)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         std::vector<std::vector<double>> perBench(kBenches);
         std::vector<std::thread> benches;
         for (int b = 0; b < kBenches; ++b)
             benches.emplace_back([&, b] {
-                kvx::RecordStore store(QStringLiteral("bench-%1").arg(b));
-                store.setBench(QStringLiteral("bench-%1").arg(b));
-                if (!store.open(serverTarget()))
-                    return;
+                // Made, used and let go on this thread, as a bench's connections are.
+                const std::function<bool(int)> tick = makeBench(b);
+                // A trace's first sample also connects the writer, once a trace: it is not
+                // one of the ticks measured.
+                if (tick)
+                    tick(-1);
                 const auto start = std::chrono::steady_clock::now() + std::chrono::milliseconds(50 * b);
-                for (int tick = 0; tick < kSecondsOfLoad; ++tick) {
-                    std::this_thread::sleep_until(start + std::chrono::seconds(tick));
+                for (int seqNo = 0; seqNo < kSecondsOfLoad; ++seqNo) {
+                    std::this_thread::sleep_until(start + std::chrono::seconds(seqNo));
                     QElapsedTimer timer;
                     timer.start();
-                    if (store.insertSample({tick, "2026/01/05 10:00:00", "1 V", "0 ", "0", tick, 1}))
+                    if (tick && tick(seqNo))
                         perBench[size_t(b)].push_back(timer.nsecsElapsed() / 1e6);
+                    else
+                        ++failed;
                 }
             });
         for (std::thread& bench : benches)
@@ -125,30 +181,47 @@ void BM_ServerSampleUnderLoad(benchmark::State& state) {
     state.counters["p99_ms"] = percentile(latencies, 0.99);
     state.counters["median_ms"] = percentile(latencies, 0.5);
     state.counters["samples"] = double(latencies.size());
+    state.counters["failed"] = failed.load();
+    state.counters["exports"] = exports.load();
+}
+
+// A bench's tick as the program makes it: S13 handed to the store's writer thread and
+// committed on the bench's own connection; the latency runs until it is committed.
+void BM_ServerSampleUnderLoad(benchmark::State& state) {
+    runLabLoad(state, [](int b) -> std::function<bool(int)> {
+        auto store = std::make_shared<kvx::RecordStore>(QStringLiteral("bench-%1").arg(b));
+        store->setBench(QStringLiteral("bench-%1").arg(b));
+        if (!store->open(serverTarget()))
+            return {};
+        return [store](int seqNo) {
+            return store->queueSample({seqNo, "2026/01/05 10:00:00", "1 V", "0 ", "0", seqNo, 1}) &&
+                   store->settleWriter();
+        };
+    });
 }
 BENCHMARK(BM_ServerSampleUnderLoad)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 
+// Floor under the same load: the same 20 threads each committing the row through
+// plain libpq on a connection of their own while the same export runs.
+void BM_ServerSampleUnderLoadFloorLibpq(benchmark::State& state) {
+    runLabLoad(state, [](int) -> std::function<bool(int)> {
+        std::shared_ptr<PGconn> conn(connectLibpq(), PQfinish);
+        return [conn](int seqNo) { return insertWithLibpq(conn.get(), seqNo); };
+    });
+}
+BENCHMARK(BM_ServerSampleUnderLoadFloorLibpq)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+
 // Floor: one insert committed through plain libpq on an idle server.
 void BM_ServerSampleFloorLibpq(benchmark::State& state) {
-    if (!emptyServer())
+    if (!emptyServer() || !makeFloorTrace())
         return state.SkipWithError("no server");
-    PGconn* conn = PQconnectdb(QStringLiteral("host=127.0.0.1 port=%1 user=kvx dbname=kvx")
-                                   .arg(server().port())
-                                   .toUtf8()
-                                   .constData());
+    PGconn* conn = connectLibpq();
     std::vector<double> latencies;
     int i = 0;
     for (auto _ : state) {
-        const QByteArray number = QByteArray::number(i++);
-        const char* values[] = {number.constData()};
         QElapsedTimer timer;
         timer.start();
-        PGresult* result = PQexecParams(conn,
-                                        "insert into datadetail (recno, SeqNo, RecTime, PVal, SVal, Reason, "
-                                        "Comment, TimeTick, DiffLastTime, NoReply) values "
-                                        "(0, $1, '2026/01/05 10:00:00', '1 V', '0 ', '0', '', 0, 1, 0)",
-                                        1, nullptr, values, nullptr, nullptr, 0);
-        PQclear(result);
+        insertWithLibpq(conn, i++);
         latencies.push_back(timer.nsecsElapsed() / 1e6);
     }
     PQfinish(conn);
@@ -192,9 +265,9 @@ void BM_ListRecordsOnServerFloorPsql(benchmark::State& state) {
         const double seconds = runProcess(
             PgServer::binary("psql"),
             {"-h", "127.0.0.1", "-p", QString::number(server().port()), "-U", "kvx", "-d", "kvx", "-X", "-c",
-             "select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno), m.Bench, "
-             "m.Meter, m.Origin, m.RecStyle from datamain m left join datadetail d on d.recno = m.RecNo "
-             "group by m.RecNo order by m.RecNo asc"});
+             "select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, coalesce(d.samples, 0), "
+             "m.Bench, m.Meter, m.Origin, m.RecStyle from datamain m left join (select recno, count(*) as "
+             "samples from datadetail group by recno) d on d.recno = m.RecNo order by m.RecNo asc"});
         if (seconds < 0)
             return state.SkipWithError("psql failed");
         state.SetIterationTime(seconds);

@@ -186,9 +186,24 @@ QString toDialect(const QString& formatStatement, Dialect dialect) {
         sql = m.captured(1) + " (" + columns.join(QLatin1Char(',')) + ") " + m.captured(2) + m.captured(3) +
               m.captured(4);
     }
-    if (dialect == Dialect::Postgres) {
+    if (dialect != Dialect::Sqlite) {
         sql.replace(bracketed, QStringLiteral("\"\\1\""));
         sql.replace(selectedNumber, QStringLiteral("cast(? as bigint)\\1"));
+    }
+    if (dialect == Dialect::PostgresLibpq) {
+        // Each "?" outside a quoted text becomes "$1", "$2", ... in order.
+        QString numbered;
+        bool quoted = false;
+        int parameter = 0;
+        for (const QChar c : std::as_const(sql)) {
+            if (c == QLatin1Char('\''))
+                quoted = !quoted;
+            if (c == QLatin1Char('?') && !quoted)
+                numbered += QLatin1Char('$') + QString::number(++parameter);
+            else
+                numbered += c;
+        }
+        sql = numbered;
     }
     return sql;
 }
@@ -223,6 +238,10 @@ const char* const kServerSchema[] = {
     "SVal text, Reason text, Comment text, TimeTick bigint, DiffLastTime bigint, "
     "NoReply integer not null default 0)",
     "create index if not exists datadetail_recno on public.datadetail (recno)",
+    // A record's samples are read in sample order straight from this index: an export
+    // of a long record neither sorts nor spills a sort to disk beside the benches'
+    // commits. The index above stays: benches of an earlier version make it again.
+    "create index if not exists datadetail_recno_seqno on public.datadetail (recno, SeqNo)",
     "create index if not exists datamain_bench on public.datamain (Bench)",
     "create schema if not exists %1",
     "create table if not exists %1.datatemp (rowid bigint generated always as identity, SeqNo bigint, "
@@ -447,6 +466,10 @@ QString prepareServer(QSqlDatabase& db, const QString& bench) {
     return startServerSession(db, bench);
 }
 
+// The names of the statements prepared on a server session, kept on the driver of its
+// connection; openStoreConnection forgets them whenever it makes a new session.
+const char* const kPreparedOnSession = "kvxPreparedOnSession";
+
 // The engine's own handle of a server connection (the Qt driver sits on libpq).
 PGconn* serverHandle(const QSqlDatabase& db) {
     const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
@@ -455,6 +478,10 @@ PGconn* serverHandle(const QSqlDatabase& db) {
         (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0))
         return nullptr;
     return *static_cast<PGconn* const*>(handle.constData());
+}
+
+QString serverError(PGconn* conn) {
+    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
 }
 
 } // namespace
@@ -532,6 +559,7 @@ QString openStoreConnection(const QString& connectionName, const StoreTarget& ta
     db.close();
     if (!db.open())
         return db.lastError().text().trimmed();
+    db.driver()->setProperty(kPreparedOnSession, QVariant());
     if (target.server)
         return role == StoreRole::Main ? prepareServer(db, bench) : startServerSession(db, bench);
     if (role == StoreRole::Writer)
@@ -1255,24 +1283,57 @@ bool RecordStore::streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
 
 std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QString& bench) {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    // The samples are counted per record number first and the counts joined to the
+    // headers: grouping the joined rows instead carries every header's texts through the
+    // grouping once per sample, which took longer than the counting itself.
     Statement summaries{
-        QStringLiteral("select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, count(d.recno), "
-                       "m.Bench, m.Meter, m.Origin, m.RecStyle "
-                       "from datamain m left join datadetail d on d.recno = m.RecNo %1"
-                       "group by m.RecNo order by m.RecNo asc")
+        QStringLiteral("select m.RecNo, m.StartTime, m.EndTime, m.Comment, m.PUnit, m.SUnit, "
+                       "coalesce(d.samples, 0), m.Bench, m.Meter, m.Origin, m.RecStyle from datamain m "
+                       "left join (select recno, count(*) as samples from datadetail group by recno) d "
+                       "on d.recno = m.RecNo %1order by m.RecNo asc")
             .arg(bench.isEmpty() ? QString() : QStringLiteral("where m.Bench = ? ")),
         {}};
     if (!bench.isEmpty())
         summaries.values << bench;
+    std::vector<RecordSummary> rows;
+    const auto keep = [&rows](const auto& text) {
+        rows.push_back({{text(0), text(1), text(2), text(3), text(4), text(5), text(10)},
+                        text(6).toLongLong(),
+                        {text(7), text(8), text(9)}});
+    };
+    if (m_target.server && isOpen()) {
+        // Through libpq as one result: the rows are counted before they are kept, and
+        // no value of ten thousand headers goes through a QVariant.
+        PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+        if (conn && PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
+            conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
+        const QByteArray benchText = bench.toUtf8();
+        const char* values[] = {benchText.constData()};
+        PGresult* result =
+            conn ? PQexecParams(conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
+                                int(summaries.values.size()), nullptr, values, nullptr, nullptr, 0)
+                 : nullptr;
+        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
+            PQclear(result);
+            fail(QStringLiteral("0"),
+                 conn ? serverError(conn) : QStringLiteral("the record database is not a server"));
+            return std::nullopt;
+        }
+        rows.reserve(size_t(PQntuples(result)));
+        for (int row = 0; row < PQntuples(result); ++row)
+            keep([&](int column) {
+                return PQgetisnull(result, row, column) ? QString()
+                                                        : QString::fromUtf8(PQgetvalue(result, row, column),
+                                                                            PQgetlength(result, row, column));
+            });
+        PQclear(result);
+        m_lastError = {};
+        return rows;
+    }
     if (!run(query, summaries, Queued::Ignore))
         return std::nullopt;
-    std::vector<RecordSummary> rows;
     while (query.next())
-        rows.push_back(
-            {{textOf(query.value(0)), textOf(query.value(1)), textOf(query.value(2)), textOf(query.value(3)),
-              textOf(query.value(4)), textOf(query.value(5)), textOf(query.value(10))},
-             query.value(6).toLongLong(),
-             {textOf(query.value(7)), textOf(query.value(8)), textOf(query.value(9))}});
+        keep([&query](int column) { return textOf(query.value(column)); });
     return rows;
 }
 
@@ -1305,10 +1366,6 @@ void appendCopyTime(QByteArray* line, const std::optional<qint64>& value) {
         line->append(QByteArray::number(*value));
     else
         line->append("\\N");
-}
-
-QString serverError(PGconn* conn) {
-    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
 }
 
 // Reads what the server still sends for the statement in progress.
@@ -1493,6 +1550,92 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
         return fail(QStringLiteral("0"), problem);
     m_lastError = {};
     return !stopped;
+}
+
+namespace {
+
+// Runs `statement` on the server session of `db` as the prepared statement `name`,
+// which is prepared the first time the session runs it: from then on it costs one
+// round trip, without the statement's text or a plan. Empty text, or why it failed.
+QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& statement) {
+    PGconn* conn = serverHandle(db);
+    if (!conn)
+        return QStringLiteral("the record database is not a server");
+    QStringList prepared = db.driver()->property(kPreparedOnSession).toStringList();
+    if (!prepared.contains(QLatin1String(name))) {
+        PGresult* made = PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
+                                   int(statement.values.size()), nullptr);
+        const bool done = PQresultStatus(made) == PGRES_COMMAND_OK;
+        PQclear(made);
+        if (!done)
+            return serverError(conn);
+        db.driver()->setProperty(kPreparedOnSession, prepared << QLatin1String(name));
+    }
+    std::vector<QByteArray> texts;
+    texts.reserve(size_t(statement.values.size()));
+    std::vector<const char*> values;
+    for (const QVariant& value : statement.values) {
+        texts.push_back(value.toString().toUtf8());
+        values.push_back(value.isNull() ? nullptr : texts.back().constData());
+    }
+    PGresult* result = PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
+    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    return done ? QString() : serverError(conn);
+}
+
+// A statement that takes no value, through libpq.
+QString runPlain(PGconn* conn, const char* text) {
+    PGresult* result = PQexec(conn, text);
+    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
+    PQclear(result);
+    return done ? QString() : serverError(conn);
+}
+
+QString storeSamplesOnServer(const QSqlDatabase& db, const std::vector<NewSample>& samples) {
+    if (samples.size() == 1)
+        return runPrepared(db, "kvx_s13", statements::S13(samples.front()));
+    PGconn* conn = serverHandle(db);
+    if (!conn)
+        return QStringLiteral("the record database is not a server");
+    QString problem = runPlain(conn, "begin");
+    for (auto sample = samples.begin(); problem.isEmpty() && sample != samples.end(); ++sample)
+        problem = runPrepared(db, "kvx_s13", statements::S13(*sample));
+    if (problem.isEmpty())
+        problem = runPlain(conn, "commit");
+    if (!problem.isEmpty() && PQtransactionStatus(conn) != PQTRANS_IDLE)
+        runPlain(conn, "rollback");
+    return problem;
+}
+
+} // namespace
+
+QString storeSamples(const QString& connectionName, const StoreTarget& target,
+                     const std::vector<NewSample>& samples) {
+    QSqlDatabase db = QSqlDatabase::database(connectionName, false);
+    if (samples.empty())
+        return QString();
+    if (target.server)
+        return storeSamplesOnServer(db, samples);
+    QSqlQuery query(db);
+    const auto failed = [&](const QSqlError& error) {
+        query.finish();
+        if (db.isOpen())
+            db.rollback();
+        return error.databaseText().isEmpty() ? error.text().trimmed() : error.databaseText();
+    };
+    if (!db.transaction())
+        return failed(db.lastError());
+    if (!query.prepare(toDialect(statements::S13(samples.front()).text, Dialect::Sqlite)))
+        return failed(query.lastError());
+    for (const NewSample& sample : samples) {
+        for (const QVariant& value : statements::S13(sample).values)
+            query.addBindValue(value);
+        if (!query.exec())
+            return failed(query.lastError());
+    }
+    query.finish();
+    return db.commit() ? QString() : failed(db.lastError());
 }
 
 } // namespace kvx

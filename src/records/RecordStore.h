@@ -67,7 +67,9 @@ Statement S15(const QString& comment, const QString& recTime);
 Statement S16();
 } // namespace statements
 
-enum class Dialect { Sqlite, Postgres };
+// PostgresLibpq is the server's dialect for a statement handed to libpq itself,
+// which numbers its parameters: "$1", "$2", ... instead of "?".
+enum class Dialect { Sqlite, Postgres, PostgresLibpq };
 
 // Rewrites the constructs of the record format's SQL dialect that an engine rejects:
 // "delete * from t", "insert into t select a, b from ..." without a column list, and
@@ -102,6 +104,14 @@ QString defaultBenchName(const QString& programFolder);
 enum class StoreRole { Main, Writer, Reader };
 QString openStoreConnection(const QString& connectionName, const StoreTarget& target, const QString& bench,
                             StoreRole role);
+
+// Stores `samples` in the working trace with S13 on the open connection
+// `connectionName`, all of them or none; empty text once they are committed, else
+// why not. On the server S13 is prepared once per session (a session made by
+// openStoreConnection prepares it again), and a lone sample is one statement
+// committed on its own: one round trip to the server and its sync to disk.
+QString storeSamples(const QString& connectionName, const StoreTarget& target,
+                     const std::vector<NewSample>& samples);
 
 // A failed statement: the engine's error number and its description.
 struct StoreError {

@@ -4,8 +4,6 @@
 
 #include <QCoreApplication>
 #include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 
 #include <chrono>
 #include <utility>
@@ -68,31 +66,11 @@ bool SampleWriter::writeBatch(const std::vector<NewSample>& batch, QString* prob
         if (!problem->isEmpty())
             return false;
     }
-    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
-    QSqlQuery query(db);
-    const auto failed = [&](const QSqlError& error) {
-        *problem = error.databaseText().isEmpty() ? error.text().trimmed() : error.databaseText();
-        query.finish();
-        if (db.isOpen())
-            db.rollback();
-        if (m_target.server)
-            db.close();
-        return false;
-    };
-    if (!db.transaction())
-        return failed(db.lastError());
-    const Dialect dialect = m_target.server ? Dialect::Postgres : Dialect::Sqlite;
-    for (const NewSample& sample : batch) {
-        const Statement statement = statements::S13(sample);
-        if (!query.prepare(toDialect(statement.text, dialect)))
-            return failed(query.lastError());
-        for (const QVariant& value : statement.values)
-            query.addBindValue(value);
-        if (!query.exec())
-            return failed(query.lastError());
-    }
-    query.finish();
-    return db.commit() || failed(db.lastError());
+    *problem = storeSamples(m_connectionName, m_target, batch);
+    // A server session that failed is made again at the next try.
+    if (!problem->isEmpty() && m_target.server)
+        QSqlDatabase::database(m_connectionName, false).close();
+    return problem->isEmpty();
 }
 
 void SampleWriter::run() {
