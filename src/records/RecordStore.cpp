@@ -1,5 +1,6 @@
 #include "RecordStore.h"
 
+#include "LibPq.h"
 #include "SampleWriter.h"
 #include "ValueRules.h"
 
@@ -17,7 +18,6 @@
 #include <QUrl>
 #include <QUrlQuery>
 #include <QUuid>
-#include <libpq-fe.h>
 #include <sqlite3.h>
 
 namespace kvx {
@@ -470,18 +470,21 @@ QString prepareServer(QSqlDatabase& db, const QString& bench) {
 // connection; openStoreConnection forgets them whenever it makes a new session.
 const char* const kPreparedOnSession = "kvxPreparedOnSession";
 
-// The engine's own handle of a server connection (the Qt driver sits on libpq).
+// The engine's own handle of a server connection (the Qt driver sits on libpq);
+// nullptr for any other. Qt's driver has loaded libpq by then, so the calls
+// through libpq() are there too; a SQLite connection never opens it.
 PGconn* serverHandle(const QSqlDatabase& db) {
     const QVariant handle = db.isOpen() ? db.driver()->handle() : QVariant();
     // The name the type is known by depends on how Qt learnt it: the typedef or the struct.
     if (!handle.isValid() ||
-        (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0))
+        (qstrcmp(handle.typeName(), "PGconn*") != 0 && qstrcmp(handle.typeName(), "pg_conn*") != 0) ||
+        !libpq())
         return nullptr;
     return *static_cast<PGconn* const*>(handle.constData());
 }
 
 QString serverError(PGconn* conn) {
-    return QString::fromUtf8(PQerrorMessage(conn)).trimmed();
+    return QString::fromUtf8(libpq()->PQerrorMessage(conn)).trimmed();
 }
 
 } // namespace
@@ -650,7 +653,7 @@ bool RecordStore::reconnectIfBroken() {
         return false;
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     const PGconn* handle = serverHandle(db);
-    if (handle && PQstatus(handle) == CONNECTION_OK && PQtransactionStatus(handle) != PQTRANS_UNKNOWN)
+    if (handle && libpq()->PQstatus(handle) == CONNECTION_OK && libpq()->PQtransactionStatus(handle) != PQTRANS_UNKNOWN)
         return false; // the statement failed, not the connection
     return openStoreConnection(m_connectionName, m_target, m_bench, StoreRole::Reader).isEmpty();
 }
@@ -1305,28 +1308,28 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
         // Through libpq as one result: the rows are counted before they are kept, and
         // no value of ten thousand headers goes through a QVariant.
         PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
-        if (conn && PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
+        if (conn && libpq()->PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
             conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
         const QByteArray benchText = bench.toUtf8();
         const char* values[] = {benchText.constData()};
         PGresult* result =
-            conn ? PQexecParams(conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
+            conn ? libpq()->PQexecParams(conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
                                 int(summaries.values.size()), nullptr, values, nullptr, nullptr, 0)
                  : nullptr;
-        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-            PQclear(result);
+        if (libpq()->PQresultStatus(result) != PGRES_TUPLES_OK) {
+            libpq()->PQclear(result);
             fail(QStringLiteral("0"),
                  conn ? serverError(conn) : QStringLiteral("the record database is not a server"));
             return std::nullopt;
         }
-        rows.reserve(size_t(PQntuples(result)));
-        for (int row = 0; row < PQntuples(result); ++row)
+        rows.reserve(size_t(libpq()->PQntuples(result)));
+        for (int row = 0; row < libpq()->PQntuples(result); ++row)
             keep([&](int column) {
-                return PQgetisnull(result, row, column) ? QString()
-                                                        : QString::fromUtf8(PQgetvalue(result, row, column),
-                                                                            PQgetlength(result, row, column));
+                return libpq()->PQgetisnull(result, row, column) ? QString()
+                                                        : QString::fromUtf8(libpq()->PQgetvalue(result, row, column),
+                                                                            libpq()->PQgetlength(result, row, column));
             });
-        PQclear(result);
+        libpq()->PQclear(result);
         m_lastError = {};
         return rows;
     }
@@ -1370,8 +1373,8 @@ void appendCopyTime(QByteArray* line, const std::optional<qint64>& value) {
 
 // Reads what the server still sends for the statement in progress.
 void drainResults(PGconn* conn) {
-    while (PGresult* rest = PQgetResult(conn))
-        PQclear(rest);
+    while (PGresult* rest = libpq()->PQgetResult(conn))
+        libpq()->PQclear(rest);
 }
 
 } // namespace
@@ -1412,10 +1415,10 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
     PGconn* conn = serverHandle(db);
     if (!conn)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
-    PGresult* started = PQexec(conn, "copy datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
+    PGresult* started = libpq()->PQexec(conn, "copy datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
                                      "DiffLastTime,NoReply) from stdin");
-    const bool copying = PQresultStatus(started) == PGRES_COPY_IN;
-    PQclear(started);
+    const bool copying = libpq()->PQresultStatus(started) == PGRES_COPY_IN;
+    libpq()->PQclear(started);
     if (!copying)
         return fail(QStringLiteral("0"), serverError(conn));
     const QByteArray number = recNo.toUtf8();
@@ -1436,17 +1439,17 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
         lines += s.noReply ? "\t1\n" : "\t0\n";
         counted();
         if (lines.size() >= (1 << 20)) {
-            sent = PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
+            sent = libpq()->PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
             lines.clear();
         }
         return sent;
     });
     if (read && sent && !lines.isEmpty())
-        sent = PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
-    const bool ended = PQputCopyEnd(conn, read && sent ? nullptr : "the source could not be read") == 1;
-    PGresult* result = PQgetResult(conn);
-    const bool stored = read && sent && ended && PQresultStatus(result) == PGRES_COMMAND_OK;
-    PQclear(result);
+        sent = libpq()->PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
+    const bool ended = libpq()->PQputCopyEnd(conn, read && sent ? nullptr : "the source could not be read") == 1;
+    PGresult* result = libpq()->PQgetResult(conn);
+    const bool stored = read && sent && ended && libpq()->PQresultStatus(result) == PGRES_COMMAND_OK;
+    libpq()->PQclear(result);
     const QString problem = read ? serverError(conn) : source.lastError().description;
     drainResults(conn);
     return stored || fail(QStringLiteral("0"), problem);
@@ -1495,13 +1498,13 @@ std::optional<RecordSummary> RecordStore::summarizeWorkingTrace() {
 namespace {
 
 QByteArrayView serverText(const PGresult* row, int column) {
-    return QByteArrayView(PQgetvalue(row, 0, column), PQgetlength(row, 0, column));
+    return QByteArrayView(libpq()->PQgetvalue(row, 0, column), libpq()->PQgetlength(row, 0, column));
 }
 
 std::optional<qint64> serverTime(const PGresult* row, int column) {
-    if (PQgetisnull(row, 0, column))
+    if (libpq()->PQgetisnull(row, 0, column))
         return std::nullopt;
-    return QByteArrayView(PQgetvalue(row, 0, column)).toLongLong();
+    return QByteArrayView(libpq()->PQgetvalue(row, 0, column)).toLongLong();
 }
 
 } // namespace
@@ -1510,15 +1513,15 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
                                         const std::function<bool(const StoredSample&)>& each) {
     // Through libpq one row at a time, so that a long record is never held whole.
     PGconn* conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
-    if (conn && PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
+    if (conn && libpq()->PQstatus(conn) != CONNECTION_OK && reconnectIfBroken())
         conn = serverHandle(QSqlDatabase::database(m_connectionName, false));
     if (!conn)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
     std::vector<const char*> values;
     for (const QByteArray& parameter : parameters)
         values.push_back(parameter.constData());
-    if (!PQsendQueryParams(conn, text, int(values.size()), nullptr, values.data(), nullptr, nullptr, 0) ||
-        !PQsetSingleRowMode(conn)) {
+    if (!libpq()->PQsendQueryParams(conn, text, int(values.size()), nullptr, values.data(), nullptr, nullptr, 0) ||
+        !libpq()->PQsetSingleRowMode(conn)) {
         const QString problem = serverError(conn);
         drainResults(conn);
         return fail(QStringLiteral("0"), problem);
@@ -1526,8 +1529,8 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
     bool stopped = false;
     QString problem;
     StoredSample row;
-    while (PGresult* result = PQgetResult(conn)) {
-        const ExecStatusType status = PQresultStatus(result);
+    while (PGresult* result = libpq()->PQgetResult(conn)) {
+        const ExecStatusType status = libpq()->PQresultStatus(result);
         if (status == PGRES_SINGLE_TUPLE && !stopped) {
             fillStoredSample(
                 &row, [&](int column) { return serverText(result, column); },
@@ -1535,16 +1538,16 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
             if (!each(row)) {
                 stopped = true;
                 // The rest of the rows are not wanted: the server is asked to stop sending them.
-                if (PGcancel* cancel = PQgetCancel(conn)) {
+                if (PGcancel* cancel = libpq()->PQgetCancel(conn)) {
                     char reason[256];
-                    PQcancel(cancel, reason, int(sizeof reason));
-                    PQfreeCancel(cancel);
+                    libpq()->PQcancel(cancel, reason, int(sizeof reason));
+                    libpq()->PQfreeCancel(cancel);
                 }
             }
         } else if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK && !stopped) {
-            problem = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+            problem = QString::fromUtf8(libpq()->PQresultErrorMessage(result)).trimmed();
         }
-        PQclear(result);
+        libpq()->PQclear(result);
     }
     if (!problem.isEmpty())
         return fail(QStringLiteral("0"), problem);
@@ -1563,10 +1566,10 @@ QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& s
         return QStringLiteral("the record database is not a server");
     QStringList prepared = db.driver()->property(kPreparedOnSession).toStringList();
     if (!prepared.contains(QLatin1String(name))) {
-        PGresult* made = PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
+        PGresult* made = libpq()->PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
                                    int(statement.values.size()), nullptr);
-        const bool done = PQresultStatus(made) == PGRES_COMMAND_OK;
-        PQclear(made);
+        const bool done = libpq()->PQresultStatus(made) == PGRES_COMMAND_OK;
+        libpq()->PQclear(made);
         if (!done)
             return serverError(conn);
         db.driver()->setProperty(kPreparedOnSession, prepared << QLatin1String(name));
@@ -1578,17 +1581,17 @@ QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& s
         texts.push_back(value.toString().toUtf8());
         values.push_back(value.isNull() ? nullptr : texts.back().constData());
     }
-    PGresult* result = PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
-    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
-    PQclear(result);
+    PGresult* result = libpq()->PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
+    const bool done = libpq()->PQresultStatus(result) == PGRES_COMMAND_OK;
+    libpq()->PQclear(result);
     return done ? QString() : serverError(conn);
 }
 
 // A statement that takes no value, through libpq.
 QString runPlain(PGconn* conn, const char* text) {
-    PGresult* result = PQexec(conn, text);
-    const bool done = PQresultStatus(result) == PGRES_COMMAND_OK;
-    PQclear(result);
+    PGresult* result = libpq()->PQexec(conn, text);
+    const bool done = libpq()->PQresultStatus(result) == PGRES_COMMAND_OK;
+    libpq()->PQclear(result);
     return done ? QString() : serverError(conn);
 }
 
@@ -1603,7 +1606,7 @@ QString storeSamplesOnServer(const QSqlDatabase& db, const std::vector<NewSample
         problem = runPrepared(db, "kvx_s13", statements::S13(*sample));
     if (problem.isEmpty())
         problem = runPlain(conn, "commit");
-    if (!problem.isEmpty() && PQtransactionStatus(conn) != PQTRANS_IDLE)
+    if (!problem.isEmpty() && libpq()->PQtransactionStatus(conn) != PQTRANS_IDLE)
         runPlain(conn, "rollback");
     return problem;
 }
