@@ -7,6 +7,7 @@
 // The meter is an in-memory link answering at once (the exchange's own cost is
 // measured in bench_instrument), or the panel's "Simulate" reading.
 
+#include "BackgroundTask.h"
 #include "Link.h"
 #include "WorkingTrace.h"
 #include "RecordStore.h"
@@ -105,6 +106,7 @@ struct PanelBench {
         panel->findChild<QCheckBox*>(QStringLiteral("Check1"))->setChecked(simulate);
         table->refreshRows();
         graph->ReDraw();
+        kvx::waitForBackgroundTasks();
         panel->findChild<QPushButton*>(QStringLiteral("cmdStart"))->click();
         QApplication::processEvents();
         ok = ok && table->rowCount() >= rows && kvx::driver().Ready() && grid;

@@ -6,6 +6,7 @@
 // reads its status here and subscribes to its signals; the front panel and the
 // data table tell it what happens. One per process, like the record store.
 
+#include "BackgroundTask.h"
 #include "RecordStore.h"
 #include "TraceStatistics.h"
 
@@ -74,6 +75,11 @@ public:
     // times in ISO 8601 with the UTC offset, absent values as null.
     QJsonObject statusJson(const QDateTime& now) const;
 
+    // Long work that replaces the working trace or rebuilds a window from it (Load
+    // Rec, the graph's ReDraw) runs in this lane, one task at a time, so that no
+    // rebuild reads a trace another one is half-way through replacing.
+    TaskLane& rebuilds() { return m_rebuilds; }
+
 signals:
     void readingTaken(const kvx::TakenReading& reading);
     void sampleStored(const kvx::TraceSample& sample);
@@ -92,6 +98,7 @@ private:
     mutable std::optional<qint64> m_samples; // unknown until counted
     std::optional<TakenReading> m_last;
     TraceStatistics m_statistics;
+    TaskLane m_rebuilds;
 };
 
 WorkingTrace& workingTrace();

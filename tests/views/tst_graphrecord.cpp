@@ -1,5 +1,6 @@
 // The trend graph window: statistics of appended and rebuilt traces, the Y
 // range, the X axis, cursors and measurements, and the extreme panels.
+#include "BackgroundTask.h"
 #include "DataRows.h"
 #include "ValueRules.h"
 #include "WindowTestSupport.h"
@@ -201,6 +202,7 @@ private slots:
             const TraceStatistics live = g.trace();
             g.CWGraph1()->yAxis->setRange(-1, 1);
             g.ReDraw();
+            waitForBackgroundTasks();
             QCOMPARE(yRange(g), QCPRange(-50, 50)); // the rebuilt peak chooses the axis again
             const auto* marks = g.CWGraph1()->graph(4)->data().data(); // the one sample without a reply
             QCOMPARE(marks->size(), 1);

@@ -7,6 +7,7 @@
 // The clock is a settable one, so the trace and its times come out the same on
 // every run. scripts/screenshots.sh runs it at scale 1 and 2.
 
+#include "BackgroundTask.h"
 #include "AppRun.h"
 #include "Forms.h"
 #include "TestServices.h"
@@ -111,6 +112,7 @@ int main(int argc, char** argv) {
 
     bool ok = shots.save(&frame, "live-trace");
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdStart"))->click(); // stop
+    waitForBackgroundTasks(); // the graph is drawn again from the store
     for (int i = 0; i < 3; ++i)
         messages->queueAnswer(Answer::Yes);
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdSaveRecord"))->click();
