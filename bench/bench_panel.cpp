@@ -8,11 +8,12 @@
 // measured in bench_instrument), or the panel's "Simulate" reading.
 
 #include "BackgroundTask.h"
+#include "FramePace.h"
 #include "Link.h"
-#include "WorkingTrace.h"
 #include "RecordStore.h"
-#include "TestServices.h"
 #include "Session.h"
+#include "TestServices.h"
+#include "WorkingTrace.h"
 #include "clsKVX5310.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
@@ -139,6 +140,7 @@ void BM_PanelTick(benchmark::State& state) {
         if (paint) {
             bench.grid->scrollToBottom();
             bench.graph->replotPending(); // what its timer does, once per reading
+            kvx::updateWaitingNow();      // every reading painted, as at one a second
             QApplication::processEvents();
         }
     }

@@ -3,10 +3,11 @@
 // copy on the same file as the floor.
 
 #include "BackgroundTask.h"
+#include "FramePace.h"
 #include "RecordOperations.h"
 #include "RecordStore.h"
-#include "TestServices.h"
 #include "Session.h"
+#include "TestServices.h"
 #include "clsKVX5310.h"
 #include "frmDataTable.h"
 
@@ -91,8 +92,10 @@ void BM_StoreSample(benchmark::State& state) {
         kvx::session().lastReadingTime = clockValue;
         bench.table->setValuePrimary(clockValue);
         bench.table->AppendData();
-        if (paint)
+        if (paint) {
+            kvx::updateWaitingNow();           // every sample painted, as at one a second
             QCoreApplication::processEvents(); // the grid repaints, as between two polling ticks
+        }
     }
     state.counters["rows_at_end"] = bench.table->rowCount();
     if (!bench.messages->shown().empty())

@@ -96,20 +96,21 @@ void runInBackground(const QString& label, std::function<TaskOutcome(TaskProgres
     });
     ++g_running;
     // The receiver is the application object, so `finished` runs on this thread.
-    QObject::connect(thread, &QThread::finished, QCoreApplication::instance(),
-                     [thread, outcome, window, lane = options.lane, finished = std::move(finished)]() mutable {
-                         thread->deleteLater();
-                         window.reset();
-                         if (finished)
-                             finished(*outcome);
-                         // The next task of the lane starts before this one stops counting, so
-                         // that a wait for background work sees the lane through to its end.
-                         if (lane) {
-                             lane->m_busy = false;
-                             lane->next();
-                         }
-                         --g_running;
-                     });
+    QObject::connect(
+        thread, &QThread::finished, QCoreApplication::instance(),
+        [thread, outcome, window, lane = options.lane, finished = std::move(finished)]() mutable {
+            thread->deleteLater();
+            window.reset();
+            if (finished)
+                finished(*outcome);
+            // The next task of the lane starts before this one stops counting, so
+            // that a wait for background work sees the lane through to its end.
+            if (lane) {
+                lane->m_busy = false;
+                lane->next();
+            }
+            --g_running;
+        });
     thread->start();
 }
 

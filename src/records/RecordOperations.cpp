@@ -244,10 +244,9 @@ bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times, LoadD
 
     // A rebuild of the graph under way finishes first; the load then has the trace to itself.
     g_loading = true;
-    workingTrace().rebuilds().queue(
-        [recNo = fieldText(RecordField::Recno), withTimes = times == TimeColumns::Kept, done = std::move(done)] {
-            startLoad(recNo, withTimes, done);
-        });
+    workingTrace().rebuilds().queue([recNo = fieldText(RecordField::Recno),
+                                     withTimes = times == TimeColumns::Kept,
+                                     done = std::move(done)] { startLoad(recNo, withTimes, done); });
     return true;
 }
 

@@ -4,9 +4,11 @@
 // and each sample handed to the store writer. Whatever watches a bench without
 // being a window (the scripting socket, the monitor page, the headless logger)
 // reads its status here and subscribes to its signals; the front panel and the
-// data table tell it what happens. One per process, like the record store.
+// data table tell it what happens. The windows that show readings are handed each
+// reading here, in a fixed order. One per process, like the record store.
 
 #include "BackgroundTask.h"
+#include "Forms.h"
 #include "RecordStore.h"
 #include "TraceStatistics.h"
 
@@ -25,6 +27,8 @@ struct TakenReading {
     double primary = 0.0;
     double secondary = 0.0;
     bool noReply = false;
+    // A simulated reading has no secondary value: the windows keep the one they show.
+    bool withSecondary = true;
 };
 
 // What a watcher needs to know of one stored sample: the sample itself and
@@ -47,8 +51,10 @@ public:
     // A continuous trace starts or ends. A start counts MAX, MIN and matches anew.
     void begin(const QDateTime& at);
     void end();
-    // Every reading a tick takes, whether or not it becomes a sample.
+    // Every reading a tick takes, whether or not it becomes a sample: handed to the
+    // windows that show readings, then told to every watcher (readingTaken).
     void noteReading(const TakenReading& reading);
+
     // Hands the sample to the store writer; false only when its queue is full.
     bool store(const NewSample& sample);
     // The working trace was emptied or replaced and now holds `samples` rows; when
@@ -89,6 +95,13 @@ signals:
     void restarted();
 
 private:
+    // The windows that show readings are subscribed by being the ones registered in
+    // forms() (a hidden window made for a printed report never is). A reading reaches
+    // them in this order, whatever order they came in: the digital screen, the data
+    // table (which decides whether it becomes a sample and hands that to store()),
+    // the analog meter, the graph. Each repaints at its own pace, at most 25 times a
+    // second, however fast readings come.
+    void showInWindows(const TakenReading& reading);
     QString m_link;
     bool m_live = false;
     QString m_function, m_primaryUnit, m_secondaryUnit;

@@ -470,11 +470,13 @@ void frmGraphicRecord::startRebuild() {
         return outcome;
     };
     // A trace cleared or grown while the rows were read is newer than they are.
-    const auto finished = [self = QPointer<frmGraphicRecord>(this), rows, seen = m_traceChanges](const TaskOutcome&) {
+    const auto finished = [self = QPointer<frmGraphicRecord>(this), rows,
+                           seen = m_traceChanges](const TaskOutcome&) {
         if (self && self->m_traceChanges == seen)
             self->ReDrawFrom(std::move(rows->values), rows->noReplyRows);
     };
-    runInBackground(QStringLiteral("Drawing the trace..."), work, finished, {&workingTrace().rebuilds(), false});
+    runInBackground(QStringLiteral("Drawing the trace..."), work, finished,
+                    {&workingTrace().rebuilds(), false});
 }
 
 void frmGraphicRecord::ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows) {

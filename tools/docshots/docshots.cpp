@@ -7,11 +7,11 @@
 // The clock is a settable one, so the trace and its times come out the same on
 // every run. scripts/screenshots.sh runs it at scale 1 and 2.
 
-#include "BackgroundTask.h"
 #include "AppRun.h"
+#include "BackgroundTask.h"
 #include "Forms.h"
-#include "TestServices.h"
 #include "Session.h"
+#include "TestServices.h"
 #include "TraceReport.h"
 #include "frmKVX5130.h"
 #include "mdiMain.h"
