@@ -2,6 +2,7 @@
 
 #include "BackgroundTask.h"
 #include "Forms.h"
+#include "ReadingWindows.h"
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
@@ -217,7 +218,7 @@ void startLoad(const QString& recNo, bool withTimes, const RecordOperations::Loa
         finish(true);
     };
     runInBackground(QStringLiteral("Loading record %1...").arg(recNo), work, finished,
-                    {&workingTrace().rebuilds(), false});
+                    {&traceRebuilds(), false});
 }
 
 } // namespace
@@ -244,7 +245,7 @@ bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times, LoadD
 
     // A rebuild of the graph under way finishes first; the load then has the trace to itself.
     g_loading = true;
-    workingTrace().rebuilds().queue([recNo = fieldText(RecordField::Recno),
+    traceRebuilds().queue([recNo = fieldText(RecordField::Recno),
                                      withTimes = times == TimeColumns::Kept,
                                      done = std::move(done)] { startLoad(recNo, withTimes, done); });
     return true;

@@ -71,32 +71,9 @@ void WorkingTrace::noteReading(const TakenReading& reading) {
     m_last = reading;
     // Empty limits read as 0, as the graph reads them: nothing matches then.
     m_statistics.add(reading.primary, m_limitLow.value_or(0.0), m_limitHigh.value_or(0.0));
-    showInWindows(reading);
+    if (m_windowFeed)
+        m_windowFeed(reading);
     emit readingTaken(reading);
-}
-
-void WorkingTrace::showInWindows(const TakenReading& reading) {
-    // Each window is looked up at its turn: one may come or go while another is shown.
-    if (DigitalScreen* screen = forms().digital) {
-        screen->setPrimaryValue(reading.primary);
-        if (reading.withSecondary)
-            screen->setSecondaryValue(reading.secondary);
-    }
-    if (DataTable* table = forms().dataTable) {
-        table->setValuePrimary(reading.primary);
-        if (reading.withSecondary)
-            table->setValueSecond(reading.secondary);
-        table->setNoReply(reading.noReply);
-        table->AppendData();
-    }
-    const QString text = numberToText(reading.primary);
-    if (AnalogMeter* meter = forms().analog)
-        meter->setValueText(text);
-    if (GraphRecord* graph = forms().graph) {
-        graph->setValueText(text);
-        graph->setNoReply(reading.noReply);
-        graph->ShowGraph();
-    }
 }
 
 bool WorkingTrace::store(const NewSample& sample) {

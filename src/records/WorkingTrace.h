@@ -4,11 +4,10 @@
 // and each sample handed to the store writer. Whatever watches a bench without
 // being a window (the scripting socket, the monitor page, the headless logger)
 // reads its status here and subscribes to its signals; the front panel and the
-// data table tell it what happens. The windows that show readings are handed each
-// reading here, in a fixed order. One per process, like the record store.
+// data table tell it what happens, and the windows that show readings are handed
+// each one through the feed the window program sets. One per process, like the
+// record store.
 
-#include "BackgroundTask.h"
-#include "Forms.h"
 #include "RecordStore.h"
 #include "TraceStatistics.h"
 
@@ -16,6 +15,7 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <optional>
 
 namespace kvx {
@@ -54,6 +54,9 @@ public:
     // Every reading a tick takes, whether or not it becomes a sample: handed to the
     // windows that show readings, then told to every watcher (readingTaken).
     void noteReading(const TakenReading& reading);
+    // How the windows are handed each reading (showReadingsInWindows); none without windows.
+    using WindowFeed = std::function<void(const TakenReading&)>;
+    void setWindowFeed(WindowFeed feed) { m_windowFeed = std::move(feed); }
 
     // Hands the sample to the store writer; false only when its queue is full.
     bool store(const NewSample& sample);
@@ -81,11 +84,6 @@ public:
     // times in ISO 8601 with the UTC offset, absent values as null.
     QJsonObject statusJson(const QDateTime& now) const;
 
-    // Long work that replaces the working trace or rebuilds a window from it (Load
-    // Rec, the graph's ReDraw) runs in this lane, one task at a time, so that no
-    // rebuild reads a trace another one is half-way through replacing.
-    TaskLane& rebuilds() { return m_rebuilds; }
-
 signals:
     void readingTaken(const kvx::TakenReading& reading);
     void sampleStored(const kvx::TraceSample& sample);
@@ -95,13 +93,7 @@ signals:
     void restarted();
 
 private:
-    // The windows that show readings are subscribed by being the ones registered in
-    // forms() (a hidden window made for a printed report never is). A reading reaches
-    // them in this order, whatever order they came in: the digital screen, the data
-    // table (which decides whether it becomes a sample and hands that to store()),
-    // the analog meter, the graph. Each repaints at its own pace, at most 25 times a
-    // second, however fast readings come.
-    void showInWindows(const TakenReading& reading);
+    WindowFeed m_windowFeed;
     QString m_link;
     bool m_live = false;
     QString m_function, m_primaryUnit, m_secondaryUnit;
@@ -111,7 +103,6 @@ private:
     mutable std::optional<qint64> m_samples; // unknown until counted
     std::optional<TakenReading> m_last;
     TraceStatistics m_statistics;
-    TaskLane m_rebuilds;
 };
 
 WorkingTrace& workingTrace();

@@ -2,11 +2,11 @@
 
 #include "CaptionPanel.h"
 #include "GraphScales.h"
+#include "ReadingWindows.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "Twips.h"
 #include "ValueRules.h"
-#include "WorkingTrace.h"
 
 #include <QEvent>
 #include <QFormLayout>
@@ -433,7 +433,7 @@ void frmGraphicRecord::ReDraw() {
     if (m_rebuildWaiting)
         return;
     m_rebuildWaiting = true;
-    workingTrace().rebuilds().queue([self = QPointer<frmGraphicRecord>(this)] {
+    traceRebuilds().queue([self = QPointer<frmGraphicRecord>(this)] {
         if (self)
             self->startRebuild();
     });
@@ -476,7 +476,7 @@ void frmGraphicRecord::startRebuild() {
             self->ReDrawFrom(std::move(rows->values), rows->noReplyRows);
     };
     runInBackground(QStringLiteral("Drawing the trace..."), work, finished,
-                    {&workingTrace().rebuilds(), false});
+                    {&traceRebuilds(), false});
 }
 
 void frmGraphicRecord::ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows) {
