@@ -1,7 +1,8 @@
 #include "AppRun.h"
 
+#include "Commands.h"
 #include "ControlSocket.h"
-#include "ExportRecord.h"
+#include "DialogMessages.h"
 #include "FocusFrameStyle.h"
 #include "FolderLock.h"
 #include "Link.h"
@@ -10,6 +11,7 @@
 #include "QuitSignals.h"
 #include "Session.h"
 #include "StatusReports.h"
+#include "TraceReport.h"
 #include "WorkingTrace.h"
 #include "WindowCommands.h"
 #include "mdiMain.h"
@@ -21,7 +23,6 @@
 #include <QIcon>
 #include <QImageWriter>
 #include <QPixmap>
-#include <QTextStream>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +55,13 @@ bool displayPresent() {
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
+// Notices of a run nobody attends go to stderr and the state panel; a question,
+// which only the operator's own click asks, gets a box when there is a display.
+std::shared_ptr<MessageService> unattendedMessages() {
+    return std::make_shared<UnattendedMessageService>(
+        displayPresent() ? std::make_shared<DialogMessageService>() : nullptr);
+}
+
 // The messages of a key pressed from the monitor page: the key's own question is
 // answered Yes (whoever pressed it there asked for it); any further one No, the
 // answer that keeps recorded data as it is. The first notice is the answer the page gets.
@@ -80,7 +88,7 @@ QString pressForPage(mdiMain& frame, const QString& key, bool attended) {
     if (attended)
         setMessages(std::make_shared<DialogMessageService>());
     else
-        setMessages(std::make_shared<UnattendedMessageService>(displayPresent()));
+        setMessages(unattendedMessages());
     if (!answers->firstNotice().isEmpty())
         return answers->firstNotice();
     return pressed ? QString() : QStringLiteral("the front panel is not there");
@@ -135,13 +143,6 @@ void prepareApplication(QApplication& app) {
     QApplication::setStyle(new FocusFrameStyle(QApplication::style()->name()));
 }
 
-void applyOptionsToSession(const AppOptions& options) {
-    session().programFolder = resolveProgramFolder(options.folder);
-    session().linkOverride = options.link.trimmed();
-    session().databaseOverride = options.database;
-    session().benchOverride = options.bench;
-}
-
 bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
     const QPixmap picture = frame.grab();
     QImageWriter writer(file);
@@ -150,23 +151,6 @@ bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error) {
     if (error)
         *error = QStringLiteral("%1: %2").arg(file, writer.errorString());
     return false;
-}
-
-int runRecordCommand(const AppOptions& options) {
-    applyOptionsToSession(options);
-    QTextStream err(stderr);
-    if (!options.copyFrom.isEmpty())
-        return copyRecords(options.copyFrom, options.copyTo, err);
-    if (!options.sendCommand.isEmpty()) {
-        QTextStream out(stdout);
-        return sendControlCommand(session().programFolder, options.sendCommand, options.sendArgument, out,
-                                  err);
-    }
-    if (options.listRecords) {
-        QTextStream out(stdout);
-        return listRecords(options.json, options.benchFilter, out, err);
-    }
-    return exportRecord(options.exportRecord, {options.pdfFile, options.csvFile, options.ndjsonFile}, err);
 }
 
 int runApplication(QApplication& app, const AppOptions& options) {
@@ -180,12 +164,14 @@ int runApplication(QApplication& app, const AppOptions& options) {
     }
     applyOptionsToSession(options);
     if (options.exportRecord >= 0 || options.listRecords || !options.copyFrom.isEmpty())
-        return runRecordCommand(options);
+        return runRecordCommand(options, writeReportFile);
 
     // Unattended means nobody clicks: no message box may hold up the trace.
     const bool attended = displayPresent() && !options.start;
-    if (!attended)
-        setMessages(std::make_shared<UnattendedMessageService>(displayPresent()));
+    if (attended)
+        setMessages(std::make_shared<DialogMessageService>());
+    else
+        setMessages(unattendedMessages());
 
     // Released by its destructor when cmdQuit ends the process.
     static FolderLock folderLock;
@@ -203,7 +189,7 @@ int runApplication(QApplication& app, const AppOptions& options) {
     mdiMain frame;
     const QuitSignals quitSignals([&frame] {
         // Whoever sent the signal is not there to answer a box.
-        setMessages(std::make_shared<UnattendedMessageService>(false));
+        setMessages(std::make_shared<UnattendedMessageService>());
         frame.quit(); // cmdQuit: writes the files and ends the process
         std::exit(0); // before the front panel is loaded there is nothing to write
     });

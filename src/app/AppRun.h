@@ -1,6 +1,6 @@
 #pragma once
-// Everything the executable does between parsing its command line and its event
-// loop, kept in the library so that tests and benchmarks run the same start-up.
+// Everything the window program does between parsing its command line and its
+// event loop, kept in the library so that tests and benchmarks run the same start-up.
 
 #include "AppOptions.h"
 
@@ -14,15 +14,9 @@ class mdiMain;
 // captions in Chinese or Japanese render whatever the desktop's font is.
 void prepareApplication(QApplication& app);
 
-// Program folder and link override from the options.
-void applyOptionsToSession(const AppOptions& options);
-
 // Runs the program: start-up, the window, --start and --screenshot, then the
 // event loop. Returns the process exit code.
 int runApplication(QApplication& app, const AppOptions& options);
-// The record list and the exports: run to the end under any application object and
-// return the exit code.
-int runRecordCommand(const AppOptions& options);
 
 // Saves a picture of the frame and its child windows. False with the reason.
 bool saveWindowPicture(mdiMain& frame, const QString& file, QString* error);

@@ -4,6 +4,7 @@
 #include "RecordOperations.h"
 #include "RecordStore.h"
 #include "Session.h"
+#include "SessionStore.h"
 #include "TraceReport.h"
 #include "clsKVX5310.h"
 #include "frmANALOGMETER.h"

@@ -20,7 +20,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QTemporaryDir>
 #include <QTimer>
 
 #include <cmath>
@@ -61,13 +60,15 @@ void selectFunction(clsKVX5310& meter, const LogOptions& options) {
 }
 
 // Connects the meter through its text; the reason when it cannot be reached.
-QString connect(LoggedMeter& logged, const QString& spoolPath, const LogOptions& options) {
+QString connect(LoggedMeter& logged, const LogOptions& options) {
     ConnectionTarget target;
     QString error;
     if (!parseConnectionText(logged.link, &target, &error))
         return error;
     clsKVX5310& meter = *logged.meter;
-    meter.spoolCommandLog(spoolPath);
+    // The rows are the logger's record of the exchanges; days of command log lines
+    // that nobody reads would only cost time and disk.
+    meter.keepNoCommandLog();
     applyConnectionTarget(target, meter.CWSerial1(), meter.CWGPIB1());
     meter.setConnectMethod(target.method);
     if (!meter.Ready() || !meter.lastQueryAnswered()) {
@@ -154,6 +155,11 @@ private:
     ExportFormat m_format;
     const std::vector<LoggedMeter>& m_meters;
 };
+
+// Each row goes out as it is taken, except at intervals shorter than this, where the
+// rows are written together at most this late: a write a row would cost more than
+// the exchanges themselves.
+constexpr qint64 kRowsHeldAtMostMs = 200;
 
 // --- The working trace: what a status and a monitor page read ---
 // They show the first --link's meter, the one a --record holds.
@@ -330,7 +336,7 @@ private:
 
 int runHeadlessLog(const LogOptions& options) {
     // Nobody is there to answer a box.
-    setMessages(std::make_shared<UnattendedMessageService>(false));
+    setMessages(std::make_shared<UnattendedMessageService>());
     // With TZ unset the C library looks at /etc/localtime again at every local time
     // it works out, a dozen file lookups a tick here (the rows' and the command
     // log's times); named, the zone is read once. A logger started before a change
@@ -359,14 +365,10 @@ int runHeadlessLog(const LogOptions& options) {
         return 1;
     }
 
-    // The command logs go to spool files that go away at the end, so that days of
-    // logging take no memory.
-    QTemporaryDir spool;
     std::vector<LoggedMeter> meters(size_t(options.links.size()));
     for (qsizetype n = 0; n < options.links.size(); ++n) {
         meters[size_t(n)].link = options.links[n];
-        problem =
-            connect(meters[size_t(n)], spool.filePath(QStringLiteral("meter%1.log").arg(n + 1)), options);
+        problem = connect(meters[size_t(n)], options);
         if (!problem.isEmpty()) {
             printError(QStringLiteral("--link %1 cannot be opened: %2").arg(options.links[n], problem));
             return 1;
@@ -401,18 +403,23 @@ int runHeadlessLog(const LogOptions& options) {
     timer.setTimerType(Qt::PreciseTimer);
     timer.setSingleShot(true);
     ProgressLine progress(options);
+    QElapsedTimer sinceWritten;
+    sinceWritten.start();
     const auto onTick = [&] {
         const TickReadings readings = rows.read();
         rows.appendTick(tick++, readings, &buffer);
         noteTickInWorkingTrace(readings);
         if (options.record)
             recorder.take(readings.front());
-        written = written && output.write(buffer) && output.flush();
-        buffer.resize(0);
         const qint64 elapsedMs = started.msecsTo(clock().now());
         const qint64 dueMs = tick * options.intervalMs;
         const bool done = (options.count > 0 && tick >= options.count) ||
                           (options.durationMs > 0 && qMax(dueMs, elapsedMs) >= options.durationMs);
+        if (done || options.intervalMs >= kRowsHeldAtMostMs || sinceWritten.hasExpired(kRowsHeldAtMostMs)) {
+            written = written && output.write(buffer) && output.flush();
+            buffer.resize(0);
+            sinceWritten.restart();
+        }
         progress.rowsWritten(tick, elapsedMs, done || !written);
         if (!written || done) {
             QCoreApplication::quit();

@@ -38,7 +38,7 @@ public:
     void onNotice(std::function<void()> then) { m_onNotice = std::move(then); }
 
 private:
-    UnattendedMessageService m_forward{false};
+    UnattendedMessageService m_forward;
     QStringList m_notices;
     std::function<void()> m_onNotice;
 };

@@ -1,7 +1,7 @@
 #include "Services.h"
 
-#include <QApplication>
-#include <QMessageBox>
+#include "StatusReports.h"
+
 #include <chrono>
 #include <utility>
 
@@ -27,22 +27,6 @@ QDateTime FastClock::now() const {
 }
 
 namespace {
-QString titleOrApp(const QString& title) {
-    return title.isEmpty() ? QApplication::applicationName() : title;
-}
-} // namespace
-
-void DialogMessageService::notice(const QString& text, const QString& title) {
-    QMessageBox::information(QApplication::activeWindow(), titleOrApp(title), text, QMessageBox::Ok);
-}
-
-Answer DialogMessageService::ask(const QString& text, const QString& title) {
-    const auto b = QMessageBox::question(QApplication::activeWindow(), titleOrApp(title), text,
-                                         QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
-    return b == QMessageBox::Yes ? Answer::Yes : Answer::No;
-}
-
-namespace {
 // The one place that reads the clock's rate from the environment.
 std::shared_ptr<Clock> startingClock() {
     bool numeric = false;
@@ -56,7 +40,9 @@ std::shared_ptr<Clock>& clockSlot() {
     return c;
 }
 std::shared_ptr<MessageService>& messageSlot() {
-    static std::shared_ptr<MessageService> m = std::make_shared<DialogMessageService>();
+    // Until the window program puts up its boxes nobody can answer: notices go to
+    // stderr, questions are answered No.
+    static std::shared_ptr<MessageService> m = std::make_shared<UnattendedMessageService>();
     return m;
 }
 } // namespace

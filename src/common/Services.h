@@ -57,12 +57,6 @@ public:
     virtual Answer ask(const QString& text, const QString& title = QString()) = 0;
 };
 
-class DialogMessageService final : public MessageService {
-public:
-    void notice(const QString& text, const QString& title) override;
-    Answer ask(const QString& text, const QString& title) override;
-};
-
 // Uniform numbers in [0, 1), like the runtime's Rnd.
 // Tests seed it, or script the exact draws that come next.
 class RandomSource {

@@ -19,8 +19,8 @@ void UnattendedMessageService::notice(const QString& text, const QString& title)
 }
 
 Answer UnattendedMessageService::ask(const QString& text, const QString& title) {
-    if (m_displayPresent)
-        return DialogMessageService().ask(text, title);
+    if (m_operatorAsks)
+        return m_operatorAsks->ask(text, title);
     statusReports().report(text + QStringLiteral(" No (nobody can answer in a run without a display)"));
     return Answer::No;
 }

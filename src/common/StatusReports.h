@@ -34,18 +34,20 @@ StatusReports& statusReports();
 // The message service of an unattended run (--start, or no display), where
 // nothing may wait for a click: every notice becomes a status report.
 // Questions only come from the operator's own clicks. With a display they are
-// asked as usual (the box runs its own event loop, so the trace goes on meanwhile).
+// asked as usual, by `operatorAsks` (the box runs its own event loop, so the trace
+// goes on meanwhile).
 // Without one nobody can answer them, and the answer is No, the one that keeps the
 // recorded data as it is: no saved record is overwritten, the working trace is not
 // abandoned, and nothing is filed under a new record number.
 class UnattendedMessageService final : public MessageService {
 public:
-    explicit UnattendedMessageService(bool displayPresent) : m_displayPresent(displayPresent) {}
+    explicit UnattendedMessageService(std::shared_ptr<MessageService> operatorAsks = nullptr)
+        : m_operatorAsks(std::move(operatorAsks)) {}
     void notice(const QString& text, const QString& title) override;
     Answer ask(const QString& text, const QString& title) override;
 
 private:
-    bool m_displayPresent;
+    std::shared_ptr<MessageService> m_operatorAsks;
 };
 
 } // namespace kvx

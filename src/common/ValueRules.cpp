@@ -281,4 +281,10 @@ double secondsOfDayBetween(double from, double to) {
     return seconds < 0 ? seconds + secondsPerDay : seconds;
 }
 
+QString displayUnit(const QString& unit) {
+    if (unit == QLatin1String("kohm"))
+        return QStringLiteral("k\u03A9");
+    return unit;
+}
+
 } // namespace kvx

@@ -75,6 +75,10 @@ QDateTime parseDateTimeText(const QString& text);
 // about twice an hour.
 bool appendIsoDateTime(QByteArrayView recordTime, QByteArray* out);
 
+// The unit as the operator reads it: "kohm" is shown as "kΩ"; any other unit,
+// empty included, as it is.
+QString displayUnit(const QString& unit);
+
 // A 16-bit integer as its binary digits, most significant first, no leading zeros
 // ("0" for 0). A negative value gives only its lowest bit.
 QString ToBinaryString(qint16 n);

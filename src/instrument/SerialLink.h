@@ -25,6 +25,7 @@ protected:
     QString deviceErrorText() const override;
     void discardInput() override;
     void closeDevice() override;
+    void pushWritten() override { m_port.flush(); }
 
 private:
     QString openAdvice() const;

@@ -27,6 +27,7 @@ bool StreamLink::write(const QByteArray& data, QString* error) {
     discardInput();
     if (device().write(data) != data.size())
         return dropDevice(kLinkWriteError, QStringLiteral("Write"), error);
+    pushWritten();
     return waitForWritten(error);
 }
 

@@ -25,6 +25,9 @@ protected:
     // Drops bytes that nobody asked for (a reply that came after its timeout).
     virtual void discardInput();
     virtual void closeDevice() = 0;
+    // Hands what the device buffered to the kernel without waiting, where the
+    // device can; the wait for the rest then only runs when the kernel was full.
+    virtual void pushWritten() {}
 
     // Derived `open` calls this once the device is open again.
     void opened();

@@ -26,6 +26,7 @@ protected:
     bool waitTimedOut() const override { return m_socket.error() == QAbstractSocket::SocketTimeoutError; }
     QString deviceErrorText() const override { return m_socket.errorString(); }
     void closeDevice() override;
+    void pushWritten() override { m_socket.flush(); }
 
 private:
     QString m_host;

@@ -102,18 +102,21 @@ void clsKVX5310::appendLogLine(const QString& kind, const QString& command, cons
 }
 
 QString clsKVX5310::ExecuteCommand(const QString& command) {
-    const double startSeconds = clock().secondsSinceMidnight();
-    const auto totalTime = [startSeconds] {
-        return QStringLiteral(" Total Time:") +
-               singlePrecisionText(clock().secondsSinceMidnight() - startSeconds);
+    const double startSeconds = m_logKept ? clock().secondsSinceMidnight() : 0.0;
+    const auto logStop = [&](const QString& kind, const QString& afterTime) {
+        if (m_logKept)
+            appendLogLine(kind, command,
+                          QStringLiteral(" Total Time:") +
+                              singlePrecisionText(clock().secondsSinceMidnight() - startSeconds) + afterTime);
     };
     if (command.contains(QLatin1Char('?')))
         m_lastQueryAnswered = false;
     if (!Ready_ || bExecuting_) {
-        appendLogLine(QStringLiteral("Execute Stop"), command, totalTime());
+        logStop(QStringLiteral("Execute Stop"), QString());
         return {};
     }
-    appendLogLine(QStringLiteral("Execute Start"), command, QString());
+    if (m_logKept)
+        appendLogLine(QStringLiteral("Execute Start"), command);
     bExecuting_ = true;
     QString result;
     QString error;
@@ -127,10 +130,10 @@ QString clsKVX5310::ExecuteCommand(const QString& command) {
     m_exchangeError = ok ? QString() : error;
     if (!ok) {
         sReply_.clear();
-        appendLogLine(QStringLiteral("Execute Err Stop"), command, totalTime() + QLatin1Char(' ') + error);
+        logStop(QStringLiteral("Execute Err Stop"), QLatin1Char(' ') + error);
         return {};
     }
-    appendLogLine(QStringLiteral("Execute Stop"), command, totalTime());
+    logStop(QStringLiteral("Execute Stop"), QString());
     return result;
 }
 

@@ -150,11 +150,14 @@ public:
     bool writeCommandLog(const QString& path, QString* error = nullptr) const;
     // Sends the log's lines to a spool file from now on (see CommandLog).
     bool spoolCommandLog(const QString& path) { return m_log.spoolTo(path); }
+    // A program that never writes the command log (the headless logger) keeps none:
+    // four lines an exchange, formatted and written, would be most of its work.
+    void keepNoCommandLog() { m_logKept = false; }
 
 private:
     QString ExecuteCommand(const QString& command);
     bool exchange(const QString& command, QString* result, QString* error);
-    void appendLogLine(const QString& kind, const QString& command, const QString& tail);
+    void appendLogLine(const QString& kind, const QString& command, const QString& tail = QString());
     void onGpibNotification(const QString& description);
     bool replyIs(const char* text) const;
     QString send(const QString& command); // sCommand = command, then ExecuteCommand
@@ -172,6 +175,7 @@ private:
     std::atomic<bool> Ready_{false};
     bool bExecuting_ = false;
     CommandLog m_log;
+    bool m_logKept = true;
     QString sCommand_;
     QString sConnectMethod_;
     QString sReply_;

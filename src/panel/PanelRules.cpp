@@ -70,11 +70,7 @@ QString primaryDigitsPattern(const QString& unit, double largestMagnitude) {
 }
 
 QString displayUnit(const QString& unit) {
-    if (unit == QLatin1String("kohm"))
-        return QStringLiteral("kΩ");
-    if (unit.isEmpty())
-        return QStringLiteral("V");
-    return unit;
+    return unit.isEmpty() ? QStringLiteral("V") : kvx::displayUnit(unit);
 }
 
 QString primaryFormatText(const QString& unit, double largestMagnitude) {

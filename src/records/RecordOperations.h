@@ -32,14 +32,6 @@
 
 namespace kvx {
 
-// The record store of this run: --database, else the operation file's text, else
-// the SQLite file in the program folder; and its bench: --bench, else the operation
-// file's name, else the host name with the program folder.
-QString sessionDatabaseText();
-QString sessionBenchName();
-// Opens it as recordStore(); false with a message naming the store.
-bool openSessionRecordStore(QString* error);
-
 class RecordOperations {
 public:
     // Saves the working trace: a new record after "Are you sure?", or, when the

@@ -23,6 +23,38 @@ QDateTime wallClockToWholeSecond(const QDateTime& when) {
 
 } // namespace
 
+QString reasonText(ReasonText reason) {
+    switch (reason) {
+    case ReasonText::Time:
+        return QStringLiteral("Time");
+    case ReasonText::OverMax:
+        return QStringLiteral("Over MAX");
+    case ReasonText::BelowMin:
+        return QStringLiteral("Below MIN");
+    case ReasonText::MatchLevel:
+        return QStringLiteral("Match condition:Level");
+    case ReasonText::MatchPercent:
+        return QStringLiteral("Match condition:%");
+    case ReasonText::MatchRebuilt:
+        return QStringLiteral("Match condition");
+    case ReasonText::None:
+        break;
+    }
+    return QString();
+}
+
+ReasonText reasonTextOfCode(const QString& code) {
+    if (code == QLatin1String("0"))
+        return ReasonText::Time;
+    if (code == QLatin1String("1"))
+        return ReasonText::OverMax;
+    if (code == QLatin1String("2"))
+        return ReasonText::BelowMin;
+    if (code == QLatin1String("3"))
+        return ReasonText::MatchRebuilt;
+    return ReasonText::None;
+}
+
 QString reasonCode(ReasonText reason) {
     switch (reason) {
     case ReasonText::Time:

@@ -6,12 +6,18 @@
 // plus the running total of the gaps between readings, TimeTick that total and
 // DiffLastTime the last gap, each to the whole second.
 
-#include "TraceTableModel.h"
-
 #include <QDateTime>
 #include <QString>
 
 namespace kvx {
+
+// The reason texts a row can show. Rows appended live carry the long "Match
+// condition:..." texts; rows read back from the database show "Match condition"
+// for code 3 and nothing for code 4.
+enum class ReasonText : quint8 { Time, OverMax, BelowMin, MatchLevel, MatchPercent, MatchRebuilt, None };
+QString reasonText(ReasonText reason);
+// The reason text a row read back shows for a stored reason code.
+ReasonText reasonTextOfCode(const QString& code);
 
 // The reason code each reason text is stored with.
 QString reasonCode(ReasonText reason);

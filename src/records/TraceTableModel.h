@@ -11,6 +11,7 @@
 // usable while the grid fills.
 
 #include "RecordStore.h"
+#include "SampleTimeline.h"
 
 #include <QAbstractTableModel>
 #include <QColor>
@@ -21,14 +22,6 @@
 #include <vector>
 
 namespace kvx {
-
-// The reason texts a row can show. Rows appended live carry the long "Match
-// condition:..." texts; rows read back from the database show "Match condition"
-// for code 3 and nothing for code 4.
-enum class ReasonText : quint8 { Time, OverMax, BelowMin, MatchLevel, MatchPercent, MatchRebuilt, None };
-QString reasonText(ReasonText reason);
-// The reason text a row read back shows for a stored reason code.
-ReasonText reasonTextOfCode(const QString& code);
 
 class TraceTableModel final : public QAbstractTableModel {
 public:

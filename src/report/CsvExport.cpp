@@ -1,6 +1,7 @@
 #include "CsvExport.h"
 
 #include "BackgroundTask.h"
+#include "ReportTrace.h"
 #include "Services.h"
 
 #include <QFileInfo>

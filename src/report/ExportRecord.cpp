@@ -1,11 +1,10 @@
 #include "ExportRecord.h"
 
-#include "RecordOperations.h"
 #include "RecordStore.h"
-#include "ReportTrace.h"
 #include "SampleExport.h"
 #include "Session.h"
-#include "TraceReport.h"
+#include "SessionStore.h"
+#include "TraceRecord.h"
 #include "ValueRules.h"
 
 #include <QDir>
@@ -14,7 +13,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryFile>
 #include <QTextStream>
 
 namespace kvx {
@@ -42,29 +40,6 @@ QString described(const StoreError& error) {
                                   : error.number + QStringLiteral(": ") + error.description;
 }
 
-// The report is drawn into a plain file; a stream gets a copy of it.
-bool writeReport(const TraceRecord& trace, const QString& path, QString* error) {
-    const TraceReport report = TraceReport::forTrace(trace);
-    if (!ExportOutput::isStream(path))
-        return report.writePdf(path, error);
-    QTemporaryFile drawn(QDir::temp().filePath(QStringLiteral("kvx5130-report-XXXXXX.pdf")));
-    if (!drawn.open()) {
-        *error = drawn.errorString();
-        return false;
-    }
-    drawn.close();
-    if (!report.writePdf(drawn.fileName(), error))
-        return false;
-    QFile pdf(drawn.fileName());
-    ExportOutput output(path);
-    if (!pdf.open(QIODevice::ReadOnly) || !output.open() || !output.write(pdf.readAll()) ||
-        !output.commit()) {
-        *error = pdf.error() != QFileDevice::NoError ? pdf.errorString() : output.errorString();
-        return false;
-    }
-    return true;
-}
-
 QString isoOrStored(const QString& stored) {
     QByteArray iso;
     return appendIsoDateTime(stored.toUtf8(), &iso) ? QString::fromLatin1(iso) : stored;
@@ -72,7 +47,7 @@ QString isoOrStored(const QString& stored) {
 
 } // namespace
 
-int exportRecord(int recno, const ExportFiles& files, QTextStream& err) {
+int exportRecord(int recno, const ExportFiles& files, QTextStream& err, const ReportWriter& writeReport) {
     const auto finish = [&err](int code) {
         err.flush();
         return code;
@@ -88,7 +63,9 @@ int exportRecord(int recno, const ExportFiles& files, QTextStream& err) {
     const QString recNo = working ? QString() : QString::number(recno);
     RecordHeader header;
     if (working) {
-        header = RecordOperations::workingHeader();
+        // From the command line there is no Record tab: the working trace has no
+        // number, times, description or units of its own, and the continuous style.
+        header.recStyle = QStringLiteral("0");
     } else {
         const auto found = recordStore().readHeader(recNo);
         if (!found) {
@@ -117,14 +94,18 @@ int exportRecord(int recno, const ExportFiles& files, QTextStream& err) {
     if (files.pdf.isEmpty())
         return finish(0);
 
+    if (!writeReport) {
+        err << "kvx5130: \"" << files.pdf << "\" cannot be written: the report is drawn by the window program\n";
+        return finish(1);
+    }
     TraceRecord record;
+    record.header = header;
     if (working) {
-        const std::optional<TraceRecord> trace = workingTrace(recordStore(), &error);
-        if (!trace) {
-            err << "kvx5130: the working trace cannot be read: " << error << "\n";
+        if (!recordStore().readSamples(0, [&](const TempSample& row) { record.samples.push_back(row); })) {
+            err << "kvx5130: the working trace cannot be read: " << storeErrorText(recordStore().lastError())
+                << "\n";
             return finish(1);
         }
-        record = *trace;
     } else if (savedRecord(recordStore(), recNo, record, &error) != RecordLookup::Found) {
         err << "kvx5130: record " << recNo << " cannot be read: " << error << "\n";
         return finish(1);

@@ -5,14 +5,18 @@
 // Records come from the record database of the program folder (headers from
 // `datamain`, samples from `datadetail`); record 0 is the working trace
 // (`datatemp`). A FILE of "-" is standard output. Only the PDF report needs a
-// QApplication (it draws the graph with the graph window's own code); the list
-// and the sample exports need a QCoreApplication.
+// QApplication and the window libraries (it draws the graph with the graph
+// window's own code); the list and the sample exports need a QCoreApplication.
 
 #include <QString>
+
+#include <functional>
 
 class QTextStream;
 
 namespace kvx {
+
+struct TraceRecord;
 
 struct ExportFiles {
     QString pdf;    // the printed report
@@ -27,7 +31,10 @@ struct ExportFiles {
 // empty database. Returns 0 when every asked file was written; otherwise 1 after
 // one line on `err` that says why (no such record, no database, a file that
 // cannot be written), or 2 when no file is asked for.
-int exportRecord(int recno, const ExportFiles& files, QTextStream& err);
+// The PDF report is drawn by `writeReport` (the window program's); without one a
+// --pdf is refused.
+using ReportWriter = std::function<bool(const TraceRecord& trace, const QString& path, QString* error)>;
+int exportRecord(int recno, const ExportFiles& files, QTextStream& err, const ReportWriter& writeReport = {});
 
 // Lists the saved records, and the working trace as record 0 when it holds
 // samples, on `out`: a table, or with `json` a JSON array of objects (recNo,

@@ -1,6 +1,5 @@
 #include "SampleExport.h"
 
-#include "MeterScales.h"
 #include "ValueRules.h"
 
 #include <QFile>

@@ -26,7 +26,7 @@
 // The exports are built as bytes straight from the database's rows, a buffer at a
 // time, because a long trace is exported while the operator waits.
 
-#include "ReportTrace.h"
+#include "TraceRecord.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,11 +1,11 @@
 #include "Snapshot.h"
 
 #include "Forms.h"
-#include "MeterScales.h"
 #include "ReportTrace.h"
 #include "Services.h"
 #include "Session.h"
 #include "StatusReports.h"
+#include "ValueRules.h"
 #include "clsKVX5310.h"
 
 #include <QDir>

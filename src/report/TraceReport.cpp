@@ -3,12 +3,14 @@
 #include "BackgroundTask.h"
 #include "Forms.h"
 #include "MeterScales.h"
+#include "SampleExport.h"
 #include "Services.h"
 #include "Session.h"
 #include "TraceTableModel.h"
 #include "ValueRules.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QFontMetricsF>
 #include <QPagedPaintDevice>
@@ -17,6 +19,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QSaveFile>
+#include <QTemporaryFile>
 #include <QThread>
 #include <qcustomplot.h>
 
@@ -615,6 +618,29 @@ bool writeReportPdfInBackground(const QString& path) {
             messages().notice(QStringLiteral("The PDF file \"%1\" cannot be written: %2").arg(path, outcome.error));
     };
     runInBackground(QStringLiteral("Writing \"%1\"...").arg(QFileInfo(path).fileName()), work, finished);
+    return true;
+}
+
+// The report is drawn into a plain file; a stream gets a copy of it.
+bool writeReportFile(const TraceRecord& trace, const QString& path, QString* error) {
+    const TraceReport report = TraceReport::forTrace(trace);
+    if (!ExportOutput::isStream(path))
+        return report.writePdf(path, error);
+    QTemporaryFile drawn(QDir::temp().filePath(QStringLiteral("kvx5130-report-XXXXXX.pdf")));
+    if (!drawn.open()) {
+        *error = drawn.errorString();
+        return false;
+    }
+    drawn.close();
+    if (!report.writePdf(drawn.fileName(), error))
+        return false;
+    QFile pdf(drawn.fileName());
+    ExportOutput output(path);
+    if (!pdf.open(QIODevice::ReadOnly) || !output.open() || !output.write(pdf.readAll()) ||
+        !output.commit()) {
+        *error = pdf.error() != QFileDevice::NoError ? pdf.errorString() : output.errorString();
+        return false;
+    }
     return true;
 }
 

@@ -71,6 +71,10 @@ private:
     ReportContent m_content;
 };
 
+// The report of `trace` as a PDF file at `path`; "-" writes it to standard output.
+// False with the reason.
+bool writeReportFile(const TraceRecord& trace, const QString& path, QString* error);
+
 // Sets the page, margins and document name a report is printed with.
 void prepareReportPrinter(QPrinter& printer, const TraceReport& report);
 

@@ -48,10 +48,4 @@ std::optional<MeterScale> meterScaleFor(const QString& unit, double peak) {
     return std::nullopt;
 }
 
-QString displayUnit(const QString& unit) {
-    if (unit == QLatin1String("kohm"))
-        return QStringLiteral("k\u03A9");
-    return unit;
-}
-
 } // namespace kvx

@@ -20,7 +20,4 @@ struct MeterScale {
 // has no 0.5 band. The scale table test pins both.
 std::optional<MeterScale> meterScaleFor(const QString& unit, double peak);
 
-// The unit as the operator reads it: "kohm" is shown as "kΩ"; empty stays empty.
-QString displayUnit(const QString& unit);
-
 } // namespace kvx

@@ -3,7 +3,7 @@
 #include "DisplayColors.h"
 #include "DisplayFormat.h"
 #include "FramePace.h"
-#include "MeterScales.h"
+#include "ValueRules.h"
 
 #include <QFontDatabase>
 #include <QPainter>

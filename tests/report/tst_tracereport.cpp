@@ -249,7 +249,7 @@ private slots:
 
         QString messages;
         QTextStream err(&messages);
-        QCOMPARE(exportRecord(recno, {pdf, csv, ndjson}, err), exitCode);
+        QCOMPARE(exportRecord(recno, {pdf, csv, ndjson}, err, writeReportFile), exitCode);
         if (exitCode != 0) {
             QVERIFY2(messages.contains(message) && messages.endsWith('\n'), qPrintable(messages));
             QCOMPARE(QDir(fx.dir.path()).entryList(QStringList{"out.*", "elsewhere"}), QStringList());

@@ -57,7 +57,7 @@ private slots:
 
     void unattendedReportsOnStatusLine() {
         statusReports().setEchoToStderr(false);
-        UnattendedMessageService unattended(false);
+        UnattendedMessageService unattended;
         unattended.notice(QStringLiteral("Communication Error!"), QStringLiteral("Warning"));
         QCOMPARE(child<QLabel>("lblStatus")->text(), QStringLiteral("Warning: Communication Error!"));
         // Nobody can answer without a display: No keeps the recorded data as it is.
