@@ -219,6 +219,22 @@ private slots:
         }
     }
 
+    // A rebuild read in the background never overwrites what the graph charted or
+    // cleared after it was asked for (a trace stopped and started again at once).
+    void rebuildOlderThanTheGraphIsDropped() {
+        StoreFixture store;
+        QVERIFY(recordStore().replaceTrace(makeSamples(5)));
+        frmGraphicRecord g(driverUnits());
+        g.ReDraw();
+        g.ClearGraph();
+        feed(g, {"7"});
+        waitForBackgroundTasks();
+        QCOMPARE(g.trace().plotValues, std::vector<double>{7.0});
+        g.ReDraw();
+        waitForBackgroundTasks();
+        QCOMPARE(g.trace().sampleCount, 5);
+    }
+
     void zoomOutSpansLiveTrace() {
         frmGraphicRecord g(driverUnits());
         g.setLiveTrace(true);
