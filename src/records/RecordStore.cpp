@@ -811,14 +811,19 @@ bool RecordStore::loadRecordWithoutTimes(const QString& recNo) {
     return execute(statements::S12(recNo));
 }
 
-bool RecordStore::replaceTraceWithRecord(const QString& recNo, bool withTimes) {
+bool RecordStore::beginReplacingTrace(QSqlDatabase* db) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (!settleWriter())
         return false;
-    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
-    if (!db.transaction())
-        return fail(db.lastError().nativeErrorCode(), db.lastError().databaseText());
+    *db = QSqlDatabase::database(m_connectionName, false);
+    return db->transaction() || fail(db->lastError().nativeErrorCode(), db->lastError().databaseText());
+}
+
+bool RecordStore::replaceTraceWithRecord(const QString& recNo, bool withTimes) {
+    QSqlDatabase db;
+    if (!beginReplacingTrace(&db))
+        return false;
     if (!clearTrace() || !(withTimes ? loadRecordWithTimes(recNo) : loadRecordWithoutTimes(recNo))) {
         const StoreError failed = m_lastError;
         db.rollback();
@@ -1035,13 +1040,9 @@ bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
 }
 
 bool RecordStore::replaceTrace(const RowSource& next) {
-    if (!isOpen())
-        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-    if (!settleWriter())
+    QSqlDatabase db;
+    if (!beginReplacingTrace(&db))
         return false;
-    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
-    if (!db.transaction())
-        return fail(db.lastError().nativeErrorCode(), db.lastError().databaseText());
     QSqlQuery query(db);
     const auto rollBack = [&](const QSqlError& error) {
         query.finish();

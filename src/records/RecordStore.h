@@ -31,6 +31,7 @@
 #include <optional>
 #include <vector>
 
+class QSqlDatabase;
 class QSqlQuery;
 struct sqlite3;
 struct sqlite3_stmt;
@@ -371,6 +372,8 @@ private:
     enum class Queued { Settle, Ignore };
     bool run(QSqlQuery& query, const Statement& statement, Queued queued = Queued::Settle);
     bool execute(const Statement& statement);
+    // The store open, the queued samples written and a transaction begun on `db`.
+    bool beginReplacingTrace(QSqlDatabase* db);
     bool fail(const QString& number, const QString& description);
     bool failOpen(const QString& reason);
     std::optional<QVariant> singleValue(const Statement& statement);
