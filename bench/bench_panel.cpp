@@ -86,16 +86,16 @@ struct PanelBench {
         ok = benchsupport::fillWorkingTrace(path, rows) && kvx::recordStore().open(path);
 
         // In the frame's order, each placed at its start-up size.
-        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits());
+        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits(), kvx::recordStore());
         table->setGeometry(0, 0, 523, 487);
-        graph = std::make_unique<kvx::frmGraphicRecord>(kvx::driverUnits());
+        graph = std::make_unique<kvx::frmGraphicRecord>(kvx::driverUnits(), kvx::recordStore());
         graph->setGeometry(0, 0, 523, 487);
         analog = std::make_unique<kvx::frmANALOGMETER>(kvx::driverUnits());
         analog->resize(273, 124);
         digital = std::make_unique<kvx::frmDIGITALMETERMaster>();
         digital->resize(273, 124);
         panel = std::make_unique<kvx::frmKVX5130>();
-        state = std::make_unique<kvx::frmState>();
+        state = std::make_unique<kvx::frmState>(kvx::driverUnits());
         grid = table->findChild<QTableView*>(QStringLiteral("grdHelQuest"));
         for (QWidget* w : std::initializer_list<QWidget*>{table.get(), graph.get(), analog.get(),
                                                           digital.get(), panel.get(), state.get()})

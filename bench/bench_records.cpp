@@ -67,7 +67,7 @@ struct RecordBench {
         kvx::recordStore().close(); // the tables exist now; the shell fills them
         fillTrace(path(), rows);
         kvx::recordStore().open(path());
-        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits());
+        table = std::make_unique<kvx::frmDataTable>(kvx::driverUnits(), kvx::recordStore());
         table->show();
         QCoreApplication::processEvents();
     }

@@ -165,7 +165,7 @@ void BM_CsvExportFloorSqlite3Shell(benchmark::State& state) {
 }
 BENCHMARK(BM_CsvExportFloorSqlite3Shell)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Print key to a finished PDF: the hidden graph rebuilt, every page drawn.
+// Print key to a finished PDF: the graph plotted from the samples, every page drawn.
 void BM_ReportPdf(benchmark::State& state) {
     kvx::resetSession();
     kvx::setClock(std::make_shared<kvx::ManualClock>());

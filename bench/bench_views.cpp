@@ -78,8 +78,7 @@ std::unique_ptr<kvx::frmGraphicRecord> graphWith(qint64 rows, benchmark::State& 
         state.SkipWithError("could not build the working trace (sqlite3 shell missing?)");
         return nullptr;
     }
-    auto graph = std::make_unique<kvx::frmGraphicRecord>(kvx::driverUnits());
-    graph->setRecordStore(trace.store());
+    auto graph = std::make_unique<kvx::frmGraphicRecord>(kvx::driverUnits(), *trace.store());
     graph->setLimHighText(QStringLiteral("200"));
     graph->setLimLowText(QStringLiteral("-200"));
     graph->setRelText(QStringLiteral("10"));

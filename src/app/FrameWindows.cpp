@@ -29,14 +29,14 @@ frmKVX5130* asPanel(QWidget* panel) {
 } // namespace
 
 QWidget* createDataTable() {
-    auto* table = new frmDataTable(driverUnits());
+    auto* table = new frmDataTable(driverUnits(), recordStore());
     table->setPrinting([](QWidget* parent) { showPrintPreview(parent); },
                        [](QWidget* parent) { showGridPrintPreview(parent); });
     return table;
 }
 
 QWidget* createGraphic() {
-    return new frmGraphicRecord(driverUnits());
+    return new frmGraphicRecord(driverUnits(), recordStore());
 }
 
 QWidget* createAnalog() {
@@ -46,7 +46,7 @@ QWidget* createDigital() {
     return new frmDIGITALMETERMaster;
 }
 QWidget* createState() {
-    return new frmState;
+    return new frmState(driverUnits());
 }
 
 QWidget* createPanel() {

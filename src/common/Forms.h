@@ -6,6 +6,8 @@
 // a window that is not there does nothing.
 
 #include <QString>
+#include <QStringList>
+#include <optional>
 
 class QWidget;
 
@@ -71,6 +73,14 @@ public:
 };
 
 // frmGraphicRecord: the trend graph.
+// What a printed report copies from the graph window as the operator sees it.
+struct GraphShown {
+    // The panels' texts: MAX, MIN, match count, total sampling, total time.
+    QStringList statistics;
+    QString limHigh, limLow, rel;
+    double yLower = 0.0, yUpper = 0.0;
+};
+
 class GraphRecord {
 public:
     virtual ~GraphRecord() = default;
@@ -88,8 +98,11 @@ public:
     virtual double GetRandomValue() = 0;
     virtual void ScaleYAxis(double peak) = 0;
     virtual void setLiveTrace(bool on) = 0;
-    // The plot widget, for snapshots and printed reports.
+    // The plot widget and the unit of its readings, for snapshots.
     virtual QWidget* plotWidget() = 0;
+    virtual QString unit() const { return QString(); }
+    // None when there is no window to follow (a stand-in).
+    virtual std::optional<GraphShown> shown() const { return std::nullopt; }
 };
 
 // Header fields of the data table window that the record operations read and write.

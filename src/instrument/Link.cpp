@@ -1,7 +1,5 @@
 #include "Link.h"
 
-#include <QStringList>
-
 namespace kvx {
 
 bool Link::fail(int number, const QString& text, QString* error) {
@@ -9,6 +7,15 @@ bool Link::fail(int number, const QString& text, QString* error) {
     if (error)
         *error = text;
     return false;
+}
+
+bool readWholeNumber(const QString& text, int low, int high, int* value) {
+    bool ok = false;
+    const int n = text.trimmed().toInt(&ok);
+    if (!ok || n < low || n > high)
+        return false;
+    *value = n;
+    return true;
 }
 
 void Link::reportIdleError(const QString& description) const {

@@ -38,6 +38,9 @@ public:
     virtual bool write(const QByteArray& data, QString* error) = 0;
     virtual bool read(QByteArray* reply, QString* error) = 0;
     virtual QString description() const = 0;
+    // The connection text that opens this link again ("tcp:meter.lab:5025");
+    // empty for links no connection text names (stand-ins).
+    virtual QString connectionText() const { return QString(); }
     // Timeout of one write or one whole reply.
     virtual void setTimeoutMs(int ms) { m_timeoutMs = ms; }
     int timeoutMs() const { return m_timeoutMs; }
@@ -76,20 +79,19 @@ inline bool isGpibAddress(int address) {
     return address >= kFirstGpibAddress && address <= kLastGpibAddress;
 }
 
-// The meter's raw SCPI socket, when a connection text names no port.
-inline constexpr quint16 kScpiSocketPort = 5025;
+// A whole number within [low, high], blanks around it allowed.
+bool readWholeNumber(const QString& text, int low, int high, int* value);
 
-// "host:port" into its parts; the port may be left out when defaultPort is not 0.
-bool splitHostPort(const QString& text, quint16 defaultPort, QString* host, quint16* port);
-
-// Where a connection text sends the driver: which of its two link objects, and
-// the settings to put on it.
+// A parsed connection text: the connection kind, and the settings its link
+// class read from the rest of the text, in one form.
 struct ConnectionTarget {
-    QString method;          // "RS232" or "GPIB"
-    QString devicePath;      // RS232: serial device
-    qint32 baudRate = 0;     // RS232: 0 keeps the present rate
-    QString gpibBackend;     // GPIB: back-end text for GpibControl::setBackend
+    QString scheme;          // "serial", "gpib", "prologix", "prologix-tcp" or "tcp"
+    QString method;          // "RS232" or "GPIB": which of the driver's two link objects takes it
+    QString where;           // the device, board or host:port
+    qint32 baudRate = 0;     // serial: 0 keeps the present rate
     qint16 gpibAddress = -1; // GPIB: -1 keeps the present address
+    // The GPIB control's back-end text, "<scheme>:<where>".
+    QString gpibBackend() const { return scheme + QLatin1Char(':') + where; }
 };
 
 // Parses a connection text (the --link option and the settings give one):
@@ -113,7 +115,8 @@ struct ConnectionTarget {
 // The settings' COM port n, with no device given, is /dev/ttyS(n-1). Addresses
 // are GPIB primary addresses 0 to 30. Every reply is read up to the meter's LF
 // (or GPIB END) within the link's timeout (half a second unless set otherwise).
-// Returns false with a message for anything else.
+// Returns false with a message for anything else. Each kind is one row of the
+// registry in LinkSchemes.h.
 bool parseConnectionText(const QString& text, ConnectionTarget* target, QString* error);
 
 // The connection text of a parsed target, in the form above (the port always written).

@@ -1,6 +1,6 @@
 #include "LinkControls.h"
 
-#include "SerialLink.h"
+#include "LinkSchemes.h"
 
 namespace kvx {
 
@@ -104,7 +104,11 @@ bool SerialControl::configure(QString* error) {
         return fail(kLinkSettingsError, QStringLiteral("No serial port chosen (port %1)").arg(m_port), error);
     if (m_baud <= 0)
         return fail(kLinkSettingsError, QStringLiteral("Invalid baud rate %1").arg(m_baud), error);
-    return openLink(std::make_unique<SerialLink>(path, m_baud, m_framing), error);
+    ConnectionTarget target;
+    target.scheme = QStringLiteral("serial");
+    target.where = path;
+    target.baudRate = m_baud;
+    return openLink(makeLink(target, m_framing), error);
 }
 
 // --- GpibControl ---
@@ -118,20 +122,20 @@ void GpibControl::setBackend(const QString& backend) {
 // outside the bus's range is refused the same way in both cases.
 bool GpibControl::configure(QString* error) {
     close();
+    ConnectionTarget target;
     QString settingsError;
-    std::unique_ptr<Link> made = makeGpibLink(backend(), m_address, &settingsError);
-    if (!made)
+    if (!readGpibSettings(backend(), m_address, &target, &settingsError))
         return fail(kLinkSettingsError, settingsError, error);
-    return openLink(std::move(made), error);
+    return openLink(makeLink(target), error);
 }
 
 void applyConnectionTarget(const ConnectionTarget& target, SerialControl& serial, GpibControl& gpib) {
     if (target.method == QLatin1String("RS232")) {
-        serial.setDevicePath(target.devicePath);
+        serial.setDevicePath(target.where);
         if (target.baudRate > 0)
             serial.setBaudRate(target.baudRate);
     } else if (target.method == QLatin1String("GPIB")) {
-        gpib.setBackend(target.gpibBackend);
+        gpib.setBackend(target.gpibBackend());
         if (target.gpibAddress >= 0)
             gpib.setPrimaryAddress(target.gpibAddress);
     }

@@ -14,6 +14,7 @@
 
 #include "Link.h"
 #include "SerialFraming.h"
+#include "SerialLink.h"
 
 #include <QString>
 #include <memory>
@@ -35,6 +36,8 @@ public:
     void close();
     // The LinkErrorNumber of the last failure, kLinkNoError after a success.
     int lastErrorNumber() const { return m_lastErrorNumber; }
+    // The connection text of the link configured last; empty before the first.
+    QString connectionText() const { return m_link ? m_link->connectionText() : QString(); }
 
     // Makes configure open `link` instead of the one the settings name
     // (benchmarks and tests); useLink(nullptr) goes back to the settings.
@@ -84,7 +87,7 @@ public:
 
 private:
     qint16 m_port = 1;
-    qint32 m_baud = 9600;
+    qint32 m_baud = kDefaultBaudRate;
     SerialFraming m_framing;
     QString m_devicePath;
 };
@@ -108,9 +111,5 @@ private:
 // Puts a parsed connection text on the link objects: the serial device and rate,
 // or the GPIB back-end and address. Settings the text leaves open stay as they are.
 void applyConnectionTarget(const ConnectionTarget& target, SerialControl& serial, GpibControl& gpib);
-
-// The link a GPIB back-end text names, with the instrument at `address`; null
-// with a message when the text names none.
-std::unique_ptr<Link> makeGpibLink(const QString& backend, int address, QString* error);
 
 } // namespace kvx

@@ -16,6 +16,7 @@ constexpr int kErrorDriver = 0;  // EDVR
 constexpr int kErrorAborted = 6; // EABO
 constexpr long kReadChunk = 1024;
 constexpr int kLongestReply = 1 << 20;
+constexpr int kLastBoard = 15; // the library's board indexes
 
 const char* const kDefaultLibrary = "libgpib.so.0";
 
@@ -89,6 +90,22 @@ LinuxGpibLink::LinuxGpibLink(int board, int address) : m_board(board), m_address
 
 LinuxGpibLink::~LinuxGpibLink() {
     close();
+}
+
+bool LinuxGpibLink::readPlace(const QString& text, ConnectionTarget* target, QString*) {
+    int board = 0;
+    if (!readWholeNumber(text, 0, kLastBoard, &board))
+        return false;
+    target->where = QString::number(board);
+    return true;
+}
+
+std::unique_ptr<Link> LinuxGpibLink::make(const ConnectionTarget& target, const SerialFraming&) {
+    return std::make_unique<LinuxGpibLink>(target.where.toInt(), target.gpibAddress);
+}
+
+QString LinuxGpibLink::connectionText() const {
+    return QStringLiteral("gpib:%1:%2").arg(m_board).arg(m_address);
 }
 
 QString LinuxGpibLink::libraryPath() {

@@ -10,6 +10,7 @@
 //        the device goes offline.
 
 #include "Link.h"
+#include "SerialFraming.h"
 
 #include <memory>
 
@@ -21,6 +22,11 @@ class LinuxGpibLink final : public Link {
 public:
     LinuxGpibLink(int board, int address);
     ~LinuxGpibLink() override;
+
+    // Reads the board number before the address of a "gpib:" text.
+    static bool readPlace(const QString& text, ConnectionTarget* target, QString* error);
+    static std::unique_ptr<Link> make(const ConnectionTarget& target, const SerialFraming&);
+    QString connectionText() const override;
 
     bool open(QString* error) override;
     void close() override;

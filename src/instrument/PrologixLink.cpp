@@ -1,14 +1,46 @@
 #include "PrologixLink.h"
 
+#include "SerialLink.h"
+#include "TcpLink.h"
+
 namespace kvx {
 
 namespace {
 constexpr char kEscape = 27;
+// USB "++" controllers ignore the rate; a serial one is usually set to this.
+constexpr qint32 kControllerBaudRate = 115200;
 } // namespace
 
-PrologixLink::PrologixLink(std::unique_ptr<Link> controller, int address)
-    : m_controller(std::move(controller)), m_address(address) {
+PrologixLink::PrologixLink(std::unique_ptr<Link> controller, int address, const QString& place)
+    : m_controller(std::move(controller)), m_address(address), m_place(place) {
     m_controller->setIdleErrorHandler([this](const QString& description) { reportIdleError(description); });
+}
+
+bool PrologixLink::readSerialPlace(const QString& text, ConnectionTarget* target, QString*) {
+    target->where = text;
+    return !text.isEmpty();
+}
+
+// The controller's port has no usual number, so it is always written.
+bool PrologixLink::readTcpPlace(const QString& text, ConnectionTarget* target, QString*) {
+    return TcpLink::readHostPort(text, 0, &target->where);
+}
+
+std::unique_ptr<Link> PrologixLink::makeSerial(const ConnectionTarget& target, const SerialFraming&) {
+    return std::make_unique<PrologixLink>(std::make_unique<SerialLink>(target.where, kControllerBaudRate),
+                                          target.gpibAddress, target.gpibBackend());
+}
+
+std::unique_ptr<Link> PrologixLink::makeTcp(const ConnectionTarget& target, const SerialFraming&) {
+    QString host;
+    quint16 port = 0;
+    TcpLink::splitHostPort(target.where, 0, &host, &port);
+    return std::make_unique<PrologixLink>(std::make_unique<TcpLink>(host, port, TcpLink::Framing::AsGiven),
+                                          target.gpibAddress, target.gpibBackend());
+}
+
+QString PrologixLink::connectionText() const {
+    return m_place.isEmpty() ? QString() : QStringLiteral("%1:%2").arg(m_place).arg(m_address);
 }
 
 PrologixLink::~PrologixLink() {

@@ -11,6 +11,7 @@
 // meter's front panel is not left locked.
 
 #include "Link.h"
+#include "SerialFraming.h"
 
 #include <memory>
 
@@ -18,9 +19,17 @@ namespace kvx {
 
 class PrologixLink final : public Link {
 public:
-    // `controller` is the byte stream to the controller: a serial device or TCP.
-    PrologixLink(std::unique_ptr<Link> controller, int address);
+    // `controller` is the byte stream to the controller: a serial device or TCP;
+    // `place` is the connection text up to the address ("prologix:/dev/ttyUSB0").
+    PrologixLink(std::unique_ptr<Link> controller, int address, const QString& place = QString());
     ~PrologixLink() override;
+
+    // Read the device ("prologix:") or host:port ("prologix-tcp:") before the address.
+    static bool readSerialPlace(const QString& text, ConnectionTarget* target, QString* error);
+    static bool readTcpPlace(const QString& text, ConnectionTarget* target, QString* error);
+    static std::unique_ptr<Link> makeSerial(const ConnectionTarget& target, const SerialFraming&);
+    static std::unique_ptr<Link> makeTcp(const ConnectionTarget& target, const SerialFraming&);
+    QString connectionText() const override;
 
     bool open(QString* error) override;
     void close() override;
@@ -38,6 +47,7 @@ private:
 
     std::unique_ptr<Link> m_controller;
     int m_address;
+    QString m_place;
 };
 
 } // namespace kvx

@@ -18,6 +18,32 @@ QString SerialLink::description() const {
     return QStringLiteral("serial port %1").arg(m_devicePath);
 }
 
+bool SerialLink::readPlace(const QString& text, ConnectionTarget* target, QString* error) {
+    // A device name may hold an '@' itself; the rate is after the last one.
+    const int at = text.lastIndexOf(QLatin1Char('@'));
+    int baud = 0;
+    if (at >= 0 && !readWholeNumber(text.mid(at + 1), 1, 4000000, &baud)) {
+        *error = QStringLiteral("the baud rate after '@' must be a positive whole number");
+        return false;
+    }
+    target->where = at >= 0 ? text.left(at) : text;
+    target->baudRate = baud;
+    if (target->where.isEmpty()) {
+        *error = QStringLiteral("a serial connection needs a device, e.g. serial:/dev/ttyUSB0@9600");
+        return false;
+    }
+    return true;
+}
+
+std::unique_ptr<Link> SerialLink::make(const ConnectionTarget& target, const SerialFraming& framing) {
+    return std::make_unique<SerialLink>(target.where,
+                                        target.baudRate > 0 ? target.baudRate : kDefaultBaudRate, framing);
+}
+
+QString SerialLink::connectionText() const {
+    return QStringLiteral("serial:%1@%2").arg(m_devicePath).arg(m_baudRate);
+}
+
 QString SerialLink::deviceErrorText() const {
     // Qt's text for this one is whatever errno a later call left behind.
     if (m_port.error() == QSerialPort::ResourceError)

@@ -6,13 +6,23 @@
 #include "StreamLink.h"
 
 #include <QSerialPort>
+#include <memory>
 
 namespace kvx {
+
+// The meter's rate as it leaves the factory.
+inline constexpr qint32 kDefaultBaudRate = 9600;
 
 class SerialLink final : public StreamLink {
 public:
     SerialLink(const QString& devicePath, qint32 baudRate, const SerialFraming& framing = {});
     ~SerialLink() override;
+
+    // Reads the rest of a "serial:" text, "<device>[@<baud>]".
+    static bool readPlace(const QString& text, ConnectionTarget* target, QString* error);
+    // The link a target names; a target without a rate takes the meter's usual one.
+    static std::unique_ptr<Link> make(const ConnectionTarget& target, const SerialFraming& framing);
+    QString connectionText() const override;
 
     bool open(QString* error) override;
     void close() override;

@@ -17,6 +17,42 @@ QString TcpLink::description() const {
     return QStringLiteral("TCP %1:%2").arg(m_host).arg(m_port);
 }
 
+bool TcpLink::splitHostPort(const QString& text, quint16 defaultPort, QString* host, quint16* port) {
+    const int colon = text.lastIndexOf(QLatin1Char(':'));
+    int value = defaultPort;
+    if (colon >= 0 && !readWholeNumber(text.mid(colon + 1), 1, 65535, &value))
+        return false;
+    *host = colon < 0 ? text : text.left(colon);
+    if (value < 1 || host->isEmpty())
+        return false;
+    *port = static_cast<quint16>(value);
+    return true;
+}
+
+bool TcpLink::readHostPort(const QString& text, quint16 defaultPort, QString* hostPort) {
+    QString host;
+    quint16 port = 0;
+    if (!splitHostPort(text, defaultPort, &host, &port))
+        return false;
+    *hostPort = host + QLatin1Char(':') + QString::number(port);
+    return true;
+}
+
+bool TcpLink::readPlace(const QString& text, ConnectionTarget* target, QString*) {
+    return readHostPort(text, kScpiSocketPort, &target->where);
+}
+
+std::unique_ptr<Link> TcpLink::make(const ConnectionTarget& target, const SerialFraming&) {
+    QString host;
+    quint16 port = 0;
+    splitHostPort(target.where, kScpiSocketPort, &host, &port);
+    return std::make_unique<TcpLink>(host, port, Framing::AppendLineFeed);
+}
+
+QString TcpLink::connectionText() const {
+    return QStringLiteral("tcp:%1:%2").arg(m_host).arg(m_port);
+}
+
 bool TcpLink::open(QString* error) {
     Busy busy(*this);
     closeDevice();

@@ -3,17 +3,32 @@
 // after each command, or the byte stream to a "++" controller, whose lines the
 // controller link ends itself.
 
+#include "SerialFraming.h"
 #include "StreamLink.h"
 
 #include <QTcpSocket>
+#include <memory>
 
 namespace kvx {
+
+// The meter's raw SCPI socket, when a connection text names no port.
+inline constexpr quint16 kScpiSocketPort = 5025;
 
 class TcpLink final : public StreamLink {
 public:
     enum class Framing { AppendLineFeed, AsGiven };
     TcpLink(const QString& host, quint16 port, Framing framing);
     ~TcpLink() override;
+
+    // "host:port" into its parts; the port may be left out when defaultPort is not 0.
+    static bool splitHostPort(const QString& text, quint16 defaultPort, QString* host, quint16* port);
+    // "host:port" in one form, the port always written.
+    static bool readHostPort(const QString& text, quint16 defaultPort, QString* hostPort);
+    // Reads the rest of a "tcp:" text, "<host>[:<port>]", the port written back.
+    static bool readPlace(const QString& text, ConnectionTarget* target, QString* error);
+    // The link to the meter's SCPI socket a target names.
+    static std::unique_ptr<Link> make(const ConnectionTarget& target, const SerialFraming&);
+    QString connectionText() const override;
 
     bool open(QString* error) override;
     void close() override;

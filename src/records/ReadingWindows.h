@@ -9,8 +9,7 @@ namespace kvx {
 
 // Makes the working trace hand each reading to the windows registered in forms(),
 // in this order whatever order they came in: the digital screen, the data table
-// (which decides whether it becomes a sample), the analog meter, the graph. A
-// hidden window made for a printed report is never registered, so never fed. The
+// (which decides whether it becomes a sample), the analog meter, the graph. The
 // front panel does this when it is made.
 void showReadingsInWindows();
 

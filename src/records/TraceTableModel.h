@@ -51,7 +51,7 @@ public:
     // batch: one rowid lookup every few minutes of a trace, not one a second.
     static constexpr size_t kTailRowsKept = 512;
 
-    explicit TraceTableModel(RecordStore& store = recordStore());
+    explicit TraceTableModel(RecordStore& store);
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& parent = QModelIndex()) const override;

@@ -54,7 +54,8 @@ QLabel* quoteHint(QLineEdit* field, const char* name) {
 
 } // namespace
 
-frmDataTable::frmDataTable(const MeterUnits& units, QWidget* parent) : QWidget(parent), m_units(units) {
+frmDataTable::frmDataTable(const MeterUnits& units, RecordStore& store, QWidget* parent)
+    : QWidget(parent), m_units(units), m_store(store), m_model(store) {
     setObjectName(QStringLiteral("frmDataTable"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Data Table"));
@@ -63,7 +64,7 @@ frmDataTable::frmDataTable(const MeterUnits& units, QWidget* parent) : QWidget(p
     layoutControls();
     forms().dataTable = this;
     // The last trace is still in the working table after a restart: show it.
-    if (recordStore().isOpen())
+    if (m_store.isOpen())
         refreshRows();
 }
 
@@ -301,9 +302,8 @@ void frmDataTable::ClearData() {
     txtStartTime->clear();
     m_sampleCounter = 0;
     workingTrace().restart(0);
-    if (!recordStore().clearTrace())
-        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
-                          recordStore().lastError().description);
+    if (!m_store.clearTrace())
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
     txtRecno->clear();
     showMeterUnits();
     txtDataDesc->clear();
@@ -350,8 +350,7 @@ void frmDataTable::filterChanged() {
 // million samples fills in while the windows are already shown and usable.
 void frmDataTable::refreshRows() {
     if (!m_model.startFill(filterIndex())) {
-        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
-                          recordStore().lastError().description);
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
         return;
     }
     fillSlice();
@@ -431,7 +430,7 @@ void frmDataTable::reportStoreFailure() {
     // Never a box: a trace runs unattended, and the polling must not wait for a click.
     statusReports().report(QStringLiteral("A sample could not be stored in the record database \"%1\": %2. "
                                           "The measurement goes on.")
-                               .arg(recordStore().filePath(), recordStore().lastError().description));
+                               .arg(m_store.filePath(), m_store.lastError().description));
 }
 
 void frmDataTable::AppendData() {
@@ -506,10 +505,9 @@ void frmDataTable::acceptComment() {
     const QString comment = txtDataComment->text();
     const QString recTime = m_model.text(m_commentRow, TraceTableModel::RecTimeColumn).trimmed();
     // The sample is found by its time text, so every sample of that second takes the comment.
-    if (!recordStore().updateSampleComment(comment, recTime)) {
+    if (!m_store.updateSampleComment(comment, recTime)) {
         // Left open so that the text can be corrected (a single quote cannot be stored).
-        messages().notice(recordStore().lastError().number + QStringLiteral(":") +
-                          recordStore().lastError().description);
+        messages().notice(m_store.lastError().number + QStringLiteral(":") + m_store.lastError().description);
         return;
     }
     m_model.setCommentWhereTime(recTime, comment);

@@ -27,8 +27,9 @@ namespace kvx {
 
 class frmDataTable final : public QWidget, public DataTable {
 public:
-    // `units` names the meter's present units whenever a sample is stored or the headings change.
-    explicit frmDataTable(const MeterUnits& units, QWidget* parent = nullptr);
+    // `units` names the meter's present units whenever a sample is stored or the
+    // headings change; the rows are read from and written to `store`.
+    frmDataTable(const MeterUnits& units, RecordStore& store, QWidget* parent = nullptr);
     ~frmDataTable() override;
 
     // DataTable
@@ -89,6 +90,7 @@ private:
     void filterChanged();
 
     const MeterUnits& m_units;
+    RecordStore& m_store;
     TraceTableModel m_model;
 
     QLineEdit* txtRecno = nullptr;

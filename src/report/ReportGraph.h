@@ -2,15 +2,15 @@
 // The trend graph as a printed report shows it: the statistics panels' texts
 // and the plot over the whole trace.
 //
-// The plot is drawn by a hidden graph window rebuilt from the report's own
-// samples, so the printed curve is the graph window's own drawing, yet stays as
-// it was when the report was put together while a trace runs on behind an open
-// print preview. When there is a graph window, the report takes the statistics
-// exactly as its panels show them and draws with its limit, reference and Y-axis
-// settings; without one (a saved record exported from the command line) the
-// hidden window's own panels and the Y range of the record's unit are used.
-// Paper gets a palette of its own, dark on white; the Setting dialog's colours
-// are the screen's.
+// The plot is drawn from the report's own samples by the rules the graph window
+// draws with (TrendPlot, GraphScales, TraceStatistics), so it stays as it was
+// when the report was put together while a trace runs on behind an open print
+// preview, and no window is needed (a saved record exported from the command
+// line). When the graph window is open, the report takes the statistics exactly
+// as its panels show them and draws with its limit, reference and Y-axis
+// settings; without one it counts the statistics itself and takes the Y range of
+// the record's unit. Paper gets a palette of its own, dark on white; the Setting
+// dialog's colours are the screen's.
 
 #include "ReportTrace.h"
 
@@ -21,27 +21,21 @@
 #include <memory>
 
 class QCPPainter;
-class QWidget;
+class QCustomPlot;
 
 namespace kvx {
 
-class GraphRecord;
-class frmGraphicRecord;
+struct GraphShown;
 
 // `font` drawn so that its text reads back from a PDF. Shaping can put digits in Latin text on
 // glyphs of their own (the CJK fonts do), which the PDF's text map does not know; the digits
 // would then vanish from a search or a copy of the page.
 QFont searchableFont(QFont font);
 
-// The statistics panels of the graph window, by their object names.
-inline const char* const kStatisticsPanels[] = {"pnlMax", "pnlMin", "pnlStdCount", "pnlTotCount",
-                                                "pnlTotTimes"};
-
 class ReportGraph {
 public:
-    // Rebuilds `trace` in a hidden graph window, following `shown` when it is a
-    // graph window with its panels. The window registered in `forms()` stays so.
-    ReportGraph(const TraceRecord& trace, GraphRecord* shown);
+    // Plots `trace`, following `shown` (the graph window as it stands) when given.
+    ReportGraph(const TraceRecord& trace, const GraphShown* shown);
     ~ReportGraph();
     ReportGraph(const ReportGraph&) = delete;
     ReportGraph& operator=(const ReportGraph&) = delete;
@@ -55,14 +49,11 @@ public:
     // as lines and texts; anywhere else as a picture fine enough for a printer.
     void paint(QCPPainter& painter, const QRectF& area) const;
 
-    const frmGraphicRecord& window() const { return *m_window; }
+    const QCustomPlot& plot() const { return *m_plot; }
 
 private:
-    struct Parts;
-    std::unique_ptr<Parts> m_parts;
-    frmGraphicRecord* m_window = nullptr;
+    std::unique_ptr<QCustomPlot> m_plot;
     QStringList m_statistics;
-    int m_sampleCount = 0;
 };
 
 } // namespace kvx

@@ -6,7 +6,6 @@
 #include "Session.h"
 #include "StatusReports.h"
 #include "ValueRules.h"
-#include "clsKVX5310.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -42,7 +41,7 @@ QImage plotImage(QWidget* plot, double scale) {
 
 // The plot with what a picture on its own needs: a title with the moment it was
 // taken, and the reading axis's title with its unit beside the plot.
-QImage pictureOf(QWidget* plot, const QDateTime& when) {
+QImage pictureOf(QWidget* plot, const QString& readingUnit, const QDateTime& when) {
     const double scale = pictureScale(plot);
     const QImage graph = plotImage(plot, scale);
     const QColor background = graph.isNull() ? QColor(Qt::black) : QColor(graph.pixel(0, 0));
@@ -60,7 +59,7 @@ QImage pictureOf(QWidget* plot, const QDateTime& when) {
     painter.drawText(
         QRect(band, 0, graph.width(), band), Qt::AlignCenter,
         QStringLiteral("KVX-5130 trend, %1").arg(when.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"))));
-    const QString unit = displayUnit(driver().sUnitPrimary());
+    const QString unit = displayUnit(readingUnit);
     const QString axisTitle =
         unit.isEmpty() ? QStringLiteral("Reading") : QStringLiteral("Reading [%1]").arg(unit);
     painter.translate(0, band + graph.height());
@@ -90,15 +89,16 @@ QString Snapshot::fileName(const QDateTime& when) {
 }
 
 QString Snapshot::save() {
-    QWidget* plot = forms().graph ? forms().graph->plotWidget() : nullptr;
+    GraphRecord* graph = forms().graph;
+    QWidget* plot = graph ? graph->plotWidget() : nullptr;
     if (!plot) {
         messages().notice(QStringLiteral("There is no trend graph to save."), kTitle);
         return QString();
     }
-    return save(plot, folder(), clock().now());
+    return save(plot, graph->unit(), folder(), clock().now());
 }
 
-QString Snapshot::save(QWidget* plot, const QString& folder, const QDateTime& when) {
+QString Snapshot::save(QWidget* plot, const QString& unit, const QString& folder, const QDateTime& when) {
     if (!QDir().mkpath(folder) || !QFileInfo(folder).isDir()) {
         messages().notice(folderProblem(folder), kTitle);
         return QString();
@@ -111,7 +111,7 @@ QString Snapshot::save(QWidget* plot, const QString& folder, const QDateTime& wh
     }
     QImageWriter writer(&file, "jpg");
     writer.setQuality(kJpegQuality);
-    if (!writer.write(pictureOf(plot, when)) || !file.commit()) {
+    if (!writer.write(pictureOf(plot, unit, when)) || !file.commit()) {
         const QString why =
             writer.error() != QImageWriter::UnknownError ? writer.errorString() : file.errorString();
         messages().notice(QStringLiteral("The snapshot \"%1\" cannot be saved: %2").arg(path, why), kTitle);

@@ -26,8 +26,8 @@ public:
     // telling the operator why nothing was saved (no graph, a folder that cannot
     // be made or written).
     static QString save();
-    // The same for a given plot widget and folder.
-    static QString save(QWidget* plot, const QString& folder, const QDateTime& when);
+    // The same for a given plot widget, the unit of its readings and a folder.
+    static QString save(QWidget* plot, const QString& unit, const QString& folder, const QDateTime& when);
 };
 
 } // namespace kvx

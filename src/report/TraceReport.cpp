@@ -253,8 +253,8 @@ private:
         // A plot wider than about twice its height leaves the curve too flat to read.
         const QSizeF size(area.width(), std::min(area.height(), area.width() * 0.75));
         const auto paintPlot = [&] { m_content.graph->paint(*m_painter, QRectF(area.topLeft(), size)); };
-        // The plot is a hidden window's drawing, which only the window's thread may
-        // use: a report written on a thread of its own waits for that thread to draw it.
+        // The plot is a widget's drawing (QCustomPlot), which only the window thread
+        // may use: a report written on a thread of its own waits for that thread to draw it.
         QObject* windowThread = QCoreApplication::instance();
         if (QThread::currentThread() == windowThread->thread())
             paintPlot();
@@ -470,7 +470,11 @@ std::optional<TraceReport> TraceReport::forWorkingTrace(QString* error) {
     if (!trace)
         return std::nullopt;
     ReportContent content = contentHeader(std::move(*trace));
-    content.graph = std::make_shared<const ReportGraph>(content.trace, forms().graph);
+    // The graph window's panels and settings as the operator sees them, when it is open.
+    std::optional<GraphShown> shown;
+    if (const GraphRecord* graph = forms().graph)
+        shown = graph->shown();
+    content.graph = std::make_shared<const ReportGraph>(content.trace, shown ? &*shown : nullptr);
     return TraceReport(std::move(content));
 }
 
@@ -601,8 +605,8 @@ bool writeReportPdfInBackground(const QString& path) {
     std::optional<TraceReport> report = TraceReport::forWorkingTrace(&error);
     if (!reportReady(report, error))
         return false;
-    // Held by the finished step too, so that the report's hidden graph window is
-    // let go on the window thread, whichever step lets go last.
+    // Held by the finished step too, so that the report's plot widget is let go
+    // on the window thread, whichever step lets go last.
     auto shown = std::make_shared<const TraceReport>(std::move(*report));
     const auto work = [shown, path](TaskProgress& progress) {
         TaskOutcome outcome;

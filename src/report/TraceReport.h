@@ -48,12 +48,12 @@ public:
     explicit TraceReport(ReportContent content) : m_content(std::move(content)) {}
 
     // The working trace: header fields of the data table window, `datatemp`, and
-    // the graph window as it stands (a hidden graph when there is no window).
+    // the graph window's panels and settings as they stand, when it is open.
     // nullopt, with the reason in `error`, when the working trace cannot be read.
     static std::optional<TraceReport> forWorkingTrace(QString* error = nullptr);
     // The data table's grid as its filter shows it: the sample table alone.
     static std::optional<TraceReport> forGrid(QString* error = nullptr);
-    // A saved or opened trace, its graph rebuilt in a hidden graph window.
+    // A saved or opened trace, its graph plotted from its samples alone.
     static TraceReport forTrace(const TraceRecord& trace);
 
     // Paints every page on `device` (a printer or a PDF writer); returns the page

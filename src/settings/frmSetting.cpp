@@ -1,11 +1,12 @@
 #include "frmSetting.h"
 
 #include "Forms.h"
+#include "LinkSchemes.h"
+#include "MeterThread.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
-#include "MeterThread.h"
 #include "clsKVX5310.h"
 
 #include <QAbstractItemView>
@@ -121,39 +122,6 @@ QString qtFileFilter(const QString& pairFilter) {
     return filters.join(QStringLiteral(";;"));
 }
 
-QString gpibBackendText(GpibBackendKind kind, const QString& where) {
-    const QString place = where.trimmed();
-    switch (kind) {
-    case GpibBackendKind::Board:
-        return QStringLiteral("gpib:") + (place.isEmpty() ? QStringLiteral("0") : place);
-    case GpibBackendKind::ControllerSerial:
-        return QStringLiteral("prologix:") + place;
-    case GpibBackendKind::ControllerTcp:
-        return QStringLiteral("prologix-tcp:") + place;
-    case GpibBackendKind::LanSocket:
-        return QStringLiteral("tcp:") + place;
-    }
-    return QString();
-}
-
-GpibBackendKind gpibBackendKind(const QString& backend, QString* where) {
-    const QString text = backend.trimmed();
-    const std::pair<const char*, GpibBackendKind> prefixes[] = {
-        {"prologix-tcp:", GpibBackendKind::ControllerTcp},
-        {"prologix:", GpibBackendKind::ControllerSerial},
-        {"tcp:", GpibBackendKind::LanSocket},
-        {"gpib:", GpibBackendKind::Board},
-    };
-    for (const auto& [prefix, kind] : prefixes) {
-        if (text.startsWith(QLatin1String(prefix))) {
-            *where = text.mid(int(qstrlen(prefix)));
-            return kind;
-        }
-    }
-    *where = QStringLiteral("0");
-    return GpibBackendKind::Board;
-}
-
 // --- Building ---
 
 frmSetting::frmSetting(QWidget* parent) : QDialog(parent) {
@@ -227,11 +195,11 @@ QGroupBox* frmSetting::buildCommon() {
         arrows->addWidget(button);
     }
 
-    cboGpibBackend =
-        listBox("cboGpibBackend",
-                {QStringLiteral("linux-gpib board"), QStringLiteral("\"++\" controller, serial device"),
-                 QStringLiteral("\"++\" controller, TCP"), QStringLiteral("LAN socket (raw SCPI)")},
-                false, fraComm);
+    cboGpibBackend = listBox("cboGpibBackend", {}, false, fraComm);
+    for (const LinkScheme& scheme : linkSchemes()) {
+        if (QLatin1String(scheme.method) == QLatin1String("GPIB"))
+            cboGpibBackend->addItem(QLatin1String(scheme.caption), QLatin1String(scheme.name));
+    }
     cboGpibPlace = listBox("cboGpibPlace", {}, true, fraComm);
     cboGpibPlace->setMinimumWidth(170);
     connect(cboGpibBackend, qOverload<int>(&QComboBox::currentIndexChanged), this,
@@ -285,8 +253,9 @@ QGroupBox* frmSetting::buildRecording() {
     form->addRow(QStringLiteral("Time(s) : "), timeLine);
     txtMonitor = named(new QLineEdit(fraRecSet), "txtMonitor");
     txtMonitor->setPlaceholderText(QStringLiteral("off"));
-    txtMonitor->setToolTip(QStringLiteral("Serve the monitor page at [ADDRESS:]PORT (8080 is this computer only, "
-                                          "0.0.0.0:8080 every network) from the next start; empty: off"));
+    txtMonitor->setToolTip(
+        QStringLiteral("Serve the monitor page at [ADDRESS:]PORT (8080 is this computer only, "
+                       "0.0.0.0:8080 every network) from the next start; empty: off"));
     form->addRow(QStringLiteral("Monitor page : "), txtMonitor);
     return fraRecSet;
 }
@@ -382,13 +351,20 @@ void frmSetting::loadFromRecord() {
     fillSerialDevices(op.serialDevice.trimmed());
     txtGPIBAddr->setText(QString::number(op.gpibAddress));
 
+    // The LAN flag names the raw socket with its own address field; otherwise the
+    // back-end text says which kind, and one the registry does not read shows the first.
     QString place;
-    const bool lan = op.lanFlag.trimmed() == QLatin1String("1");
-    const GpibBackendKind kind = lan ? GpibBackendKind::LanSocket : gpibBackendKind(op.gpibBackend, &place);
-    if (lan)
+    const LinkScheme* scheme = backendScheme(op.gpibBackend, &place);
+    int row = scheme ? cboGpibBackend->findData(QLatin1String(scheme->name)) : -1;
+    if (op.lanFlag.trimmed() == QLatin1String("1")) {
+        for (int i = 0; i < cboGpibBackend->count(); ++i) {
+            if (linkScheme(cboGpibBackend->itemData(i).toString())->lanSocket)
+                row = i;
+        }
         place = op.lanAddress.trimmed();
+    }
     cboGpibBackend->blockSignals(true);
-    cboGpibBackend->setCurrentIndex(int(kind));
+    cboGpibBackend->setCurrentIndex(std::max(row, 0));
     cboGpibBackend->blockSignals(false);
     fillBackendPlaces(place);
 
@@ -428,31 +404,33 @@ void frmSetting::backendChanged() {
     fillBackendPlaces(QString());
 }
 
+const LinkScheme& frmSetting::chosenScheme() const {
+    // The list holds only the registry's GPIB schemes, and always one is chosen.
+    const LinkScheme* scheme = linkScheme(cboGpibBackend->currentData().toString());
+    return scheme ? *scheme : *linkScheme(cboGpibBackend->itemData(0).toString());
+}
+
+QString frmSetting::chosenBackend() const {
+    return backendText(chosenScheme(), cboGpibPlace->currentText());
+}
+
 // What goes after the back-end: a board number, a serial device, or host:port.
 void frmSetting::fillBackendPlaces(const QString& chosen) {
-    const auto kind = GpibBackendKind(cboGpibBackend->currentIndex());
+    const LinkScheme& scheme = chosenScheme();
     cboGpibPlace->clear();
-    QString hint;
-    switch (kind) {
-    case GpibBackendKind::Board:
+    switch (scheme.places) {
+    case LinkPlaces::Boards:
         cboGpibPlace->addItems({"0", "1", "2", "3"});
-        hint = QStringLiteral("board number");
         break;
-    case GpibBackendKind::ControllerSerial:
+    case LinkPlaces::SerialDevices:
         for (const QSerialPortInfo& port : QSerialPortInfo::availablePorts())
             cboGpibPlace->addItem(port.systemLocation());
-        hint = QStringLiteral("/dev/ttyUSB0");
         break;
-    case GpibBackendKind::ControllerTcp:
-        hint = QStringLiteral("host:1234");
-        break;
-    case GpibBackendKind::LanSocket:
-        hint = QStringLiteral("host:%1").arg(kScpiSocketPort);
+    case LinkPlaces::Typed:
         break;
     }
-    cboGpibPlace->lineEdit()->setPlaceholderText(hint);
-    cboGpibPlace->setEditText(chosen.isEmpty() && kind == GpibBackendKind::Board ? QStringLiteral("0")
-                                                                                 : chosen);
+    cboGpibPlace->lineEdit()->setPlaceholderText(scheme.hint);
+    cboGpibPlace->setEditText(chosen.isEmpty() ? QLatin1String(scheme.defaultPlace) : chosen);
 }
 
 void frmSetting::stepAddress(int by) {
@@ -543,8 +521,7 @@ void frmSetting::testConnection() {
     // The place settings of this program go on the controls first; the test then
     // configures the chosen link with the dialog's port, rate or address.
     const QString devicePath = cboSerialDevice->currentText().trimmed();
-    const QString backend =
-        gpibBackendText(GpibBackendKind(cboGpibBackend->currentIndex()), cboGpibPlace->currentText());
+    const QString backend = chosenBackend();
     const auto number = [](const QString& text) {
         return roundToInt16(parseLeadingNumber(text)).value_or(0);
     };
@@ -591,12 +568,11 @@ void frmSetting::storeAndClose() {
     const qint16 wholeAddress = roundToInt16(address).value_or(-1);
     if (address >= kLowestAddress && address < kHighestAddress + 1 && wholeAddress <= kHighestAddress)
         op.gpibAddress = wholeAddress;
-    const auto kind = GpibBackendKind(cboGpibBackend->currentIndex());
-    const QString place = cboGpibPlace->currentText().trimmed();
-    op.gpibBackend = gpibBackendText(kind, place);
-    op.lanFlag = kind == GpibBackendKind::LanSocket ? QStringLiteral("1") : QStringLiteral("0");
-    if (kind == GpibBackendKind::LanSocket)
-        op.lanAddress = place;
+    const bool lan = chosenScheme().lanSocket;
+    op.gpibBackend = chosenBackend();
+    op.lanFlag = lan ? QStringLiteral("1") : QStringLiteral("0");
+    if (lan)
+        op.lanAddress = cboGpibPlace->currentText().trimmed();
 
     const QString interval = cboInterval->currentText();
     op.samplingInterval = fixedText(interval, kShortText);
@@ -627,7 +603,6 @@ void frmSetting::storeAndClose() {
 bool frmSetting::textsFitRecord() {
     using Op = OperationRecord;
     const QString place = cboGpibPlace->currentText().trimmed();
-    const auto kind = GpibBackendKind(cboGpibBackend->currentIndex());
     const std::tuple<QString Op::*, QString, const char*, QWidget*> entries[] = {
         {&Op::reportHeader, txtHeader->text(), "report header", txtHeader},
         {&Op::logoFile, txtFName->text().trimmed(), "logo file name", txtFName},
@@ -635,7 +610,7 @@ bool frmSetting::textsFitRecord() {
         {&Op::samplingInterval, cboInterval->currentText(), "interval", cboInterval},
         {&Op::totalTime, cboTime->currentText(), "total time", cboTime},
         {&Op::serialDevice, cboSerialDevice->currentText().trimmed(), "serial device", cboSerialDevice},
-        {&Op::gpibBackend, gpibBackendText(kind, place), "GPIB connection", cboGpibPlace},
+        {&Op::gpibBackend, chosenBackend(), "GPIB connection", cboGpibPlace},
         {&Op::lanAddress, place, "LAN address", cboGpibPlace},
         {&Op::monitorAddress, txtMonitor->text().trimmed(), "monitor page address", txtMonitor},
         {&Op::databaseText, txtDatabase->text().trimmed(), "database", txtDatabase},

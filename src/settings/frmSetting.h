@@ -19,6 +19,8 @@ class QRadioButton;
 
 namespace kvx {
 
+struct LinkScheme;
+
 // One colour swatch: shows its colour and offers the colour chooser on click.
 class ColorSwatch : public QPushButton {
     Q_OBJECT
@@ -34,14 +36,6 @@ private:
 
 // The logo chooser's filter, written in the "Name(*.x)|*.x|..." pair form, in Qt's form.
 QString qtFileFilter(const QString& pairFilter);
-
-// The GPIB back-ends the dialog offers, in list order.
-enum class GpibBackendKind { Board = 0, ControllerSerial, ControllerTcp, LanSocket };
-
-// The back-end text the GPIB control takes ("gpib:0", "prologix:/dev/ttyUSB1", ...).
-QString gpibBackendText(GpibBackendKind kind, const QString& where);
-// The reverse, for filling the dialog; blank text is linux-gpib board 0.
-GpibBackendKind gpibBackendKind(const QString& backend, QString* where);
 
 class frmSetting : public QDialog {
     Q_OBJECT
@@ -68,6 +62,9 @@ private:
     void fillSerialDevices(const QString& chosen);
     void backendChanged();
     void fillBackendPlaces(const QString& chosen);
+    // The connection kind the "GPIB via" list shows, and the back-end text it makes with the place.
+    const LinkScheme& chosenScheme() const;
+    QString chosenBackend() const;
     void stepAddress(int by);
 
     void focusMoved(QWidget* old, QWidget* now);

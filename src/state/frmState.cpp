@@ -77,7 +77,7 @@ const std::array<qint16, frmState::kRefTableSize>& frmState::referenceImpedances
     return table;
 }
 
-frmState::frmState(QWidget* parent) : QWidget(parent) {
+frmState::frmState(const MeterUnits& units, QWidget* parent) : QWidget(parent), m_units(units) {
     setObjectName(QStringLiteral("frmState"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("State"));
@@ -211,9 +211,9 @@ void frmState::rangeChanged(const QString& range) {
 
 void frmState::functionChanged() {
     // The unit box follows the function the driver last reported.
-    setUnitText(driver().sUnitPrimary());
+    setUnitText(m_units.sUnitPrimary());
     if (AnalogMeter* analog = forms().analog)
-        analog->unitChanged(driver().sUnitPrimary());
+        analog->unitChanged(m_units.sUnitPrimary());
 }
 
 void frmState::relativeChanged(const QString& text) {

@@ -6,6 +6,7 @@
 // the trend graph.
 
 #include "Forms.h"
+#include "MeterUnits.h"
 
 #include <QWidget>
 #include <array>
@@ -20,7 +21,8 @@ class UpDown;
 class frmState : public QWidget, public StatePanel {
     Q_OBJECT
 public:
-    explicit frmState(QWidget* parent = nullptr);
+    // The unit box shows the unit `units` names when the function changes.
+    explicit frmState(const MeterUnits& units, QWidget* parent = nullptr);
     ~frmState() override;
 
     // dBm reference impedances in ohms by UpDown3 index; entries past 20 are 0.
@@ -48,6 +50,7 @@ public:
     void setRefOhmText(const QString& text) override;
 
 private:
+    const MeterUnits& m_units;
     void buildControls();
     void connectEditing();
 

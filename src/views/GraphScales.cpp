@@ -71,6 +71,17 @@ double elapsedTextSeconds(const QString& text) {
            match.captured(4).toDouble();
 }
 
+QStringList statisticsTexts(const TraceStatistics& statistics) {
+    const auto extreme = [](const char* caption, qint32 index, double value) {
+        return QLatin1String(caption) + (index >= 0 ? numberToText(value) : QString());
+    };
+    return {extreme("MAX:", statistics.maxIndex, statistics.maxValue),
+            extreme("MIN:", statistics.minIndex, statistics.minValue),
+            QStringLiteral("Match Condition:") + QString::number(statistics.matchCount),
+            QStringLiteral("Total Sampling:") + QString::number(statistics.sampleCount),
+            QStringLiteral("Total Time:") + FormatElapsed(statistics.sampleCount)};
+}
+
 YAxisChoice yAxisChoiceFor(const QString& unit, double peak) {
     YAxisChoice choice;
     std::optional<double> scale;

@@ -5,6 +5,7 @@
 #include "TraceStatistics.h"
 
 #include <QString>
+#include <QStringList>
 
 namespace kvx {
 
@@ -18,6 +19,10 @@ QString FormatElapsed(qint32 seconds);
 // the way the X axis takes such a text as one of its bounds. Text that is not
 // one gives 0.
 double elapsedTextSeconds(const QString& text);
+
+// The graph panels' texts after a trace is rebuilt whole: MAX, MIN (bare
+// captions while there is no sample), match count, total sampling, total time.
+QStringList statisticsTexts(const TraceStatistics& statistics);
 
 // What ScaleYAxis does for a unit and a peak.
 struct YAxisChoice {

@@ -5,6 +5,7 @@
 #include "ReadingWindows.h"
 #include "RecordStore.h"
 #include "Services.h"
+#include "TrendPlot.h"
 #include "Twips.h"
 #include "ValueRules.h"
 
@@ -37,21 +38,9 @@ QString amplitudeText(double first, double second) {
     return numberToText(roundToSignificant(std::fabs(second - first), 12));
 }
 
-enum PlotIndex { PlotTrace = 0, PlotHigh = 1, PlotLow = 2, PlotRel = 3, PlotNoReply = 4 };
-
-constexpr double kDefaultXSpan = 100.0; // seconds: "0:0:00" .. "0:1:40"
-constexpr int kReplotIntervalMs = 40;   // at most 25 repaints a second
+constexpr int kReplotIntervalMs = 40; // at most 25 repaints a second
 constexpr int kDemoIntervalMs = 1000;
 constexpr double kCursorGrabPixels = 8.0;
-
-// X axis ticks in elapsed seconds, labelled as clock times. Over the default
-// 100 s view the labels fall every 20 s with a minor tick every 5 s.
-class ClockTicker : public QCPAxisTicker {
-protected:
-    double getTickStep(const QCPRange& range) override { return clockTickStep(range.size()); }
-    int getSubTickCount(double tickStep) override { return clockSubTickCount(tickStep); }
-    QString getTickLabel(double tick, const QLocale&, QChar, int) override { return clockTickLabel(tick); }
-};
 
 QLineEdit* makeField(const char* name, bool readOnly = false) {
     auto* field = new QLineEdit;
@@ -62,26 +51,13 @@ QLineEdit* makeField(const char* name, bool readOnly = false) {
 
 // The value of a limit or reference field, when its text is a number.
 std::optional<double> fieldNumber(const QLineEdit* field) {
-    const QString text = field->text();
-    if (text.isEmpty() || !isNumeric(text))
-        return std::nullopt;
-    return parseLeadingNumber(text);
-}
-
-// One point a second from 0, filled through a plain pointer: the vector's own
-// index operator checks for sharing at every point, a million times per rebuild.
-QVector<QCPGraphData> graphPoints(const std::vector<double>& values) {
-    QVector<QCPGraphData> points(qsizetype(values.size()));
-    QCPGraphData* out = points.data();
-    for (size_t i = 0; i < values.size(); ++i)
-        out[i] = QCPGraphData(double(i), values[i]);
-    return points;
+    return limitNumber(field->text());
 }
 
 } // namespace
 
-frmGraphicRecord::frmGraphicRecord(const MeterUnits& units, QWidget* parent)
-    : QWidget(parent), m_units(units) {
+frmGraphicRecord::frmGraphicRecord(const MeterUnits& units, RecordStore& store, QWidget* parent)
+    : QWidget(parent), m_units(units), m_store(store) {
     setObjectName(QStringLiteral("frmGraphicRecord"));
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("Graphic Record"));
@@ -232,22 +208,7 @@ void frmGraphicRecord::buildControls() {
 }
 
 void frmGraphicRecord::setupPlot() {
-    m_plot->setNoAntialiasingOnDrag(true);
-    m_plot->setPlottingHint(QCP::phCacheLabels, true);
-    const char* names[] = {"Plot-1", "Limit-High", "Limit-Low", "Plot-Rel", "Plot-NoReply"};
-    for (const char* name : names) {
-        QCPGraph* g = m_plot->addGraph();
-        g->setName(QLatin1String(name));
-        g->setAdaptiveSampling(true);
-    }
-    // Readings the meter did not answer are stored as 0: each gets a mark of its
-    // own over the trace, so that the dip to 0 is not read as a measurement.
-    plot(PlotNoReply)->setLineStyle(QCPGraph::lsNone);
-    plot(PlotNoReply)->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssCross, QColor(220, 0, 0), 9));
-    m_plot->xAxis->setTicker(QSharedPointer<QCPAxisTicker>(new ClockTicker));
-    m_plot->yAxis->setRange(-1200, 1200);
-    m_plot->xAxis->grid()->setSubGridVisible(true);
-    m_plot->yAxis->grid()->setSubGridVisible(true);
+    setUpTrendPlot(*m_plot);
 
     for (int i = 0; i < 2; ++i) {
         auto* line = new QCPItemStraightLine(m_plot);
@@ -276,8 +237,14 @@ QWidget* frmGraphicRecord::plotWidget() {
     return m_plot;
 }
 
-RecordStore& frmGraphicRecord::store() {
-    return m_store ? *m_store : recordStore();
+std::optional<GraphShown> frmGraphicRecord::shown() const {
+    return GraphShown{{m_pnlMax->text(), m_pnlMin->text(), m_pnlStdCount->text(), m_pnlTotCount->text(),
+                       m_pnlTotTimes->text()},
+                      m_limHigh->text(),
+                      m_limLow->text(),
+                      m_rel->text(),
+                      m_plot->yAxis->range().lower,
+                      m_plot->yAxis->range().upper};
 }
 
 void frmGraphicRecord::setValueText(const QString& text) {
@@ -449,7 +416,7 @@ void frmGraphicRecord::startRebuild() {
         std::vector<qint32> noReplyRows;
     };
     auto rows = std::make_shared<Rows>();
-    RecordStore& records = store();
+    RecordStore& records = m_store;
     // The reading connection sees only what the writer has written.
     if (!records.isOpen() || !records.settleWriter()) {
         ReDrawFrom({}, {});
@@ -770,41 +737,18 @@ void frmGraphicRecord::onActivated() {
 
 void frmGraphicRecord::applyColors(const DisplayColors& colors) {
     m_colors = colors;
-    const QColor text = colorFromBgr(colors[SlotText]);
-    const QColor grid = colorFromBgr(colors[SlotGrid]);
+    colorTrendPlot(*m_plot, colors, m_replayed);
     const QColor marker = colorFromBgr(colors[SlotMarker]);
-    const QColor background = colorFromBgr(colors[SlotBackground]);
-
-    m_plot->setBackground(background);
-    m_plot->axisRect()->setBackground(background);
-    for (QCPAxis* axis : {m_plot->xAxis, m_plot->yAxis}) {
-        axis->setBasePen(QPen(text));
-        axis->setTickPen(QPen(text));
-        axis->setSubTickPen(QPen(text));
-        axis->setTickLabelColor(text);
-        axis->setLabelColor(text);
-        axis->grid()->setPen(QPen(grid, 0, Qt::SolidLine));
-        QColor subGrid = grid;
-        subGrid.setAlpha(140);
-        axis->grid()->setSubGridPen(QPen(subGrid, 0, Qt::DotLine));
-        axis->grid()->setZeroLinePen(QPen(grid, 0, Qt::SolidLine));
-    }
-    // Cosmetic one-pixel pens: a wider pen makes the raster engine stroke the whole
-    // polyline as an outline, some fifty times slower with long traces.
-    plot(PlotHigh)->setPen(QPen(marker, 0));
-    plot(PlotLow)->setPen(QPen(marker, 0));
-    plot(PlotRel)->setPen(QPen(marker, 0, Qt::DashLine));
     for (int i = 0; i < 2; ++i) {
         m_cursorLine[i]->setPen(QPen(marker, 1, i == 0 ? Qt::SolidLine : Qt::DashLine));
         m_cursorTracer[i]->setPen(QPen(marker, 1.5));
     }
-    setReplayed(m_replayed);
     scheduleReplot();
 }
 
 void frmGraphicRecord::setReplayed(bool replayed) {
     m_replayed = replayed;
-    plot(PlotTrace)->setPen(QPen(colorFromBgr(m_colors[replayed ? SlotPlay : SlotTrace]), 0));
+    colorTrendTrace(*m_plot, m_colors, replayed);
 }
 
 } // namespace kvx

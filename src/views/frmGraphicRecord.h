@@ -44,8 +44,9 @@ class frmGraphicRecord : public QWidget, public GraphRecord {
 public:
     enum Mode { ZoomMode = 0, PanMode = 1, CursorCoordinates = 2, CursorMeasurements = 3 };
 
-    // `units` names the meter's present primary unit whenever the Y axis is scaled.
-    explicit frmGraphicRecord(const MeterUnits& units, QWidget* parent = nullptr);
+    // `units` names the meter's present primary unit whenever the Y axis is scaled;
+    // ReDraw reads the working trace from `store`.
+    frmGraphicRecord(const MeterUnits& units, RecordStore& store, QWidget* parent = nullptr);
     ~frmGraphicRecord() override;
 
     void setValueText(const QString& text) override;
@@ -67,9 +68,8 @@ public:
     void ScaleYAxis(double peak) override;
     void setLiveTrace(bool on) override;
     QWidget* plotWidget() override;
-
-    // The store ReDraw reads; the application's one connection unless a test hands another.
-    void setRecordStore(RecordStore* store) { m_store = store; }
+    QString unit() const override { return m_units.sUnitPrimary(); }
+    std::optional<GraphShown> shown() const override;
 
     // Text, grid, marker, background, play, trace and frame colours (see ColorSlot).
     void applyColors(const DisplayColors& colors);
@@ -123,7 +123,6 @@ private:
     void startRebuild();
     void toggleDemoFeed();
     void onDemoTick();
-    RecordStore& store();
 
     const MeterUnits& m_units;
     TraceState m_trace;
@@ -150,7 +149,7 @@ private:
     QLineEdit* m_amplitudeVal = nullptr;
     QTimer* m_demoTimer = nullptr;
     QTimer m_replotTimer;
-    RecordStore* m_store = nullptr;
+    RecordStore& m_store;
     DisplayColors m_colors = kDefaultDisplayColors;
     bool m_replayed = false;
     bool m_rebuildWaiting = false;

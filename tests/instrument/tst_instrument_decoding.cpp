@@ -1,6 +1,7 @@
 // Reply decoding and command texts of the driver over a scripted GPIB link
 // (which passes commands through unchanged), and the connection-text parser.
 
+#include "LinkSchemes.h"
 #include "ScriptedLink.h"
 
 #include <QTest>
@@ -267,41 +268,51 @@ private slots:
         QVERIFY(!c.meter.bExecuting());
     }
 
-    // method|device|baud|backend|address, or "refused"
+    // Every row of the registry: the text written back in one form and the text
+    // the link it makes gives back, or the refusal's message.
     void connectionText_data() {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("target");
-        const auto parsed = [](const char* text, const char* target) {
-            QTest::newRow(text) << text << target;
+        QTest::addColumn<QString>("canonical");
+        QTest::addColumn<QString>("link");
+        const auto row = [](const char* text, const char* canonical, const char* link) {
+            QTest::newRow(text) << text << canonical << link;
         };
-        parsed("serial:/tmp/a@b@115200", "RS232|/tmp/a@b|115200||-1"); // the last @
-        parsed(" SERIAL:/dev/pts/3 ", "RS232|/dev/pts/3|0||-1");       // the rate stays
-        parsed("serial:/dev/ttyS0@fast", "refused");
-        parsed("gpib:1:30", "GPIB||0|gpib:1|30");
-        parsed("gpib:0:31", "refused");
-        parsed("prologix:/dev/ttyUSB0:7", "GPIB||0|prologix:/dev/ttyUSB0|7");
-        parsed("prologix-tcp:10.0.0.5:1234:7", "GPIB||0|prologix-tcp:10.0.0.5:1234|7");
-        parsed("tcp:10.0.0.6:5025", "GPIB||0|tcp:10.0.0.6:5025|-1");
-        parsed("tcp:meter.lab", "GPIB||0|tcp:meter.lab:5025|-1");
-        parsed("tcp:meter.lab:0", "refused");
-        parsed("usb:1", "refused");
+        row("serial:/tmp/a@b@115200", "serial:/tmp/a@b@115200", "serial:/tmp/a@b@115200"); // the last @
+        row(" SERIAL:/dev/pts/3 ", "serial:/dev/pts/3", "serial:/dev/pts/3@9600");         // the rate stays
+        row("serial:/dev/ttyS0@fast", "the baud rate after '@' must be a positive whole number", "");
+        row("serial:@9600", "a serial connection needs a device, e.g. serial:/dev/ttyUSB0@9600", "");
+        row("gpib: 1 :30", "gpib:1:30", "gpib:1:30");
+        row("gpib:0:31", "GPIB address 31 is outside 0 to 30", "");
+        row("gpib:16:1", "a GPIB connection reads gpib:<board>:<address>", "");
+        row("prologix:/dev/ttyUSB0:7", "prologix:/dev/ttyUSB0:7", "prologix:/dev/ttyUSB0:7");
+        row("prologix::7", "a \"++\" controller connection reads prologix:<device>:<address>", "");
+        row("prologix-tcp:10.0.0.5:1234:7", "prologix-tcp:10.0.0.5:1234:7", "prologix-tcp:10.0.0.5:1234:7");
+        row("prologix-tcp:10.0.0.5:7",
+            "a \"++\" controller connection reads "
+            "prologix-tcp:<host>:<port>:<address>",
+            "");
+        row("tcp:meter.lab", "tcp:meter.lab:5025", "tcp:meter.lab:5025");
+        row("tcp:meter.lab:0", "a LAN connection reads tcp:<host>[:<port>]", "");
+        row("usb:1", "unknown connection kind \"usb\" (serial, gpib, prologix, prologix-tcp, tcp)", "");
     }
     void connectionText() {
         QFETCH(QString, text);
+        QFETCH(QString, canonical);
         kvx::ConnectionTarget t;
         QString error;
-        const bool ok = kvx::parseConnectionText(text, &t, &error);
-        QCOMPARE(error.isEmpty(), ok);
-        QTEST(!ok ? QStringLiteral("refused")
-                  : joined({t.method, t.devicePath, QString::number(t.baudRate), t.gpibBackend,
-                            QString::number(t.gpibAddress)}),
-              "target");
-        // A parsed text given back reads as the same target.
+        if (!kvx::parseConnectionText(text, &t, &error)) {
+            QCOMPARE(error, canonical);
+            return;
+        }
+        QCOMPARE(kvx::connectionText(t), canonical);
+        QTEST(kvx::makeLink(t)->connectionText(), "link");
         kvx::ConnectionTarget again;
-        if (ok) {
-            QVERIFY(kvx::parseConnectionText(kvx::connectionText(t), &again, nullptr));
-            QCOMPARE(kvx::connectionText(again), kvx::connectionText(t));
-            QCOMPARE(again.gpibAddress, t.gpibAddress);
+        QVERIFY(kvx::parseConnectionText(canonical, &again, nullptr));
+        QCOMPARE(kvx::connectionText(again), canonical);
+        // The GPIB control's back-end text and address read as the same target.
+        if (t.method == QLatin1String("GPIB")) {
+            QVERIFY(kvx::readGpibSettings(t.gpibBackend(), t.gpibAddress, &again, &error));
+            QCOMPARE(kvx::connectionText(again), canonical);
         }
     }
 

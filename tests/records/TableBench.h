@@ -12,7 +12,7 @@ namespace kvx::test {
 struct TableBench {
     StoreFixture store;
     FakeStatePanel state;
-    frmDataTable table{driverUnits()};
+    frmDataTable table{driverUnits(), recordStore()};
     double clockValue = 36000.0; // 10:00:00, as the manual clock starts
 
     TableBench() { table.ClearData(); }

@@ -159,7 +159,7 @@ private slots:
         QCOMPARE(reasons(t.table), QStringList({"Time", "Over MAX", "Match condition:%"}));
 
         // A fresh start shows the stored trace; the rebuilt rows know the percent match by no name.
-        frmDataTable restarted(driverUnits());
+        frmDataTable restarted(driverUnits(), recordStore());
         QCOMPARE(reasons(restarted), QStringList({"Time", "Over MAX", ""}));
         QCOMPARE(restarted.GetValuePrimary(1), QString("200 V"));
         QCOMPARE(restarted.field(RecordField::TimerSample), QString("1"));
@@ -174,13 +174,13 @@ private slots:
         for (size_t i = 0; i < rows.size(); ++i)
             rows[i] = {qint64(i), "2026/01/05 10:00:00", "1 V", "0 kHz", "0", "", {}, {}, false};
         QVERIFY(recordStore().replaceTrace(rows));
-        frmDataTable restarted(driverUnits());
+        frmDataTable restarted(driverUnits(), recordStore());
         QVERIFY(restarted.model().size() < 200000);
         restarted.setValuePrimary(5.0);
         restarted.AppendData();
         QCOMPARE(restarted.model().size(), 200001);
         QCOMPARE(restarted.model().text(200000, TraceTableModel::SeqNoColumn), QString("200000"));
-        frmDataTable another(driverUnits());
+        frmDataTable another(driverUnits(), recordStore());
         QTRY_COMPARE(another.model().size(), 200001);
     }
 

@@ -29,8 +29,8 @@ private slots:
     void roundTripRestoresTheTraceExactly() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table(driverUnits());
-        frmGraphicRecord graph(driverUnits());
+        frmDataTable table(driverUnits(), recordStore());
+        frmGraphicRecord graph(driverUnits(), recordStore());
         RecordHeader h = makeHeader(QStringLiteral("12"));
         h.comment = QStringLiteral(u"他說 \"ok\", it's fine");
         h.pUnit = QStringLiteral("kohm");
@@ -129,7 +129,7 @@ private slots:
         QFETCH(QString, why);
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table(driverUnits());
+        frmDataTable table(driverUnits(), recordStore());
         setHeaderFields(table, makeHeader(QStringLiteral("4")));
         QVERIFY(recordStore().replaceTrace(makeSamples(3)));
         table.refreshRows();
@@ -178,7 +178,7 @@ private slots:
     void dialogKeysAddTheSuffix() {
         StoreFixture fx;
         FakePanel panel;
-        frmDataTable table(driverUnits());
+        frmDataTable table(driverUnits(), recordStore());
         setHeaderFields(table, makeHeader(QStringLiteral("9")));
         QVERIFY(recordStore().replaceTrace(makeSamples(50)));
         useUserFolder("DOCUMENTS", fx.path(QStringLiteral("Documents")));

@@ -39,7 +39,7 @@ private slots:
         statusReports().setEchoToStderr(false);
         // The setting comes padded with blanks, as the operation record keeps it.
         session().operation.snapshotFolder = fixedText(setting.isEmpty() ? setting : fx.path(setting), 255);
-        frmGraphicRecord graph(driverUnits());
+        frmGraphicRecord graph(driverUnits(), recordStore());
         graph.resize(500, 400);
 
         QCOMPARE(ReportKeys::saveSnapshot(), fx.path(saved));
@@ -63,7 +63,7 @@ private slots:
         QVERIFY(writeFile(fx.path(QStringLiteral("not-a-folder"))));
         const QString folder = fx.path(QStringLiteral("not-a-folder/shots"));
         session().operation.snapshotFolder = fixedText(folder, 255);
-        frmGraphicRecord graph(driverUnits());
+        frmGraphicRecord graph(driverUnits(), recordStore());
         fx.messages->clear();
         QCOMPARE(ReportKeys::saveSnapshot(), QString());
         QCOMPARE(fx.messages->shown().size(), size_t(1));

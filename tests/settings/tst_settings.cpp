@@ -4,9 +4,9 @@
 
 #include "DataRows.h"
 #include "Forms.h"
-#include "TestServices.h"
 #include "Session.h"
 #include "SimProcess.h"
+#include "TestServices.h"
 #include "clsKVX5310.h"
 #include "frmDataTable.h"
 #include "frmSetting.h"
@@ -26,7 +26,8 @@ private slots:
         session().programFolder = QStringLiteral("/opt/kvx");
         m_messages = std::make_shared<ScriptedMessageService>();
         setMessages(m_messages);
-        m_table = std::make_unique<frmDataTable>(driverUnits()); // its sampling field starts at "1"
+        m_table =
+            std::make_unique<frmDataTable>(driverUnits(), recordStore()); // its sampling field starts at "1"
         m_dialog = new frmSetting;
         m_dialog->show();
     }
@@ -135,7 +136,7 @@ private slots:
         child<QComboBox>("cboBuadRate")->setCurrentIndex(1);
         child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB0"));
         child<QLineEdit>("txtGPIBAddr")->setText(QStringLiteral("9"));
-        child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::LanSocket));
+        choose("tcp");
         child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("meter.lab:5025"));
         pressOk();
 
@@ -162,7 +163,7 @@ private slots:
         child<QLineEdit>("txtHeader")->setText(QStringLiteral("Line 4 burn-in"));
         child<QLineEdit>("txtFName")->setText(QStringLiteral("  /opt/kvx/logo.jpg  "));
         child<QComboBox>("cboSerialDevice")->setEditText(QStringLiteral("/dev/ttyUSB1"));
-        child<QComboBox>("cboGpibBackend")->setCurrentIndex(int(GpibBackendKind::ControllerSerial));
+        choose("prologix");
         child<QComboBox>("cboGpibPlace")->setEditText(QStringLiteral("/dev/ttyACM0"));
         child<QLineEdit>("txtMonitor")->setText(QStringLiteral(" 0.0.0.0:8080 "));
         child<QLineEdit>("txtDatabase")->setText(QStringLiteral("postgresql://kvx@lab/kvx"));
@@ -180,15 +181,15 @@ private slots:
 
         // The logo name is trimmed; the folder is stored untrimmed, after it, so its leading blanks stay.
         const OperationRecord& op = session().operation;
-        QCOMPARE(
-            (QStringList{QString::number(op.comPort), QString::number(op.baudRate),
-                         QString::number(op.gpibAddress), op.samplingInterval.trimmed(),
-                         op.totalTime.trimmed(), op.reportHeader.trimmed(), op.logoFile.left(17),
-                         op.snapshotFolder.trimmed(), op.snapshotFolder.left(2), op.serialFlag + op.gpibFlag,
-                         op.serialDevice, op.gpibBackend, op.lanFlag, op.databaseText + '|' + op.benchName, op.monitorAddress}),
-            (QStringList{"4", "2400", "22", "10", "Continuous", "Line 4 burn-in", "/opt/kvx/logo.jpg",
-                         "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0",
-                         "postgresql://kvx@lab/kvx|bench 7", "0.0.0.0:8080"}));
+        QCOMPARE((QStringList{QString::number(op.comPort), QString::number(op.baudRate),
+                              QString::number(op.gpibAddress), op.samplingInterval.trimmed(),
+                              op.totalTime.trimmed(), op.reportHeader.trimmed(), op.logoFile.left(17),
+                              op.snapshotFolder.trimmed(), op.snapshotFolder.left(2),
+                              op.serialFlag + op.gpibFlag, op.serialDevice, op.gpibBackend, op.lanFlag,
+                              op.databaseText + '|' + op.benchName, op.monitorAddress}),
+                 (QStringList{"4", "2400", "22", "10", "Continuous", "Line 4 burn-in", "/opt/kvx/logo.jpg",
+                              "/srv/snaps", "  ", "01", "/dev/ttyUSB1", "prologix:/dev/ttyACM0", "0",
+                              "postgresql://kvx@lab/kvx|bench 7", "0.0.0.0:8080"}));
     }
 
     // A store text with a password is refused: it never reaches the operation file.
@@ -218,7 +219,7 @@ private slots:
         QCOMPARE(child<QLineEdit>("txtGPIBAddr")->text(), QStringLiteral("12"));
         QVERIFY(child<QRadioButton>("Option2")->isChecked());
         QCOMPARE(child<QComboBox>("cboTime")->currentText(), QStringLiteral("20"));
-        QCOMPARE(child<QComboBox>("cboGpibBackend")->currentIndex(), int(GpibBackendKind::LanSocket));
+        QCOMPARE(child<QComboBox>("cboGpibBackend")->currentData().toString(), QStringLiteral("tcp"));
         QCOMPARE(child<QComboBox>("cboGpibPlace")->currentText(), QStringLiteral("10.0.0.7:5025"));
         QCOMPARE(child<ColorSwatch>("txtColor_3")->colorValue(), 0x0000FFu);
     }
@@ -232,11 +233,11 @@ private slots:
     void connectTest_data() {
         QTest::addColumn<QStringList>("simArguments");
         QTest::addColumn<bool>("serial");
-        QTest::addColumn<int>("backend");
-        addRow("serial device", QStringList{"--pty"}, true, 0);
-        addRow("LAN socket", QStringList{"--tcp", "0"}, false, int(GpibBackendKind::LanSocket));
+        QTest::addColumn<QString>("backend");
+        addRow("serial device", QStringList{"--pty"}, true, QString());
+        addRow("LAN socket", QStringList{"--tcp", "0"}, false, QStringLiteral("tcp"));
         addRow("\"++\" controller over TCP", QStringList{"--tcp", "0", "--prologix", "--addr", "22"}, false,
-               int(GpibBackendKind::ControllerTcp));
+               QStringLiteral("prologix-tcp"));
     }
 
     // The test button runs against the simulator: the identification comes back and
@@ -244,7 +245,7 @@ private slots:
     void connectTest() {
         QFETCH(QStringList, simArguments);
         QFETCH(bool, serial);
-        QFETCH(int, backend);
+        QFETCH(QString, backend);
         test::SimProcess sim(simArguments);
         QString error;
         if (!sim.start(&error))
@@ -256,7 +257,7 @@ private slots:
         if (serial) {
             child<QComboBox>("cboSerialDevice")->setEditText(place);
         } else {
-            child<QComboBox>("cboGpibBackend")->setCurrentIndex(backend);
+            choose(backend);
             child<QComboBox>("cboGpibPlace")->setEditText(place);
         }
         QTest::mouseClick(child<QPushButton>("cmdTestConnect"), Qt::LeftButton);
@@ -270,6 +271,10 @@ private slots:
 
 private:
     template <typename T> T* child(const QString& name) { return m_dialog->findChild<T*>(name); }
+    void choose(const QString& scheme) {
+        auto* list = child<QComboBox>("cboGpibBackend");
+        list->setCurrentIndex(list->findData(scheme));
+    }
     void pressOk() { QTest::mouseClick(child<QPushButton>("OKButton"), Qt::LeftButton); }
 
     std::shared_ptr<ScriptedMessageService> m_messages;

@@ -47,7 +47,7 @@ private slots:
         resetSession();
         m_messages = std::make_shared<ScriptedMessageService>();
         setMessages(m_messages);
-        m_panel = new frmState;
+        m_panel = new frmState(driverUnits());
         m_panel->show();
         callLog().clear();
         m_logMark = driver().ExecLog().size();

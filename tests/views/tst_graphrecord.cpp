@@ -110,7 +110,7 @@ private slots:
         QFETCH(QStringList, readings);
         QFETCH(QString, high);
         QFETCH(QString, low);
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.setLimHighText(high);
         g.setLimLowText(low);
         feed(g, readings);
@@ -118,7 +118,7 @@ private slots:
     }
 
     void limitFieldsChartOnlyNumbers() {
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.setLimHighText(QStringLiteral("10"));
         g.setLimLowText(QString());
         g.setRelText(QStringLiteral("10 V")); // not a number as a whole: no point
@@ -133,7 +133,7 @@ private slots:
     }
 
     void yRangeOnlyWidens() {
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         const std::pair<const char*, double> steps[] = {{"0.3", 0.5}, {"7", 50}, {"1", 50}};
         for (const auto& [reading, expected] : steps) {
             feed(g, {QLatin1String(reading)});
@@ -144,7 +144,7 @@ private slots:
 
     void frequencyAndUnknownUnits() {
         driver().setUnitPrimary(QStringLiteral("Frequence"));
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         const QCPRange before = yRange(g);
         feed(g, {"0.3", "700"});
         QCOMPARE(yRange(g), before);
@@ -160,7 +160,7 @@ private slots:
 
     void clearKeepsMatchCountAndPeak() {
         FakePanel panel; // continuous style
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.setLimHighText(QStringLiteral("1000"));
         g.setLimLowText(QStringLiteral("0"));
         feed(g, {"500", "20"});
@@ -186,7 +186,7 @@ private slots:
     void statisticsAgreeLiveAndRebuilt() {
         for (const unsigned seed : {1u, 2u, 3u}) {
             StoreFixture store;
-            frmGraphicRecord g(driverUnits());
+            frmGraphicRecord g(driverUnits(), recordStore());
             g.setLimHighText(QStringLiteral("4"));
             g.setLimLowText(QStringLiteral("-4"));
             std::mt19937 random(seed);
@@ -236,7 +236,7 @@ private slots:
     }
 
     void zoomOutSpansLiveTrace() {
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.setLiveTrace(true);
         feed(g, QStringList(150, QStringLiteral("1")));
         g.CWGraph1()->xAxis->setRange(10, 20);
@@ -251,7 +251,7 @@ private slots:
     void cursorReadoutsAndMeasurement() {
         FakeDataTable table;
         FakePanel panel;
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         const QStringList readings{"1", "4.5", "2", "-3.5"};
         for (int i = 0; i < readings.size(); ++i)
             table.rows.push_back({QStringLiteral("2026/01/05 10:00:0%1").arg(i), readings[i] + " V"});
@@ -274,7 +274,7 @@ private slots:
 
     void extremePanelsMoveTheCursorInCursorModes() {
         FakeDataTable table;
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         showSpreadOut(g, 3);
         chooseMode(g, frmGraphicRecord::CursorCoordinates);
         clickPanel(g, "pnlMin"); // no samples yet: no extreme to go to
@@ -307,7 +307,7 @@ private slots:
     }
 
     void editedValueIsChartedOnly() {
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.setLimHighText(QStringLiteral("10"));
         feed(g, {"1", "2"});
         g.show();
@@ -330,7 +330,7 @@ private slots:
     }
 
     void randomValuesAreWholeNumbersInRange() {
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         randomSource().seed(5130);
         int negatives = 0;
         for (int i = 0; i < 4000; ++i) {
@@ -344,7 +344,7 @@ private slots:
 
     void activationRescales() {
         QMdiArea area;
-        auto* g = new frmGraphicRecord(driverUnits());
+        auto* g = new frmGraphicRecord(driverUnits(), recordStore());
         QMdiSubWindow* graphWindow = area.addSubWindow(g);
         QMdiSubWindow* other = area.addSubWindow(new QWidget);
         area.show();
