@@ -224,7 +224,7 @@ private slots:
     void rebuildOlderThanTheGraphIsDropped() {
         StoreFixture store;
         QVERIFY(recordStore().replaceTrace(makeSamples(5)));
-        frmGraphicRecord g(driverUnits());
+        frmGraphicRecord g(driverUnits(), recordStore());
         g.ReDraw();
         g.ClearGraph();
         feed(g, {"7"});
