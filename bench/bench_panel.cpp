@@ -7,11 +7,13 @@
 // The meter is an in-memory link answering at once (the exchange's own cost is
 // measured in bench_instrument), or the panel's "Simulate" reading.
 
+#include "BackgroundTask.h"
+#include "FramePace.h"
 #include "Link.h"
-#include "WorkingTrace.h"
 #include "RecordStore.h"
-#include "TestServices.h"
 #include "Session.h"
+#include "TestServices.h"
+#include "WorkingTrace.h"
 #include "clsKVX5310.h"
 #include "frmANALOGMETER.h"
 #include "frmDIGITALMETERMaster.h"
@@ -105,6 +107,7 @@ struct PanelBench {
         panel->findChild<QCheckBox*>(QStringLiteral("Check1"))->setChecked(simulate);
         table->refreshRows();
         graph->ReDraw();
+        kvx::waitForBackgroundTasks();
         panel->findChild<QPushButton*>(QStringLiteral("cmdStart"))->click();
         QApplication::processEvents();
         ok = ok && table->rowCount() >= rows && kvx::driver().Ready() && grid;
@@ -137,6 +140,7 @@ void BM_PanelTick(benchmark::State& state) {
         if (paint) {
             bench.grid->scrollToBottom();
             bench.graph->replotPending(); // what its timer does, once per reading
+            kvx::updateWaitingNow();      // every reading painted, as at one a second
             QApplication::processEvents();
         }
     }

@@ -28,10 +28,13 @@ bool windowsCanShow() {
 // counters, so the work never waits on the window.
 class ProgressWindow {
 public:
-    ProgressWindow(const QString& label, std::shared_ptr<TaskProgress> progress) : m_progress(std::move(progress)) {
+    ProgressWindow(const QString& label, std::shared_ptr<TaskProgress> progress, bool cancellable)
+        : m_progress(std::move(progress)) {
         if (!windowsCanShow())
             return;
         m_dialog = new QProgressDialog(label, QStringLiteral("Cancel"), 0, 0);
+        if (!cancellable)
+            m_dialog->setCancelButton(nullptr);
         m_dialog->setObjectName(QStringLiteral("taskProgress"));
         m_dialog->setWindowModality(Qt::NonModal);
         m_dialog->setMinimumDuration(kShowAfterMs);
@@ -65,25 +68,49 @@ private:
 
 } // namespace
 
+void TaskLane::queue(std::function<void()> start) {
+    m_waiting.push_back(std::move(start));
+    if (!m_busy)
+        next();
+}
+
+void TaskLane::next() {
+    // A start that starts no task leaves the lane free for the one after it.
+    while (!m_busy && !m_waiting.empty()) {
+        const std::function<void()> start = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        start();
+    }
+}
+
 void runInBackground(const QString& label, std::function<TaskOutcome(TaskProgress&)> work,
-                     std::function<void(const TaskOutcome&)> finished) {
+                     std::function<void(const TaskOutcome&)> finished, TaskOptions options) {
     auto progress = std::make_shared<TaskProgress>();
     auto outcome = std::make_shared<TaskOutcome>();
-    auto window = std::make_shared<ProgressWindow>(label, progress);
+    auto window = std::make_shared<ProgressWindow>(label, progress, options.cancellable);
+    if (options.lane)
+        options.lane->m_busy = true;
     QThread* thread = QThread::create([progress, outcome, work = std::move(work)] {
         *outcome = work(*progress);
         outcome->cancelled = outcome->cancelled || (!outcome->ok && progress->cancelled());
     });
     ++g_running;
     // The receiver is the application object, so `finished` runs on this thread.
-    QObject::connect(thread, &QThread::finished, QCoreApplication::instance(),
-                     [thread, outcome, window, finished = std::move(finished)]() mutable {
-                         thread->deleteLater();
-                         window.reset();
-                         if (finished)
-                             finished(*outcome);
-                         --g_running;
-                     });
+    QObject::connect(
+        thread, &QThread::finished, QCoreApplication::instance(),
+        [thread, outcome, window, lane = options.lane, finished = std::move(finished)]() mutable {
+            thread->deleteLater();
+            window.reset();
+            if (finished)
+                finished(*outcome);
+            // The next task of the lane starts before this one stops counting, so
+            // that a wait for background work sees the lane through to its end.
+            if (lane) {
+                lane->m_busy = false;
+                lane->next();
+            }
+            --g_running;
+        });
     thread->start();
 }
 

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <atomic>
+#include <deque>
 #include <functional>
 
 namespace kvx {
@@ -36,11 +37,38 @@ struct TaskOutcome {
     QString error; // why it failed, for the operator
 };
 
+class TaskLane;
+
+struct TaskOptions {
+    TaskLane* lane = nullptr;
+    // Work that must end as a whole (a trace half replaced would not match its
+    // header) shows its progress without a Cancel key.
+    bool cancellable = true;
+};
+
 // Starts `work` on a thread of its own and returns at once. `finished` runs later on
 // the calling thread (which must run an event loop), after the thread has ended.
 // `label` is the progress window's text.
 void runInBackground(const QString& label, std::function<TaskOutcome(TaskProgress&)> work,
-                     std::function<void(const TaskOutcome&)> finished);
+                     std::function<void(const TaskOutcome&)> finished, TaskOptions options = {});
+
+// Tasks that must never overlap (two rebuilds of one trace) share a lane: each
+// starts once the one before it has finished, its `finished` included, in the
+// order they were asked for. Used on the event loop's thread only.
+class TaskLane {
+public:
+    // Runs `start` at once when the lane is free, else after what runs or waits in it.
+    // `start` may start one task in this lane (runInBackground with it), or none.
+    void queue(std::function<void()> start);
+    bool busy() const { return m_busy || !m_waiting.empty(); }
+
+private:
+    friend void runInBackground(const QString&, std::function<TaskOutcome(TaskProgress&)>,
+                                std::function<void(const TaskOutcome&)>, TaskOptions);
+    void next();
+    bool m_busy = false;
+    std::deque<std::function<void()>> m_waiting;
+};
 
 // Background work not yet finished. Quitting and the command line wait for it.
 int backgroundTasksRunning();

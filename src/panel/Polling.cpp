@@ -1,6 +1,7 @@
 // The polling cycle: each Timer2 tick takes one reading (from the meter, or a
-// simulated one), widens the primary display's format when needed, feeds every
-// view and re-arms the timer so that readings stay on a whole-second grid.
+// simulated one), widens the primary display's format when needed, hands the
+// reading to the working trace, which feeds the windows subscribed to it, and
+// re-arms the timer so that readings stay on a whole-second grid.
 
 #include "MeterThread.h"
 #include "clsKVX5310.h"
@@ -109,14 +110,7 @@ void frmKVX5130::showReading(const QString& reading, bool answered, const QStrin
     const double primary = parseLeadingNumber(reading);
     showLinkState(answered, problem);
     noteReading(primary);
-
-    DigitalScreen* screen = forms().digital;
-    if (screen)
-        screen->setPrimaryValue(primary);
-    const double secondary = parseLeadingNumber(secondText);
-    if (screen)
-        screen->setSecondaryValue(secondary);
-    feedViews(primary, secondary, noReply);
+    feedViews(primary, parseLeadingNumber(secondText), noReply);
 }
 
 void frmKVX5130::SimulateMeterValue() {
@@ -132,26 +126,12 @@ void frmKVX5130::SimulateMeterValue() {
     const double value = sign > 5 ? -magnitude : magnitude;
 
     noteReading(value);
-    workingTrace().noteReading({clock().now(), value, 0.0, false});
     s.lastReadingTime = now;
     s.timeSinceLastReading = secondsOfDayBetween(previous, now);
-
     // A simulated reading has no secondary value: that display keeps what it shows.
-    const QString text = numberToText(value);
-    if (DigitalScreen* screen = forms().digital)
-        screen->setPrimaryValue(value);
-    if (DataTable* table = forms().dataTable) {
-        table->setValuePrimary(value);
-        table->setNoReply(false);
-        table->AppendData();
-    }
-    if (AnalogMeter* meter = forms().analog)
-        meter->setValueText(text);
-    if (GraphRecord* graph = forms().graph) {
-        graph->setValueText(text);
-        graph->setNoReply(false);
-        graph->ShowGraph();
-    }
+    TakenReading reading{clock().now(), value, 0.0, false};
+    reading.withSecondary = false;
+    workingTrace().noteReading(reading);
 }
 
 void frmKVX5130::noteReading(double primary) {
@@ -167,21 +147,8 @@ void frmKVX5130::feedViews(double primary, double secondary, bool noReply) {
     WorkingTrace& trace = workingTrace();
     if (StatePanel* state = forms().state)
         trace.setLimits(state->limitMinText(), state->limitMaxText());
+    // The windows take the reading from there, each in its turn.
     trace.noteReading({clock().now(), primary, secondary, noReply});
-    const QString primaryText = numberToText(primary);
-    if (DataTable* table = forms().dataTable) {
-        table->setValuePrimary(primary);
-        table->setValueSecond(secondary);
-        table->setNoReply(noReply);
-        table->AppendData();
-    }
-    if (AnalogMeter* meter = forms().analog)
-        meter->setValueText(primaryText);
-    if (GraphRecord* graph = forms().graph) {
-        graph->setValueText(primaryText);
-        graph->setNoReply(noReply);
-        graph->ShowGraph();
-    }
 }
 
 void frmKVX5130::SetPrimaryFormat() {

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QLocale>
+#include <QPointer>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QTableWidget>
@@ -316,23 +317,34 @@ void RecordKeys::updateViews() {
     (browsing ? m_views->currentWidget() : static_cast<QWidget*>(m_list))->setFocus();
 }
 
+// A load ends in the background; the list or grid is put away once it has.
 void RecordKeys::loadFromList() {
     const QListWidgetItem* item = m_recordList->currentItem();
-    if (!item || !m_operations.loadFromListLine(item->text()))
+    if (!item)
         return;
-    reportWorkingTrace(QStringLiteral("loaded"));
-    m_listShown = false;
-    updateViews();
+    m_operations.loadFromListLine(item->text(), [self = QPointer<RecordKeys>(this)](bool loaded) {
+        if (!self || !loaded)
+            return;
+        self->reportWorkingTrace(QStringLiteral("loaded"));
+        self->m_listShown = false;
+        self->updateViews();
+    });
 }
 
 void RecordKeys::loadFromGrid(int row) {
     const QTableWidgetItem* number = m_recordGrid->item(row, 0);
     if (!number)
         return;
-    if (m_operations.loadFromGrid(number->text()))
-        reportWorkingTrace(QStringLiteral("loaded"));
-    m_gridShown = false;
-    updateViews();
+    const auto putAway = [self = QPointer<RecordKeys>(this)](bool loaded) {
+        if (!self)
+            return;
+        if (loaded)
+            self->reportWorkingTrace(QStringLiteral("loaded"));
+        self->m_gridShown = false;
+        self->updateViews();
+    };
+    if (!m_operations.loadFromGrid(number->text(), putAway))
+        putAway(false);
 }
 
 } // namespace kvx

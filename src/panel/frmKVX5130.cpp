@@ -3,6 +3,7 @@
 #include "ReportKeys.h"
 #include "Twips.h"
 
+#include "ReadingWindows.h"
 #include "RecordKeys.h"
 
 #include <QButtonGroup>
@@ -46,6 +47,8 @@ frmKVX5130::frmKVX5130(QWidget* parent) : QWidget(parent) {
     setProperty("kvxForm", true);
     setWindowTitle(QStringLiteral("KVX-5130"));
     m_exitAction = [] { std::exit(0); };
+    // The readings the panel hands to the working trace reach the windows from there.
+    showReadingsInWindows();
 
     m_timer2 = new QTimer(this);
     m_timer2->setObjectName(QStringLiteral("Timer2"));

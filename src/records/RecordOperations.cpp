@@ -1,10 +1,14 @@
 #include "RecordOperations.h"
 
+#include "BackgroundTask.h"
 #include "Forms.h"
+#include "ReadingWindows.h"
 #include "Services.h"
 #include "Session.h"
 #include "ValueRules.h"
 #include "WorkingTrace.h"
+
+#include <QThread>
 
 namespace kvx {
 
@@ -124,17 +128,67 @@ QString RecordOperations::recordNumberOfListLine(const QString& line) {
     return trimBlanks(line.left(6));
 }
 
-bool RecordOperations::loadFromListLine(const QString& line) {
+bool RecordOperations::loadFromListLine(const QString& line, LoadDone done) {
     if (line.isEmpty())
         return false;
-    return loadRecord(recordNumberOfListLine(line), TimeColumns::Kept);
+    return loadRecord(recordNumberOfListLine(line), TimeColumns::Kept, std::move(done));
 }
 
-bool RecordOperations::loadFromGrid(const QString& recNo) {
-    return loadRecord(trimBlanks(recNo), TimeColumns::Dropped);
+bool RecordOperations::loadFromGrid(const QString& recNo, LoadDone done) {
+    return loadRecord(trimBlanks(recNo), TimeColumns::Dropped, std::move(done));
 }
 
-bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times) {
+namespace {
+
+bool g_loading = false; // a load is under way: another one is refused
+
+// The copy of a record into the working trace, on a thread of its own.
+void startLoad(const QString& recNo, bool withTimes, const RecordOperations::LoadDone& done) {
+    const auto finish = [done](bool loaded) {
+        g_loading = false;
+        if (done)
+            done(loaded);
+    };
+    // The copy runs on a connection of its own, which must not come between queued samples.
+    if (!recordStore().settleWriter()) {
+        const StoreError& e = recordStore().lastError();
+        messages().notice(e.number + QStringLiteral(":") + e.description);
+        return finish(false);
+    }
+    const auto work = [target = recordStore().target(), bench = recordStore().bench(), recNo,
+                       withTimes](TaskProgress&) {
+        RecordStore store(QStringLiteral("kvx5130-load-%1").arg(quintptr(QThread::currentThreadId())));
+        TaskOutcome outcome;
+        if (!store.openForReading(target, bench)) {
+            outcome.error = QStringLiteral("0:") + store.openMessage();
+            return outcome;
+        }
+        outcome.ok = store.replaceTraceWithRecord(recNo, withTimes);
+        if (!outcome.ok)
+            outcome.error = store.lastError().number + QStringLiteral(":") + store.lastError().description;
+        return outcome;
+    };
+    const auto finished = [finish](const TaskOutcome& outcome) {
+        if (!outcome.ok) {
+            messages().notice(outcome.error);
+            return finish(false);
+        }
+        workingTrace().restart();
+        if (forms().dataTable)
+            forms().dataTable->refreshRows();
+        if (forms().graph)
+            forms().graph->ReDraw();
+        finish(true);
+    };
+    runInBackground(QStringLiteral("Loading record %1...").arg(recNo), work, finished,
+                    {&traceRebuilds(), false});
+}
+
+} // namespace
+
+bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times, LoadDone done) {
+    if (g_loading)
+        return false;
     const auto header = recordStore().readHeader(recNo);
     if (!header) {
         showError();
@@ -152,19 +206,11 @@ bool RecordOperations::loadRecord(const QString& recNo, TimeColumns times) {
     if (forms().panel)
         forms().panel->setSampleStyle(sampleStyleIndex(h.recStyle));
 
-    const QString loadedRecNo = fieldText(RecordField::Recno);
-    const bool copied = recordStore().clearTrace() &&
-                        (times == TimeColumns::Kept ? recordStore().loadRecordWithTimes(loadedRecNo)
-                                                    : recordStore().loadRecordWithoutTimes(loadedRecNo));
-    if (!copied) {
-        showError();
-        return false;
-    }
-    workingTrace().restart();
-    if (forms().dataTable)
-        forms().dataTable->refreshRows();
-    if (forms().graph)
-        forms().graph->ReDraw();
+    // A rebuild of the graph under way finishes first; the load then has the trace to itself.
+    g_loading = true;
+    traceRebuilds().queue([recNo = fieldText(RecordField::Recno),
+                                     withTimes = times == TimeColumns::Kept,
+                                     done = std::move(done)] { startLoad(recNo, withTimes, done); });
     return true;
 }
 

@@ -16,8 +16,9 @@
 //                        // comment under RecordOperations::recordListHeadings()
 //                        List1->show();
 //                    }
-//   List1 click:     if (records.loadFromListLine(List1->currentItem()->text())) List1->hide();
-//   grdRecList row:  records.loadFromGrid(recNoOfTheChosenRow); then hide grdRecList
+//   List1 click:     records.loadFromListLine(List1->currentItem()->text(),
+//                                            [](bool loaded) { if (loaded) List1->hide(); });
+//   grdRecList row:  records.loadFromGrid(recNoOfTheChosenRow, ...); then hide grdRecList
 //   cmdClear:        records.clearTrace();
 
 #include "RecordStore.h"
@@ -25,6 +26,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -49,17 +51,22 @@ public:
     static RecordHeader workingHeader();
 
     // Loads the record of a list line into the working trace, time columns included.
-    // Returns false when no record has that number or a statement failed.
-    bool loadFromListLine(const QString& line);
+    // The header fields are set at once; the samples are copied on a thread of their
+    // own, and then the data table and the graph are rebuilt and `done` hears whether
+    // the record was loaded (a failure is told first). Returns false at once, without
+    // calling `done`, when no record has that number, a statement failed, or another
+    // load is under way. waitForBackgroundTasks() waits for the whole load.
+    using LoadDone = std::function<void(bool loaded)>;
+    bool loadFromListLine(const QString& line, LoadDone done = {});
     // Loads a record chosen in the record grid; this path leaves the time columns empty.
-    bool loadFromGrid(const QString& recNo);
+    bool loadFromGrid(const QString& recNo, LoadDone done = {});
 
     // Abandons the working trace (asks first when it holds samples).
     void clearTrace();
 
 private:
     enum class TimeColumns { Kept, Dropped };
-    bool loadRecord(const QString& recNo, TimeColumns times);
+    bool loadRecord(const QString& recNo, TimeColumns times, LoadDone done);
     bool saveNewRecord();
     bool updateRecord(const QString& recNo);
     void showSaveError();

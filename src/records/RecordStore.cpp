@@ -842,6 +842,33 @@ bool RecordStore::loadRecordWithoutTimes(const QString& recNo) {
     return execute(statements::S12(recNo));
 }
 
+bool RecordStore::beginReplacingTrace(QSqlDatabase* db) {
+    if (!isOpen())
+        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
+    if (!settleWriter())
+        return false;
+    *db = QSqlDatabase::database(m_connectionName, false);
+    return db->transaction() || fail(db->lastError().nativeErrorCode(), db->lastError().databaseText());
+}
+
+bool RecordStore::replaceTraceWithRecord(const QString& recNo, bool withTimes) {
+    QSqlDatabase db;
+    if (!beginReplacingTrace(&db))
+        return false;
+    if (!clearTrace() || !(withTimes ? loadRecordWithTimes(recNo) : loadRecordWithoutTimes(recNo))) {
+        const StoreError failed = m_lastError;
+        db.rollback();
+        m_lastError = failed;
+        return false;
+    }
+    if (!db.commit()) {
+        const QSqlError error = db.lastError();
+        db.rollback();
+        return fail(error.nativeErrorCode(), error.databaseText());
+    }
+    return true;
+}
+
 bool RecordStore::insertSample(const NewSample& s) {
     return execute(statements::S13(s));
 }
@@ -1044,13 +1071,9 @@ bool RecordStore::replaceTrace(const std::vector<TempSample>& rows) {
 }
 
 bool RecordStore::replaceTrace(const RowSource& next) {
-    if (!isOpen())
-        return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
-    if (!settleWriter())
+    QSqlDatabase db;
+    if (!beginReplacingTrace(&db))
         return false;
-    QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
-    if (!db.transaction())
-        return fail(db.lastError().nativeErrorCode(), db.lastError().databaseText());
     QSqlQuery query(db);
     const auto rollBack = [&](const QSqlError& error) {
         query.finish();
@@ -1136,16 +1159,23 @@ const char* const kStreamSelects[] = {
 
 } // namespace
 
-bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows) {
+bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows,
+                                    const std::function<void(qint64)>& progress) {
     if (!isOpen())
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not open"));
     if (!settleWriter())
         return false;
+    constexpr size_t kProgressEvery = 10000;
+    const auto tell = [&] {
+        if (progress && values->size() % kProgressEvery == 0)
+            progress(qint64(values->size()));
+    };
     if (m_target.server)
         return streamSamplesOfServer(kStreamSelects[0], {}, [&](const StoredSample& s) {
             values->push_back(parseLeadingNumber(std::string_view(s.pVal.data(), size_t(s.pVal.size()))));
             if (s.noReply)
                 noReplyRows->push_back(qint32(values->size() - 1));
+            tell();
             return true;
         });
     // Read through the SQLite library under the driver's own connection: the graph
@@ -1164,6 +1194,7 @@ bool RecordStore::readPrimaryValues(std::vector<double>* values, std::vector<qin
         values->push_back(parseLeadingNumber(pVal));
         if (sqlite3_column_int(select, 1) != 0)
             noReplyRows->push_back(qint32(values->size() - 1));
+        tell();
         rc = SQLITE_OK;
     }
     sqlite3_finalize(select);

@@ -31,6 +31,7 @@
 #include <optional>
 #include <vector>
 
+class QSqlDatabase;
 class QSqlQuery;
 struct sqlite3;
 struct sqlite3_stmt;
@@ -238,9 +239,9 @@ public:
     // Opens the file or the lab server of `target`; on the server, the working trace is
     // the one of `bench()`. A server that cannot be reached is refused like a file.
     bool open(const StoreTarget& target);
-    // The same store for reading, on a connection of the calling thread: for work on
-    // a thread of its own, such as an export. No table is made, no writer started;
-    // the working trace reads as it stood when the writer last settled.
+    // The same store on a connection of the calling thread: for work on a thread of
+    // its own, such as an export or loading a record. No table is made, no writer
+    // started; the working trace reads as it stood when the writer last settled.
     bool openForReading(const StoreTarget& target, const QString& bench);
     const StoreTarget& target() const { return m_target; }
     void close();
@@ -290,6 +291,9 @@ public:
     // S11 (time columns kept) and S12 (time columns left empty).
     bool loadRecordWithTimes(const QString& recNo);
     bool loadRecordWithoutTimes(const QString& recNo);
+    // S10 then S11 (or S12) in one transaction: the working trace becomes the record,
+    // or, when a statement fails, stays as it was.
+    bool replaceTraceWithRecord(const QString& recNo, bool withTimes);
     // S13: stores one sample; committed when this returns true.
     bool insertSample(const NewSample& sample);
     // The polling tick's way: hands the sample to the writer thread (see
@@ -365,7 +369,9 @@ public:
     // The primary value of every row of `datatemp` as a number (parseLeadingNumber),
     // appended to `values` in sample order, and the positions in it of the rows
     // without a meter reply: what the graph charts, without the rest of each row.
-    bool readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows);
+    // `progress` hears the count of rows read every 10,000 rows.
+    bool readPrimaryValues(std::vector<double>* values, std::vector<qint32>* noReplyRows,
+                           const std::function<void(qint64)>& progress = {});
 
 private:
     // Steps a prepared sample select to its end, handing each row to `each`, and
@@ -376,6 +382,8 @@ private:
     enum class Queued { Settle, Ignore };
     bool run(QSqlQuery& query, const Statement& statement, Queued queued = Queued::Settle);
     bool execute(const Statement& statement);
+    // The store open, the queued samples written and a transaction begun on `db`.
+    bool beginReplacingTrace(QSqlDatabase* db);
     bool fail(const QString& number, const QString& description);
     bool failOpen(const QString& reason);
     std::optional<QVariant> singleValue(const Statement& statement);

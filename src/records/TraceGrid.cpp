@@ -1,6 +1,10 @@
 #include "TraceGrid.h"
 
+#include "FramePace.h"
+
 #include <QHeaderView>
+
+#include <utility>
 
 namespace kvx {
 
@@ -57,11 +61,24 @@ void TraceGrid::doItemsLayout() {
     // A scroll bar that came (or went) resized the cells' area, or the rows moved
     // (a grid scrolled to its end keeps the last row at the bottom edge, and a new
     // range can move it): all of it is painted.
-    if (viewport()->size() != sizeBefore || verticalHeader()->offset() != offsetBefore) {
+    if (viewport()->size() != sizeBefore || verticalHeader()->offset() != offsetBefore)
+        m_unpainted = kPaintWhole;
+    else if (m_unpainted != kPaintWhole && (m_unpainted == kNothingAppended || firstAppended < m_unpainted))
+        m_unpainted = firstAppended;
+    // Rows that come faster than the frame rate are painted once a frame. Where the
+    // rows are is found when they are painted: the grid may have scrolled meanwhile.
+    atFramePace(viewport(), [this] { paintAppended(); });
+}
+
+void TraceGrid::paintAppended() {
+    const int first = std::exchange(m_unpainted, kNothingAppended);
+    if (first == kPaintWhole) {
         viewport()->update();
         return;
     }
-    const int top = qMax(0, rowViewportPosition(firstAppended));
+    if (first == kNothingAppended)
+        return;
+    const int top = qMax(0, rowViewportPosition(first));
     if (top < viewport()->height())
         viewport()->update(0, top, viewport()->width(), viewport()->height() - top);
 }

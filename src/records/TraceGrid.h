@@ -21,11 +21,15 @@ protected:
 
 private:
     void layoutWhole() { m_firstAppended = kLayoutWhole; }
+    void paintAppended();
 
     static constexpr int kNothingAppended = -1;
     static constexpr int kLayoutWhole = -2;
     // The first row added since the last layout, or one of the two marks above.
     int m_firstAppended = kLayoutWhole;
+    // The first row laid out but not yet painted, kNothingAppended, or all of them.
+    static constexpr int kPaintWhole = -3;
+    int m_unpainted = kNothingAppended;
 };
 
 } // namespace kvx

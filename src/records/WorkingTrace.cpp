@@ -71,6 +71,8 @@ void WorkingTrace::noteReading(const TakenReading& reading) {
     m_last = reading;
     // Empty limits read as 0, as the graph reads them: nothing matches then.
     m_statistics.add(reading.primary, m_limitLow.value_or(0.0), m_limitHigh.value_or(0.0));
+    if (m_windowFeed)
+        m_windowFeed(reading);
     emit readingTaken(reading);
 }
 

@@ -4,7 +4,9 @@
 // and each sample handed to the store writer. Whatever watches a bench without
 // being a window (the scripting socket, the monitor page, the headless logger)
 // reads its status here and subscribes to its signals; the front panel and the
-// data table tell it what happens. One per process, like the record store.
+// data table tell it what happens, and the windows that show readings are handed
+// each one through the feed the window program sets. One per process, like the
+// record store.
 
 #include "RecordStore.h"
 #include "TraceStatistics.h"
@@ -13,6 +15,7 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <optional>
 
 namespace kvx {
@@ -24,6 +27,8 @@ struct TakenReading {
     double primary = 0.0;
     double secondary = 0.0;
     bool noReply = false;
+    // A simulated reading has no secondary value: the windows keep the one they show.
+    bool withSecondary = true;
 };
 
 // What a watcher needs to know of one stored sample: the sample itself and
@@ -46,8 +51,13 @@ public:
     // A continuous trace starts or ends. A start counts MAX, MIN and matches anew.
     void begin(const QDateTime& at);
     void end();
-    // Every reading a tick takes, whether or not it becomes a sample.
+    // Every reading a tick takes, whether or not it becomes a sample: handed to the
+    // windows that show readings, then told to every watcher (readingTaken).
     void noteReading(const TakenReading& reading);
+    // How the windows are handed each reading (showReadingsInWindows); none without windows.
+    using WindowFeed = std::function<void(const TakenReading&)>;
+    void setWindowFeed(WindowFeed feed) { m_windowFeed = std::move(feed); }
+
     // Hands the sample to the store writer; false only when its queue is full.
     bool store(const NewSample& sample);
     // The working trace was emptied or replaced and now holds `samples` rows; when
@@ -83,6 +93,7 @@ signals:
     void restarted();
 
 private:
+    WindowFeed m_windowFeed;
     QString m_link;
     bool m_live = false;
     QString m_function, m_primaryUnit, m_secondaryUnit;

@@ -4,6 +4,7 @@
 #include "TraceGrid.h"
 #include "Twips.h"
 
+#include "FramePace.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "Session.h"
@@ -476,17 +477,15 @@ void frmDataTable::keepNewestInView() {
     // scrolling costs time in proportion to the trace. Scroll once when the event
     // loop comes round, not inside every append: storing a sample stays as quick at a
     // million rows as at a thousand, and the grid shows the newest row when it paints.
+    // Samples that come faster than the frame rate (the fast clock) scroll once a frame.
     if (m_scrollPending || m_model.size() <= m_visibleRows)
         return;
     m_scrollPending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_scrollPending = false;
-            if (m_model.size() > m_visibleRows)
-                grdHelQuest->scrollToBottom();
-        },
-        Qt::QueuedConnection);
+    atFramePace(this, [this] {
+        m_scrollPending = false;
+        if (m_model.size() > m_visibleRows)
+            grdHelQuest->scrollToBottom();
+    });
 }
 
 // ---- Comments ----

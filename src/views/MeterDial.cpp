@@ -1,6 +1,7 @@
 #include "MeterDial.h"
 
 #include "DisplayColors.h"
+#include "FramePace.h"
 #include "ValueRules.h"
 
 #include <QEvent>
@@ -59,7 +60,7 @@ void MeterDial::setPointerValue(Pointer which, double value) {
     m_pointers[which] = value;
     // The needle alone moves at every reading; the marks are part of the face.
     if (which == Needle)
-        update();
+        updateAtFramePace(this);
     else
         faceChanged();
 }

@@ -2,6 +2,7 @@
 
 #include "DisplayColors.h"
 #include "DisplayFormat.h"
+#include "FramePace.h"
 #include "ValueRules.h"
 
 #include <QFontDatabase>
@@ -59,7 +60,7 @@ void NumericDisplay::setValue(double value) {
     if (value == m_value)
         return;
     m_value = value;
-    update();
+    updateAtFramePace(this);
 }
 
 void NumericDisplay::setFormat(const QString& format) {

@@ -2,6 +2,7 @@
 
 #include "CaptionPanel.h"
 #include "GraphScales.h"
+#include "ReadingWindows.h"
 #include "RecordStore.h"
 #include "Services.h"
 #include "TrendPlot.h"
@@ -16,8 +17,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
+#include <QPointer>
 #include <QPushButton>
 #include <QSlider>
+#include <QThread>
 #include <QVBoxLayout>
 #include <cmath>
 #include <iterator>
@@ -304,6 +307,7 @@ void frmGraphicRecord::setDefaultXAxis() {
 }
 
 void frmGraphicRecord::ClearGraph() {
+    ++m_traceChanges;
     m_trace.clearSamples();
     m_trace.liveTrace = false;
     m_trace.plotValues.clear();
@@ -342,6 +346,7 @@ void frmGraphicRecord::showStatistics() {
 }
 
 void frmGraphicRecord::ShowGraph() {
+    ++m_traceChanges;
     TraceState& t = m_trace;
     const qint32 k = t.sampleCount;
     const QString typed = m_value->text();
@@ -390,14 +395,55 @@ void frmGraphicRecord::ShowGraph() {
 }
 
 void frmGraphicRecord::ReDraw() {
+    // A rebuild asked for again before the last one started is that one: it reads
+    // the rows as they stand when it starts.
+    if (m_rebuildWaiting)
+        return;
+    m_rebuildWaiting = true;
+    traceRebuilds().queue([self = QPointer<frmGraphicRecord>(this)] {
+        if (self)
+            self->startRebuild();
+    });
+}
+
+// The rows are read on a thread of their own and handed back in one go; the window
+// answers meanwhile. Whatever cannot be read leaves the graph empty, as a trace
+// without rows does.
+void frmGraphicRecord::startRebuild() {
+    m_rebuildWaiting = false;
+    struct Rows {
+        std::vector<double> values;
+        std::vector<qint32> noReplyRows;
+    };
+    auto rows = std::make_shared<Rows>();
     RecordStore& records = m_store;
-    std::vector<double> values;
-    // Room for the rows there are; the numbers the rows carry decide nothing here.
-    if (const auto count = records.countSamples(); count && *count > 0)
-        values.reserve(size_t(*count));
-    std::vector<qint32> noReplyRows;
-    records.readPrimaryValues(&values, &noReplyRows);
-    ReDrawFrom(std::move(values), noReplyRows);
+    // The reading connection sees only what the writer has written.
+    if (!records.isOpen() || !records.settleWriter()) {
+        ReDrawFrom({}, {});
+        return;
+    }
+    const auto work = [target = records.target(), bench = records.bench(), rows](TaskProgress& progress) {
+        RecordStore reader(QStringLiteral("kvx5130-redraw-%1").arg(quintptr(QThread::currentThreadId())));
+        TaskOutcome outcome;
+        if (!reader.openForReading(target, bench))
+            return outcome;
+        // Room for the rows there are; the numbers the rows carry decide nothing here.
+        if (const auto count = reader.countSamples(); count && *count > 0) {
+            progress.setTotal(*count);
+            rows->values.reserve(size_t(*count));
+        }
+        outcome.ok = reader.readPrimaryValues(&rows->values, &rows->noReplyRows,
+                                              [&progress](qint64 done) { progress.setDone(done); });
+        return outcome;
+    };
+    // A trace cleared or grown while the rows were read is newer than they are.
+    const auto finished = [self = QPointer<frmGraphicRecord>(this), rows,
+                           seen = m_traceChanges](const TaskOutcome&) {
+        if (self && self->m_traceChanges == seen)
+            self->ReDrawFrom(std::move(rows->values), rows->noReplyRows);
+    };
+    runInBackground(QStringLiteral("Drawing the trace..."), work, finished,
+                    {&traceRebuilds(), false});
 }
 
 void frmGraphicRecord::ReDrawFrom(std::vector<double> values, const std::vector<qint32>& noReplyRows) {

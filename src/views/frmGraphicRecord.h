@@ -54,6 +54,8 @@ public:
     void setLimHighText(const QString& text) override;
     void setLimLowText(const QString& text) override;
     void setRelText(const QString& text) override;
+    // Rebuilds the graph from the working trace in the background; several asked for
+    // while one waits make one. waitForBackgroundTasks() waits for it.
     void ReDraw() override;
     void Redraw1() override;
     // Rebuilds the graph as ReDraw does, from the primary values of a trace already
@@ -118,6 +120,7 @@ private:
     void onActivated();
     // The trace line in the replay colour (rebuilt from the store) or the live one.
     void setReplayed(bool replayed);
+    void startRebuild();
     void toggleDemoFeed();
     void onDemoTick();
 
@@ -149,6 +152,8 @@ private:
     RecordStore& m_store;
     DisplayColors m_colors = kDefaultDisplayColors;
     bool m_replayed = false;
+    bool m_rebuildWaiting = false;
+    quint64 m_traceChanges = 0; // each sample charted and each clear
     bool m_noReply = false;
 };
 

@@ -4,6 +4,7 @@
 
 #include "PanelFixture.h"
 
+#include "BackgroundTask.h"
 #include "DataRows.h"
 #include "OperationRecord.h"
 #include "RecordStore.h"
@@ -514,10 +515,12 @@ private slots:
         QCOMPARE(grid->item(1, 0)->text(), QStringLiteral("2"));
         QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
                           grid->visualItemRect(grid->item(2, 0)).center());
+        kvx::waitForBackgroundTasks();
         QCOMPARE(status->text(), QStringLiteral("Record 3 loaded, 3 samples"));
         QVERIFY(!panel->continuousStyleSelected() && !grid->isVisible()); // the record's trigger style
         // The list is still out; a pick from it puts it away too.
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(0)).center());
+        kvx::waitForBackgroundTasks();
         QCOMPARE(f.table.field(RecordField::Recno), QStringLiteral("20"));
         QVERIFY(!list->isVisible() && panel->findChild<QPushButton*>("cmdLoadRecord")->isVisible());
 
@@ -526,6 +529,7 @@ private slots:
         QTest::keyClick(grid, Qt::Key_Down);
         QTest::keyClick(grid, Qt::Key_Down);
         QTest::keyClick(grid, Qt::Key_Return);
+        kvx::waitForBackgroundTasks();
         QCOMPARE(f.table.field(RecordField::Recno), QStringLiteral("3"));
         store.close();
     }

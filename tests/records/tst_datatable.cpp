@@ -1,6 +1,7 @@
 // The data table window against a real database: which readings become samples
 // and why, the time columns, the filter list, comments, and a locked database.
 
+#include "FramePace.h"
 #include "StatusReports.h"
 #include "TableBench.h"
 #include "clsKVX5310.h"
@@ -348,8 +349,13 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&t.table));
         QScreen* screen = t.table.screen();
         const auto onScreen = [&] {
-            for (int pass = 0; pass < 3; ++pass) // the layout's timer, then the paint it asks for
+            // The layout's timer, then the paint it asks for, each in a frame of its own
+            // however soon after the last one.
+            for (int pass = 0; pass < 3; ++pass) {
                 QCoreApplication::processEvents();
+                updateWaitingNow();
+            }
+            QCoreApplication::processEvents();
             return screen->grabWindow(t.table.winId()).toImage();
         };
         onScreen();

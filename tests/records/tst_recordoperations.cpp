@@ -1,6 +1,7 @@
 // Saving, listing, loading and abandoning records, against a real database and
 // the real data table window; the graph, the dial and the panel are stand-ins.
 
+#include "BackgroundTask.h"
 #include "RecordOperations.h"
 #include "TableBench.h"
 #include "clsKVX5310.h"
@@ -160,6 +161,9 @@ private slots:
         const QString line = RecordOperations::listLine(rows->back());
         QCOMPARE(line.size(), 6 + 14 + 25); // the long comment cut
         QVERIFY(fromList ? b.records.loadFromListLine(line) : b.records.loadFromGrid("1"));
+        // A second load while the first runs is refused, never mixed into it.
+        QVERIFY(!b.records.loadFromGrid("2"));
+        waitForBackgroundTasks();
         QCOMPARE(b.table.field(RecordField::Recno), QString("1"));
         QCOMPARE(b.table.field(RecordField::DataDesc), longComment);
         QCOMPARE(b.table.field(RecordField::StartTime), QString("2026/01/05 10:00:01"));

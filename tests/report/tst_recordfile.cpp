@@ -69,6 +69,7 @@ private slots:
         fx.messages->clear();
 
         QVERIFY(RecordFile::openAsWorkingTrace(file));
+        waitForBackgroundTasks(); // the graph is drawn again from the store
         QCOMPARE(datatempRows(fx.databasePath()), before);
         // The record number belonged to the database the file came from: saving the
         // opened trace must make a new record, not overwrite record 12 here.

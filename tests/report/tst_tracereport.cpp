@@ -69,6 +69,7 @@ private slots:
         QVERIFY(recordStore().replaceTrace(makeSamples(200)));
         table.refreshRows();
         graph.ReDraw();
+        waitForBackgroundTasks();
 
         const auto report = TraceReport::forWorkingTrace();
         QVERIFY(report);
@@ -193,7 +194,9 @@ private slots:
         QVERIFY(recordStore().replaceTrace(rows));
         // The window's in-band count runs on across rebuilds: the report shows it as it stands.
         graph.ReDraw();
+        waitForBackgroundTasks();
         graph.ReDraw();
+        waitForBackgroundTasks();
         graph.CWGraph1()->yAxis->setRange(-10, 10);
         const auto report = TraceReport::forWorkingTrace();
         QVERIFY(report);

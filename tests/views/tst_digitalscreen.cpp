@@ -8,6 +8,25 @@
 using namespace kvx;
 using kvx::test::addRow;
 
+namespace {
+
+// Counts the paints of a display and notes the value it last painted.
+struct PaintCounter : QObject {
+    explicit PaintCounter(NumericDisplay* display) : display(display) { display->installEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            ++count;
+            painted = display->value();
+        }
+        return false;
+    }
+    NumericDisplay* display;
+    int count = 0;
+    double painted = 0;
+};
+
+} // namespace
+
 class DigitalScreenTest : public QObject {
     Q_OBJECT
 private slots:
@@ -34,6 +53,23 @@ private slots:
             QTEST(display->numberText(), "number");
             QTEST(display->unitText(), "unit");
         }
+    }
+
+    // Readings faster than the eye (the fast clock): at most one repaint a frame, however
+    // often the event loop comes round between them.
+    void fastReadingsRepaintAtFramePace() {
+        frmDIGITALMETERMaster screen;
+        screen.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&screen));
+        PaintCounter paints(screen.DigVM());
+        QElapsedTimer took;
+        took.start();
+        for (int i = 1; i <= 200; ++i) {
+            screen.setPrimaryValue(i);
+            QCoreApplication::processEvents();
+        }
+        QVERIFY2(paints.count <= took.elapsed() / 40 + 2, qPrintable(QString::number(paints.count)));
+        QTRY_COMPARE(paints.painted, 200.0); // the last reading is not left unpainted
     }
 
     void layoutInTwipsAndRegistration() {

@@ -1,5 +1,6 @@
 // The trend graph window: statistics of appended and rebuilt traces, the Y
 // range, the X axis, cursors and measurements, and the extreme panels.
+#include "BackgroundTask.h"
 #include "DataRows.h"
 #include "ValueRules.h"
 #include "WindowTestSupport.h"
@@ -201,6 +202,7 @@ private slots:
             const TraceStatistics live = g.trace();
             g.CWGraph1()->yAxis->setRange(-1, 1);
             g.ReDraw();
+            waitForBackgroundTasks();
             QCOMPARE(yRange(g), QCPRange(-50, 50)); // the rebuilt peak chooses the axis again
             const auto* marks = g.CWGraph1()->graph(4)->data().data(); // the one sample without a reply
             QCOMPARE(marks->size(), 1);
@@ -215,6 +217,22 @@ private slots:
             QCOMPARE(rebuilt.peakAbs, live.peakAbs);
             QCOMPARE(rebuilt.matchCount, 2 * live.matchCount); // the count runs on across a rebuild
         }
+    }
+
+    // A rebuild read in the background never overwrites what the graph charted or
+    // cleared after it was asked for (a trace stopped and started again at once).
+    void rebuildOlderThanTheGraphIsDropped() {
+        StoreFixture store;
+        QVERIFY(recordStore().replaceTrace(makeSamples(5)));
+        frmGraphicRecord g(driverUnits(), recordStore());
+        g.ReDraw();
+        g.ClearGraph();
+        feed(g, {"7"});
+        waitForBackgroundTasks();
+        QCOMPARE(g.trace().plotValues, std::vector<double>{7.0});
+        g.ReDraw();
+        waitForBackgroundTasks();
+        QCOMPARE(g.trace().sampleCount, 5);
     }
 
     void zoomOutSpansLiveTrace() {

@@ -8,9 +8,10 @@
 // every run. scripts/screenshots.sh runs it at scale 1 and 2.
 
 #include "AppRun.h"
+#include "BackgroundTask.h"
 #include "Forms.h"
-#include "TestServices.h"
 #include "Session.h"
+#include "TestServices.h"
 #include "TraceReport.h"
 #include "frmKVX5130.h"
 #include "mdiMain.h"
@@ -111,6 +112,7 @@ int main(int argc, char** argv) {
 
     bool ok = shots.save(&frame, "live-trace");
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdStart"))->click(); // stop
+    waitForBackgroundTasks(); // the graph is drawn again from the store
     for (int i = 0; i < 3; ++i)
         messages->queueAnswer(Answer::Yes);
     panel->findChild<QAbstractButton*>(QStringLiteral("cmdSaveRecord"))->click();
