@@ -4,6 +4,7 @@
 #include "MeterThread.h"
 #include "BackgroundTask.h"
 #include "clsKVX5310.h"
+#include "LinkSchemes.h"
 #include "frmKVX5130.h"
 
 #include "OperationRecord.h"
@@ -156,7 +157,13 @@ QString frmKVX5130::linkTextOf(clsKVX5310& meter) {
         SerialControl& serial = meter.CWSerial1();
         return QStringLiteral("serial:%1@%2").arg(serial.devicePath()).arg(serial.baudRate());
     }
+    // The GPIB control's back-end text and address read as a connection text does,
+    // so that a LAN socket shows as "tcp:host:port", not with the address appended.
     GpibControl& gpib = meter.CWGPIB1();
+    ConnectionTarget target;
+    QString unread;
+    if (readGpibSettings(gpib.backend(), gpib.primaryAddress(), &target, &unread))
+        return connectionText(target);
     return QStringLiteral("%1:%2").arg(gpib.backend()).arg(gpib.primaryAddress());
 }
 
