@@ -56,7 +56,9 @@ int runWindowProgram(char** argv) {
     // Found from this program's own file, so that an installed tree can be moved.
     const QString self = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
     const QByteArray program =
-        QFileInfo(QFileInfo(self).path() + QStringLiteral("/" KVX_WINDOWS_FROM_PROGRAM)).absoluteFilePath().toLocal8Bit();
+        QFileInfo(QFileInfo(self).path() + QStringLiteral("/" KVX_WINDOWS_FROM_PROGRAM))
+            .absoluteFilePath()
+            .toLocal8Bit();
     execv(program.constData(), argv);
     std::fprintf(stderr, "kvx5130: the window program \"%s\" cannot be started: %s\n", program.constData(),
                  std::strerror(errno));

@@ -1,10 +1,10 @@
 // Trace start/stop, the triggered style, the operation file that carries the
 // settings between runs, the link set-up it names, and quitting.
 
-#include "MeterThread.h"
 #include "BackgroundTask.h"
-#include "clsKVX5310.h"
 #include "LinkSchemes.h"
+#include "MeterThread.h"
+#include "clsKVX5310.h"
 #include "frmKVX5130.h"
 
 #include "OperationRecord.h"
@@ -47,7 +47,8 @@ void frmKVX5130::load() {
     m_firstActivation = true;
     // From here on the command log is kept on disk, not in memory.
     if (!session().programFolder.isEmpty()) {
-        const QString spool = session().pathInFolder(QLatin1String(kCommandLogFile) + QStringLiteral(".part"));
+        const QString spool =
+            session().pathInFolder(QLatin1String(kCommandLogFile) + QStringLiteral(".part"));
         meterThread().post([spool](clsKVX5310& meter) { meter.spoolCommandLog(spool); });
     }
     // The driver owns its two link objects; there is nothing to hand over.
@@ -264,7 +265,8 @@ void frmKVX5130::takeOneReading() {
     updateClockDisplay();
     takeReading([this] {
         const double now = clock().secondsSinceMidnight();
-        m_lblInterval->setText(panel::triggerIntervalCaption(secondsOfDayBetween(m_previousTriggerTime, now)));
+        m_lblInterval->setText(
+            panel::triggerIntervalCaption(secondsOfDayBetween(m_previousTriggerTime, now)));
         m_previousTriggerTime = now;
     });
 }

@@ -653,7 +653,8 @@ bool RecordStore::reconnectIfBroken() {
         return false;
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     const PGconn* handle = serverHandle(db);
-    if (handle && libpq()->PQstatus(handle) == CONNECTION_OK && libpq()->PQtransactionStatus(handle) != PQTRANS_UNKNOWN)
+    if (handle && libpq()->PQstatus(handle) == CONNECTION_OK &&
+        libpq()->PQtransactionStatus(handle) != PQTRANS_UNKNOWN)
         return false; // the statement failed, not the connection
     return openStoreConnection(m_connectionName, m_target, m_bench, StoreRole::Reader).isEmpty();
 }
@@ -1212,7 +1213,6 @@ namespace kvx {
 
 namespace {
 
-
 // A row of one of those selects, from the engine's texts (`text`) and nullable numbers (`time`).
 template <class Text, class Time>
 void fillStoredSample(StoredSample* row, const Text& text, const Time& time) {
@@ -1302,8 +1302,9 @@ bool RecordStore::streamWorkingSamplesFrom(qint64 firstSeqNo, int maxRows,
     sqlite3* db = engineHandle(m_connectionName);
     if (!db)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not an SQLite database"));
-    const char* const text = "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
-                             "from datatemp where SeqNo >= ? order by SeqNo asc limit ?";
+    const char* const text =
+        "select SeqNo, RecTime, PVal, SVal, Reason, Comment, TimeTick, DiffLastTime, NoReply "
+        "from datatemp where SeqNo >= ? order by SeqNo asc limit ?";
     sqlite3_stmt* statement = nullptr;
     int code = sqlite3_prepare_v2(db, text, -1, &statement, nullptr);
     if (code == SQLITE_OK && (code = sqlite3_bind_int64(statement, 1, firstSeqNo)) == SQLITE_OK)
@@ -1344,8 +1345,9 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
         const QByteArray benchText = bench.toUtf8();
         const char* values[] = {benchText.constData()};
         PGresult* result =
-            conn ? libpq()->PQexecParams(conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
-                                int(summaries.values.size()), nullptr, values, nullptr, nullptr, 0)
+            conn ? libpq()->PQexecParams(
+                       conn, toDialect(summaries.text, Dialect::PostgresLibpq).toUtf8().constData(),
+                       int(summaries.values.size()), nullptr, values, nullptr, nullptr, 0)
                  : nullptr;
         if (libpq()->PQresultStatus(result) != PGRES_TUPLES_OK) {
             libpq()->PQclear(result);
@@ -1356,9 +1358,10 @@ std::optional<std::vector<RecordSummary>> RecordStore::summarizeRecords(const QS
         rows.reserve(size_t(libpq()->PQntuples(result)));
         for (int row = 0; row < libpq()->PQntuples(result); ++row)
             keep([&](int column) {
-                return libpq()->PQgetisnull(result, row, column) ? QString()
-                                                        : QString::fromUtf8(libpq()->PQgetvalue(result, row, column),
-                                                                            libpq()->PQgetlength(result, row, column));
+                return libpq()->PQgetisnull(result, row, column)
+                           ? QString()
+                           : QString::fromUtf8(libpq()->PQgetvalue(result, row, column),
+                                               libpq()->PQgetlength(result, row, column));
             });
         libpq()->PQclear(result);
         m_lastError = {};
@@ -1446,8 +1449,9 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
     PGconn* conn = serverHandle(db);
     if (!conn)
         return fail(QStringLiteral("0"), QStringLiteral("the record database is not a server"));
-    PGresult* started = libpq()->PQexec(conn, "copy datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
-                                     "DiffLastTime,NoReply) from stdin");
+    PGresult* started =
+        libpq()->PQexec(conn, "copy datadetail (recno,SeqNo,RecTime,PVal,SVal,Reason,Comment,TimeTick,"
+                              "DiffLastTime,NoReply) from stdin");
     const bool copying = libpq()->PQresultStatus(started) == PGRES_COPY_IN;
     libpq()->PQclear(started);
     if (!copying)
@@ -1477,7 +1481,8 @@ bool RecordStore::writeCopiedSamples(RecordStore& source, const QString& sourceR
     });
     if (read && sent && !lines.isEmpty())
         sent = libpq()->PQputCopyData(conn, lines.constData(), int(lines.size())) == 1;
-    const bool ended = libpq()->PQputCopyEnd(conn, read && sent ? nullptr : "the source could not be read") == 1;
+    const bool ended =
+        libpq()->PQputCopyEnd(conn, read && sent ? nullptr : "the source could not be read") == 1;
     PGresult* result = libpq()->PQgetResult(conn);
     const bool stored = read && sent && ended && libpq()->PQresultStatus(result) == PGRES_COMMAND_OK;
     libpq()->PQclear(result);
@@ -1551,7 +1556,8 @@ bool RecordStore::streamSamplesOfServer(const char* text, const std::vector<QByt
     std::vector<const char*> values;
     for (const QByteArray& parameter : parameters)
         values.push_back(parameter.constData());
-    if (!libpq()->PQsendQueryParams(conn, text, int(values.size()), nullptr, values.data(), nullptr, nullptr, 0) ||
+    if (!libpq()->PQsendQueryParams(conn, text, int(values.size()), nullptr, values.data(), nullptr, nullptr,
+                                    0) ||
         !libpq()->PQsetSingleRowMode(conn)) {
         const QString problem = serverError(conn);
         drainResults(conn);
@@ -1597,8 +1603,9 @@ QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& s
         return QStringLiteral("the record database is not a server");
     QStringList prepared = db.driver()->property(kPreparedOnSession).toStringList();
     if (!prepared.contains(QLatin1String(name))) {
-        PGresult* made = libpq()->PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
-                                   int(statement.values.size()), nullptr);
+        PGresult* made =
+            libpq()->PQprepare(conn, name, toDialect(statement.text, Dialect::PostgresLibpq).toUtf8(),
+                               int(statement.values.size()), nullptr);
         const bool done = libpq()->PQresultStatus(made) == PGRES_COMMAND_OK;
         libpq()->PQclear(made);
         if (!done)
@@ -1612,7 +1619,8 @@ QString runPrepared(const QSqlDatabase& db, const char* name, const Statement& s
         texts.push_back(value.toString().toUtf8());
         values.push_back(value.isNull() ? nullptr : texts.back().constData());
     }
-    PGresult* result = libpq()->PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
+    PGresult* result =
+        libpq()->PQexecPrepared(conn, name, int(values.size()), values.data(), nullptr, nullptr, 0);
     const bool done = libpq()->PQresultStatus(result) == PGRES_COMMAND_OK;
     libpq()->PQclear(result);
     return done ? QString() : serverError(conn);

@@ -95,7 +95,8 @@ int exportRecord(int recno, const ExportFiles& files, QTextStream& err, const Re
         return finish(0);
 
     if (!writeReport) {
-        err << "kvx5130: \"" << files.pdf << "\" cannot be written: the report is drawn by the window program\n";
+        err << "kvx5130: \"" << files.pdf
+            << "\" cannot be written: the report is drawn by the window program\n";
         return finish(1);
     }
     TraceRecord record;
